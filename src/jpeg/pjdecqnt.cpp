@@ -1,0 +1,27 @@
+// Decoder side of quantization: quantizer tables and block dequantization.
+
+#include "pjdispatch.h"
+#include "pjzigzag.h"
+#include "quant.h"
+
+KepResult own_kepiQuantInvTableInit_JPEG_8u16u(const Kep8u* pQuantRawTable, Kep16u* pQuantInvTable) {
+    // The inverse table is tested before the raw table.
+    if (!pQuantInvTable || !pQuantRawTable) return kepErrNullPtr;
+
+    Kep16u wide[64];
+    for (int i = 0; i < 64; ++i) wide[i] = pQuantRawTable[i];
+    ownZigzagInv8x8_16u_C1(wide, pQuantInvTable);
+    return kepOk;
+}
+
+KepResult own_kepiQuantInv8x8_JPEG_16s_C1I(Kep16s* pSrcDst, const Kep16u* pQuantInvTable) {
+    if (!pSrcDst || !pQuantInvTable) return kepErrNullPtr;
+
+    if (!ownAllAligned(2, pSrcDst, pQuantInvTable))
+        ownQuantInv8x8Odd_c(pSrcDst, pQuantInvTable);
+    else if (ownAllAligned(16, pSrcDst, pQuantInvTable))
+        ownQuantInv8x8A_ssse3(pSrcDst, pQuantInvTable);
+    else
+        ownQuantInv8x8U_ssse3(pSrcDst, pQuantInvTable);
+    return kepOk;
+}
