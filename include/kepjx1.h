@@ -23,12 +23,12 @@
 extern "C" {
 #endif
 
-/* ---- Library frame ------------------------------------------------------------------------ */
+/* ---- Library frame -------------------------------------------------------------------------- */
 
 /* The constant version record of the code path chosen at load time ("x1" or "x2"). */
 KEPAPI const KepLibraryVersion* kepjGetLibVersion(void);
 
-/* ---- JPEG quantization (ITU-T T.81 A.3.4, Annex K.1) ------------------------------------- */
+/* ---- JPEG quantization (ITU-T T.81 A.3.4, Annex K.1) ---------------------------------------- */
 
 /* Rescales a raw 8-bit quantizer table (64 bytes, zigzag order) in place by an encoder quality
  * factor: scale = quality < 50 ? 5000 / quality : 200 - 2 * quality; each byte becomes
@@ -56,6 +56,22 @@ KEPAPI KepResult kepiQuantFwd8x8_JPEG_16s_C1I(Kep16s* pSrcDst, const Kep16u* pQu
  * When either pointer is at an odd address the product is saturated instead.
  * Errors: null pointer (-8). */
 KEPAPI KepResult kepiQuantInv8x8_JPEG_16s_C1I(Kep16s* pSrcDst, const Kep16u* pQuantInvTable);
+
+/* ---- JPEG forward and inverse 8x8 DCT with quantization (ITU-T T.81 A.3.3) ------------------ */
+
+/* ---- JPEG Huffman specs, bit-stream states, baseline block coding (ITU-T T.81 Annex C, F.1.2, F.2.2) ---- */
+
+/* ---- JPEG progressive Huffman coding, statistics, lossless coding (ITU-T T.81 G.1, K.2, Annex H) ---- */
+
+/* ---- JPEG colour conversion, down- and up-sampling, MCU conversions ------------------------- */
+
+/* ---- JPEG 2000 component transforms and wavelets (ITU-T T.800 Annex F, G) ------------------- */
+
+/* ---- JPEG 2000 code-block coding (ITU-T T.800 Annex C, D) ----------------------------------- */
+
+/* ---- JPEG XR photo core transform (ITU-T T.832) --------------------------------------------- */
+
+/* ---- TIFF PackBits and row split and join --------------------------------------------------- */
 
 #ifdef __cplusplus
 }

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Builds and runs every test: the optimised build (build/), then the whole suite again built with
-# AddressSanitizer and UndefinedBehaviorSanitizer (build-asan/). Extra arguments go to ctest.
+# Builds and runs every test: the libFuzzer targets briefly (build-fuzz/), the optimised build
+# (build/), then the whole suite again built with AddressSanitizer and UndefinedBehaviorSanitizer
+# (build-asan/). Extra arguments go to ctest.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 "$root/scripts/deps.sh"
@@ -12,6 +13,8 @@ configure_and_build() {
   cmake -S "$root" -B "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo "$@" >/dev/null
   cmake --build "$dir" -j "$jobs"
 }
+
+"$root/scripts/fuzz.sh" "${KEP_FUZZ_SECONDS:-10}"
 
 configure_and_build "$root/build"
 ctest --test-dir "$root/build" --output-on-failure -j "$jobs" "$@"
