@@ -17,11 +17,6 @@ KepResult own_kepiQuantInvTableInit_JPEG_8u16u(const Kep8u* pQuantRawTable, Kep1
 KepResult own_kepiQuantInv8x8_JPEG_16s_C1I(Kep16s* pSrcDst, const Kep16u* pQuantInvTable) {
     if (!pSrcDst || !pQuantInvTable) return kepErrNullPtr;
 
-    if (!ownAllAligned(2, pSrcDst, pQuantInvTable))
-        ownQuantInv8x8Odd_c(pSrcDst, pQuantInvTable);
-    else if (ownAllAligned(16, pSrcDst, pQuantInvTable))
-        ownQuantInv8x8A_ssse3(pSrcDst, pQuantInvTable);
-    else
-        ownQuantInv8x8U_ssse3(pSrcDst, pQuantInvTable);
+    ownQuantByAlignment(pSrcDst, pQuantInvTable, ownQuantInv8x8A_ssse3, ownQuantInv8x8U_ssse3, ownQuantInv8x8Odd_c);
     return kepOk;
 }

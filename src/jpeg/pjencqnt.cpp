@@ -36,11 +36,6 @@ KepResult own_kepiQuantFwdTableInit_JPEG_8u16u(const Kep8u* pQuantRawTable, Kep1
 KepResult own_kepiQuantFwd8x8_JPEG_16s_C1I(Kep16s* pSrcDst, const Kep16u* pQuantFwdTable) {
     if (!pSrcDst || !pQuantFwdTable) return kepErrNullPtr;
 
-    if (!ownAllAligned(2, pSrcDst, pQuantFwdTable))
-        ownQuantFwd8x8Odd_c(pSrcDst, pQuantFwdTable);
-    else if (ownAllAligned(16, pSrcDst, pQuantFwdTable))
-        ownQuantFwd8x8A_ssse3(pSrcDst, pQuantFwdTable);
-    else
-        ownQuantFwd8x8U_ssse3(pSrcDst, pQuantFwdTable);
+    ownQuantByAlignment(pSrcDst, pQuantFwdTable, ownQuantFwd8x8A_ssse3, ownQuantFwd8x8U_ssse3, ownQuantFwd8x8Odd_c);
     return kepOk;
 }

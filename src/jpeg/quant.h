@@ -21,4 +21,14 @@ KEP_HIDDEN void ownQuantInv8x8U_ssse3(Kep16s* pSrcDst, const Kep16u* pTable);
 // Odd-address fallback: x' = sat16(x * q).
 KEP_HIDDEN void ownQuantInv8x8Odd_c(Kep16s* pSrcDst, const Kep16u* pTable);
 
+// Runs the kernel that suits the addresses: both on 16-byte boundaries, both even, or either odd
+// (the fallback with its own arithmetic).
+using OwnQuantKernel = void (*)(Kep16s*, const Kep16u*);
+static inline void ownQuantByAlignment(Kep16s* pSrcDst, const Kep16u* pTable, OwnQuantKernel aligned,
+                                       OwnQuantKernel unaligned, OwnQuantKernel odd) {
+    if (!ownAllAligned(2, pSrcDst, pTable)) odd(pSrcDst, pTable);
+    else if (ownAllAligned(16, pSrcDst, pTable)) aligned(pSrcDst, pTable);
+    else unaligned(pSrcDst, pTable);
+}
+
 #endif  // KEP_QUANT_H
