@@ -1,0 +1,319 @@
+// The photo core transform through its exports: an independent transcription of the ITU-T T.832
+// forward transform, round trips, the documented constant-block result, the region walk, the
+// macroblock forms against the ROI form, the float forms against the integer ones, and the
+// argument checks.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+
+#include "jxr_pct_data.h"
+#include "kepcheck.h"
+#include "kepjx1.h"
+
+namespace {
+
+using kepcheck::Rng;
+using pctdata::Plane;
+
+// ---- Independent forward 4x4 PCT, written from the T.832 description of the encoder's
+// transform: a 2x2 Hadamard on the corners of the four 2x2 sub-squares, another on the four
+// low-pass values, then the odd rotation on the two mixed 2x2 bands and the odd-odd rotation on
+// the high band. 64-bit arithmetic, flat indices 0..15, row-major.
+namespace t832 {
+
+void hadamard2x2(int64_t* a, int64_t* b, int64_t* c, int64_t* d, int round) {
+    *a += *d;
+    *b -= *c;
+    const int64_t t1 = (*a - *b + round) >> 1;
+    const int64_t t2 = *c;
+    *c = t1 - *d;
+    *d = t1 - t2;
+    *a -= *d;
+    *b += *c;
+}
+
+void rotateOdd(int64_t* a, int64_t* b, int64_t* c, int64_t* d) {
+    *b -= *c;
+    *a += *d;
+    *c += (*b + 1) >> 1;
+    *d = ((*a + 1) >> 1) - *d;
+    *b -= (*a * 3 + 4) >> 3;
+    *a += (*b * 3 + 4) >> 3;
+    *d -= (*c * 3 + 4) >> 3;
+    *c += (*d * 3 + 4) >> 3;
+    *d += *b >> 1;
+    *c -= (*a + 1) >> 1;
+    *b -= *d;
+    *a += *c;
+}
+
+void rotateOddOdd(int64_t* a, int64_t* b, int64_t* c, int64_t* d) {
+    int64_t t1, t2;
+    *b = -*b;
+    *c = -*c;
+    *d += *a;
+    *c -= *b;
+    *a -= (t1 = *d >> 1);
+    *b += (t2 = *c >> 1);
+    *a += (*b * 3 + 4) >> 3;
+    *b -= (*a * 3 + 3) >> 2;
+    *a += (*b * 3 + 3) >> 3;
+    *b -= t2;
+    *a += t1;
+    *c += *b;
+    *d -= *a;
+}
+
+void forward(int64_t* p) {
+    hadamard2x2(p + 0, p + 3, p + 12, p + 15, 0);
+    hadamard2x2(p + 1, p + 2, p + 13, p + 14, 0);
+    hadamard2x2(p + 4, p + 7, p + 8, p + 11, 0);
+    hadamard2x2(p + 5, p + 6, p + 9, p + 10, 0);
+    hadamard2x2(p + 0, p + 1, p + 4, p + 5, 1);
+    rotateOdd(p + 2, p + 3, p + 6, p + 7);
+    rotateOdd(p + 8, p + 12, p + 9, p + 13);
+    rotateOddOdd(p + 10, p + 11, p + 14, p + 15);
+}
+
+}  // namespace t832
+
+// Runs the independent transform over every block of a plane.
+template <typename T>
+Plane<T> independentForward(Plane<T> p) {
+    for (int by = 0; by < p.height; by += 4)
+        for (int bx = 0; bx < p.width; bx += 4) {
+            int64_t a[16];
+            for (int i = 0; i < 16; ++i) a[i] = p.get(bx + (i & 3), by + (i >> 2));
+            t832::forward(a);
+            for (int i = 0; i < 16; ++i) p.set(bx + (i & 3), by + (i >> 2), static_cast<T>(a[i]));
+        }
+    return p;
+}
+
+KepiSize roiOf(int w, int h) { return KepiSize{w, h}; }
+
+template <typename T> struct Api;
+template <> struct Api<Kep16s> {
+    static constexpr auto fwd = kepiPCTFwd_JPEGXR_16s_C1IR, inv = kepiPCTInv_JPEGXR_16s_C1IR;
+    static constexpr auto fwd8x8 = kepiPCTFwd8x8_JPEGXR_16s_C1IR, inv8x8 = kepiPCTInv8x8_JPEGXR_16s_C1IR;
+    static constexpr auto fwd8x16 = kepiPCTFwd8x16_JPEGXR_16s_C1IR, inv8x16 = kepiPCTInv8x16_JPEGXR_16s_C1IR;
+    static constexpr auto fwd16x16 = kepiPCTFwd16x16_JPEGXR_16s_C1IR, inv16x16 = kepiPCTInv16x16_JPEGXR_16s_C1IR;
+};
+template <> struct Api<Kep32s> {
+    static constexpr auto fwd = kepiPCTFwd_JPEGXR_32s_C1IR, inv = kepiPCTInv_JPEGXR_32s_C1IR;
+    static constexpr auto fwd8x8 = kepiPCTFwd8x8_JPEGXR_32s_C1IR, inv8x8 = kepiPCTInv8x8_JPEGXR_32s_C1IR;
+    static constexpr auto fwd8x16 = kepiPCTFwd8x16_JPEGXR_32s_C1IR, inv8x16 = kepiPCTInv8x16_JPEGXR_32s_C1IR;
+    static constexpr auto fwd16x16 = kepiPCTFwd16x16_JPEGXR_32s_C1IR, inv16x16 = kepiPCTInv16x16_JPEGXR_32s_C1IR;
+};
+template <> struct Api<Kep32f> {
+    static constexpr auto fwd = kepiPCTFwd_JPEGXR_32f_C1IR, inv = kepiPCTInv_JPEGXR_32f_C1IR;
+    static constexpr auto fwd8x8 = kepiPCTFwd8x8_JPEGXR_32f_C1IR, inv8x8 = kepiPCTInv8x8_JPEGXR_32f_C1IR;
+    static constexpr auto fwd8x16 = kepiPCTFwd8x16_JPEGXR_32f_C1IR, inv8x16 = kepiPCTInv8x16_JPEGXR_32f_C1IR;
+    static constexpr auto fwd16x16 = kepiPCTFwd16x16_JPEGXR_32f_C1IR, inv16x16 = kepiPCTInv16x16_JPEGXR_32f_C1IR;
+};
+
+template <typename T>
+void expectSamePlane(Plane<T>& got, Plane<T>& want, const char* what) {
+    for (int y = 0; y < want.height; ++y)
+        for (int x = 0; x < want.width; ++x)
+            ASSERT_EQ(want.get(x, y), got.get(x, y)) << what << " at (" << x << ", " << y << ")";
+}
+
+// 32s against the independent transform over a wide range, and 16s over the 13-bit range of a
+// codec's 12-bit samples (plus sign), where no stored element leaves 16 bits.
+TEST(PctForward, MatchesIndependentT832Transform) {
+    Rng rng(kepcheck::seed());
+    for (int n = 0; n < kepcheck::iterations(40); ++n) {
+        const int w = 4 * static_cast<int>(rng.range(1, 6)), h = 4 * static_cast<int>(rng.range(1, 4));
+        Plane<Kep32s> p32 = pctdata::randomPlane<Kep32s>(rng, w, h, static_cast<Kep32u>(w * 4 + rng.range(0, 9)), 1 << 24);
+        Plane<Kep32s> want32 = independentForward(p32);
+        ASSERT_EQ(kepOk, kepiPCTFwd_JPEGXR_32s_C1IR(p32.data(), p32.step, roiOf(w, h)));
+        expectSamePlane(p32, want32, "32s");
+
+        Plane<Kep16s> p16 = pctdata::randomPlane<Kep16s>(rng, w, h, static_cast<Kep32u>(w * 2 + rng.range(0, 9)), 4095);
+        Plane<Kep16s> want16 = independentForward(p16);
+        ASSERT_EQ(kepOk, kepiPCTFwd_JPEGXR_16s_C1IR(p16.data(), p16.step, roiOf(w, h)));
+        expectSamePlane(p16, want16, "16s");
+    }
+}
+
+template <typename T>
+void roundTrip(int64_t limit, int cases) {
+    Rng rng(kepcheck::seed() + sizeof(T));
+    for (int n = 0; n < cases; ++n) {
+        const int w = 4 * static_cast<int>(rng.range(1, 8)), h = 4 * static_cast<int>(rng.range(1, 5));
+        Plane<T> p = pctdata::randomPlane<T>(rng, w, h, static_cast<Kep32u>(w * sizeof(T)), limit);
+        const Plane<T> original = p;
+        ASSERT_EQ(kepOk, Api<T>::fwd(p.data(), p.step, roiOf(w, h)));
+        ASSERT_NE(original.bytes, p.bytes);
+        ASSERT_EQ(kepOk, Api<T>::inv(p.data(), p.step, roiOf(w, h)));
+        ASSERT_EQ(original.bytes, p.bytes) << "case " << n << " (" << w << "x" << h << ")";
+    }
+}
+
+TEST(PctRoundTrip, RestoresEveryBlockExactly) {
+    roundTrip<Kep32s>(1 << 26, kepcheck::iterations(200));
+    roundTrip<Kep16s>(4095, kepcheck::iterations(200));
+}
+
+TEST(PctRoundTrip, ExtremeBlocksWithinTheWidth) {
+    // Blocks made of the extremes of a 26-bit and a 12-bit signed range, in every mixture.
+    Rng rng(kepcheck::seed() + 7);
+    for (int n = 0; n < kepcheck::iterations(500); ++n) {
+        Plane<Kep32s> p(4, 4, 16);
+        Plane<Kep16s> q(4, 4, 8);
+        p.fill([&](int, int) { return rng.chance(50) ? (1 << 25) - 1 : -(1 << 25); });
+        q.fill([&](int, int) { return rng.chance(50) ? 2047 : -2048; });
+        const Plane<Kep32s> p0 = p;
+        const Plane<Kep16s> q0 = q;
+        ASSERT_EQ(kepOk, kepiPCTFwd_JPEGXR_32s_C1IR(p.data(), 16, roiOf(4, 4)));
+        ASSERT_EQ(kepOk, kepiPCTInv_JPEGXR_32s_C1IR(p.data(), 16, roiOf(4, 4)));
+        ASSERT_EQ(p0.bytes, p.bytes);
+        ASSERT_EQ(kepOk, kepiPCTFwd_JPEGXR_16s_C1IR(q.data(), 8, roiOf(4, 4)));
+        ASSERT_EQ(kepOk, kepiPCTInv_JPEGXR_16s_C1IR(q.data(), 8, roiOf(4, 4)));
+        ASSERT_EQ(q0.bytes, q.bytes);
+    }
+}
+
+template <typename T>
+void constantBlock(T v) {
+    Plane<T> p(4, 4, 4 * sizeof(T));
+    p.fill([&](int, int) { return v; });
+    ASSERT_EQ(kepOk, Api<T>::fwd(p.data(), p.step, roiOf(4, 4)));
+    for (int i = 0; i < 16; ++i)
+        EXPECT_EQ(i == 0 ? static_cast<T>(4 * v) : T(0), p.get(i & 3, i >> 2)) << "value " << v << " coefficient " << i;
+    ASSERT_EQ(kepOk, Api<T>::inv(p.data(), p.step, roiOf(4, 4)));
+    for (int i = 0; i < 16; ++i) EXPECT_EQ(v, p.get(i & 3, i >> 2)) << "value " << v << " element " << i;
+}
+
+TEST(PctForward, ConstantBlockGivesFourTimesItsValueAtDc) {
+    for (int v : {10, 0, 1, -1, -7, 255, -2048, 2047}) {
+        constantBlock<Kep16s>(static_cast<Kep16s>(v));
+        constantBlock<Kep32s>(v * 1000);
+        constantBlock<Kep32f>(static_cast<Kep32f>(v) + 0.25f);
+    }
+}
+
+// A 4x8 region is two blocks, one below the other, each transformed on its own; its neighbours
+// in the plane stay as they were.
+TEST(PctForward, RegionOfTwoBlocksTransformsEachAlone) {
+    Rng rng(kepcheck::seed());
+    Plane<Kep32s> p = pctdata::randomPlane<Kep32s>(rng, 6, 8, 24, 100000);
+    const Plane<Kep32s> before = p;
+    ASSERT_EQ(kepOk, kepiPCTFwd_JPEGXR_32s_C1IR(p.data(), p.step, roiOf(4, 8)));
+    for (int half = 0; half < 2; ++half) {
+        Plane<Kep32s> b(4, 4, 16);
+        b.fill([&](int x, int y) { return before.get(x, y + 4 * half); });
+        ASSERT_EQ(kepOk, kepiPCTFwd_JPEGXR_32s_C1IR(b.data(), 16, roiOf(4, 4)));
+        for (int i = 0; i < 16; ++i) EXPECT_EQ(b.get(i & 3, i >> 2), p.get(i & 3, (i >> 2) + 4 * half));
+    }
+    for (int y = 0; y < 8; ++y)
+        for (int x = 4; x < 6; ++x) EXPECT_EQ(before.get(x, y), p.get(x, y)) << "outside the region";
+}
+
+template <typename T>
+void macroblocksEqualRoi() {
+    using Fn = KepResult (*)(T*, Kep32u);
+    struct Form { Fn fwd, inv; int w, h; };
+    const Form forms[] = {{Api<T>::fwd8x8, Api<T>::inv8x8, 8, 8},
+                          {Api<T>::fwd8x16, Api<T>::inv8x16, 8, 16},
+                          {Api<T>::fwd16x16, Api<T>::inv16x16, 16, 16}};
+    Rng rng(kepcheck::seed() + 3);
+    for (const Form& f : forms) {
+        // A plane wider and taller than the macroblock: 8 columns with a step of 8 elements are
+        // contiguous rows; wider steps leave columns the forms must not touch.
+        for (Kep32u extra : {0u, 3u, 20u}) {
+            const Kep32u step = static_cast<Kep32u>(f.w * sizeof(T)) + extra;
+            Plane<T> mb = pctdata::randomPlane<T>(rng, f.w + 4, f.h + 4, step + 4 * sizeof(T), 2000);
+            Plane<T> roi = mb;
+            ASSERT_EQ(kepOk, f.fwd(mb.data(), mb.step));
+            ASSERT_EQ(kepOk, Api<T>::fwd(roi.data(), roi.step, roiOf(f.w, f.h)));
+            ASSERT_EQ(roi.bytes, mb.bytes) << "forward " << f.w << "x" << f.h;
+            ASSERT_EQ(kepOk, f.inv(mb.data(), mb.step));
+            ASSERT_EQ(kepOk, Api<T>::inv(roi.data(), roi.step, roiOf(f.w, f.h)));
+            ASSERT_EQ(roi.bytes, mb.bytes) << "inverse " << f.w << "x" << f.h;
+        }
+    }
+}
+
+TEST(PctMacroblock, FormsEqualTheRoiFormOverTheSameRegion) {
+    macroblocksEqualRoi<Kep16s>();
+    macroblocksEqualRoi<Kep32s>();
+    macroblocksEqualRoi<Kep32f>();
+}
+
+// On smooth data the float forms follow the integer ones: the integer steps only add the
+// rounding of their shifts, less than one unit per step, so coefficients differ by a few units.
+TEST(PctFloat, FollowsTheIntegerFormsOnSmoothData) {
+    const int w = 16, h = 16;
+    Plane<Kep32s> pi(w, h, w * 4);
+    Plane<Kep32f> pf(w, h, w * 4);
+    auto smooth = [](int x, int y) { return std::lround(1000 + 37.0 * x - 21.0 * y + 40.0 * std::sin(0.3 * x + 0.2 * y)); };
+    pi.fill(smooth);
+    pf.fill(smooth);
+    ASSERT_EQ(kepOk, kepiPCTFwd_JPEGXR_32s_C1IR(pi.data(), pi.step, roiOf(w, h)));
+    ASSERT_EQ(kepOk, kepiPCTFwd_JPEGXR_32f_C1IR(pf.data(), pf.step, roiOf(w, h)));
+    double worst = 0;
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) worst = std::max(worst, std::fabs(static_cast<double>(pf.get(x, y)) - pi.get(x, y)));
+    EXPECT_LE(worst, 3.0) << "forward";  // 1.6 on this plane
+    EXPECT_GT(worst, 0.0) << "the float form rounds nothing, so some coefficient must differ";
+    ASSERT_EQ(kepOk, kepiPCTInv_JPEGXR_32f_C1IR(pf.data(), pf.step, roiOf(w, h)));
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) EXPECT_NEAR(smooth(x, y), pf.get(x, y), 1e-3);
+}
+
+TEST(PctChecks, RoiFormsCheckInOrderAndWriteNothing) {
+    Plane<Kep32s> p(8, 8, 32);
+    p.fill([](int x, int y) { return x * 10 + y; });
+    const Plane<Kep32s> before = p;
+    struct Case { Kep32s* ptr; Kep32u step; KepiSize roi; KepResult want; };
+    const Case cases[] = {
+        {nullptr, 0, {0, 0}, kepErrNullPtr},  // pointer first
+        {p.data(), 0, {0, 4}, kepErrSize},    // size before step
+        {p.data(), 32, {4, -4}, kepErrSize},
+        {p.data(), 23, {6, 4}, kepErrStep},   // step below 6 * 4 bytes before the multiple of 4
+        {p.data(), 24, {6, 4}, kepErrSize},   // width 6 is not a multiple of 4
+        {p.data(), 32, {8, 6}, kepErrSize},
+        {p.data(), 15, {4, 4}, kepErrStep},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(c.want, kepiPCTFwd_JPEGXR_32s_C1IR(c.ptr, c.step, c.roi));
+        EXPECT_EQ(c.want, kepiPCTInv_JPEGXR_32s_C1IR(c.ptr, c.step, c.roi));
+        EXPECT_EQ(c.want, kepiPCTFwd_JPEGXR_32f_C1IR(reinterpret_cast<Kep32f*>(c.ptr), c.step, c.roi));
+    }
+    EXPECT_EQ(before.bytes, p.bytes);
+    // The step is compared with the row length in bytes of the element type.
+    Kep16s s[64] = {};
+    EXPECT_EQ(kepErrStep, kepiPCTFwd_JPEGXR_16s_C1IR(s, 15, roiOf(8, 4)));
+    EXPECT_EQ(kepOk, kepiPCTFwd_JPEGXR_16s_C1IR(s, 16, roiOf(8, 4)));
+    // 2^30 elements of 4 bytes are 2^32 bytes: the comparison must not wrap to 0.
+    EXPECT_EQ(kepErrStep, kepiPCTInv_JPEGXR_32s_C1IR(p.data(), 0xFFFFFFFFu, roiOf(0x40000000, 4)));
+}
+
+TEST(PctChecks, MacroblockFormsNeedTheirMinimumStep) {
+    alignas(16) Kep8u buf[64 * 16] = {};
+    auto* s16 = reinterpret_cast<Kep16s*>(buf);
+    auto* s32 = reinterpret_cast<Kep32s*>(buf);
+    auto* f32 = reinterpret_cast<Kep32f*>(buf);
+    EXPECT_EQ(kepErrNullPtr, kepiPCTFwd8x8_JPEGXR_16s_C1IR(nullptr, 0));
+    EXPECT_EQ(kepErrNullPtr, kepiPCTInv16x16_JPEGXR_32f_C1IR(nullptr, 64));
+    auto check = [&](auto fn, auto* ptr, Kep32u minimum) {
+        EXPECT_EQ(kepErrStep, fn(ptr, minimum - 1)) << "minimum " << minimum;
+        EXPECT_EQ(kepErrStep, fn(ptr, 0));
+        for (Kep8u b : buf) ASSERT_EQ(0, b) << "written on failure";
+        EXPECT_EQ(kepOk, fn(ptr, minimum));
+    };
+    check(kepiPCTFwd8x8_JPEGXR_16s_C1IR, s16, 16);
+    check(kepiPCTInv8x16_JPEGXR_16s_C1IR, s16, 16);
+    check(kepiPCTFwd16x16_JPEGXR_16s_C1IR, s16, 32);
+    check(kepiPCTFwd8x8_JPEGXR_32s_C1IR, s32, 32);
+    check(kepiPCTInv8x16_JPEGXR_32s_C1IR, s32, 32);
+    check(kepiPCTFwd8x16_JPEGXR_32f_C1IR, f32, 32);
+    check(kepiPCTInv16x16_JPEGXR_32s_C1IR, s32, 64);
+    check(kepiPCTFwd16x16_JPEGXR_32f_C1IR, f32, 64);
+}
+
+}  // namespace

@@ -1,0 +1,45 @@
+// Planes for the photo core transform tests and benchmarks: a plane of T with a row step in bytes.
+#ifndef JXR_PCT_DATA_H
+#define JXR_PCT_DATA_H
+
+#include <cstdint>
+#include <cstring>
+#include <vector>
+
+#include "kepcheck_data.h"
+#include "keptypes.h"
+
+namespace pctdata {
+
+template <typename T>
+struct Plane {
+    int width, height;
+    Kep32u step;  // bytes
+    std::vector<uint8_t> bytes;
+
+    Plane(int w, int h, Kep32u stepBytes) : width(w), height(h), step(stepBytes), bytes(static_cast<size_t>(stepBytes) * h + 16) {}
+    T* data() { return reinterpret_cast<T*>(bytes.data()); }
+    T get(int x, int y) const {
+        T v;
+        std::memcpy(&v, bytes.data() + static_cast<size_t>(y) * step + x * sizeof(T), sizeof v);
+        return v;
+    }
+    void set(int x, int y, T v) { std::memcpy(bytes.data() + static_cast<size_t>(y) * step + x * sizeof(T), &v, sizeof v); }
+    template <typename F>
+    void fill(F f) {
+        for (int y = 0; y < height; ++y)
+            for (int x = 0; x < width; ++x) set(x, y, static_cast<T>(f(x, y)));
+    }
+};
+
+// Uniform random samples in [-limit, limit].
+template <typename T>
+Plane<T> randomPlane(kepcheck::Rng& rng, int w, int h, Kep32u step, int64_t limit) {
+    Plane<T> p(w, h, step);
+    p.fill([&](int, int) { return rng.range(-limit, limit); });
+    return p;
+}
+
+}  // namespace pctdata
+
+#endif  // JXR_PCT_DATA_H
