@@ -6,6 +6,8 @@
 #ifndef KEP_PACKBITS_H
 #define KEP_PACKBITS_H
 
+#include <emmintrin.h>
+
 #include "owndefs.h"
 
 // Longest run of either kind, and the source bytes the wide scanners may read from a run's
@@ -26,5 +28,43 @@ KEP_HIDDEN int ownPackBitsLiteral_ssse3(const Kep8u* s);
 // `wide` selects the bulk scanners where the source allows them.
 KEP_HIDDEN KepResult ownPackBitsRow(const Kep8u* pSrc, int srcLen, Kep8u* pDst, int* pDstCurrPos, int dstLen,
                                     bool wide);
+
+// Copying and filling one run (1..128 bytes) with exact bounds: overlapping 16-, 8- and 4-byte
+// moves that read and write only [0, n), instead of a library call per run.
+static inline void ownPackBitsCopy(Kep8u* d, const Kep8u* s, int n) {
+    if (n >= 16) {
+        for (int k = 0; k + 16 < n; k += 16)
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(d + k), _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + k)));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d + n - 16), _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + n - 16)));
+    } else if (n >= 8) {
+        uint64_t a, b;
+        memcpy(&a, s, 8);
+        memcpy(&b, s + n - 8, 8);
+        memcpy(d, &a, 8);
+        memcpy(d + n - 8, &b, 8);
+    } else if (n >= 4) {
+        uint32_t a, b;
+        memcpy(&a, s, 4);
+        memcpy(&b, s + n - 4, 4);
+        memcpy(d, &a, 4);
+        memcpy(d + n - 4, &b, 4);
+    } else {
+        for (int k = 0; k < n; ++k) d[k] = s[k];
+    }
+}
+
+static inline void ownPackBitsFill(Kep8u* d, Kep8u b, int n) {
+    if (n >= 16) {
+        const __m128i v = _mm_set1_epi8(static_cast<char>(b));
+        for (int k = 0; k + 16 < n; k += 16) _mm_storeu_si128(reinterpret_cast<__m128i*>(d + k), v);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d + n - 16), v);
+    } else if (n >= 8) {
+        const uint64_t v = 0x0101010101010101ULL * b;
+        memcpy(d, &v, 8);
+        memcpy(d + n - 8, &v, 8);
+    } else {
+        for (int k = 0; k < n; ++k) d[k] = b;
+    }
+}
 
 #endif  // KEP_PACKBITS_H

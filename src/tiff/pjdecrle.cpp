@@ -1,5 +1,6 @@
 // PackBits decoding of one row (TIFF 6.0, section 9) from the caller's position.
 
+#include "packbits.h"
 #include "pjdispatch.h"
 
 KepResult own_kepiUnpackBitsRow_TIFF_8u_C1(const Kep8u* pSrc, int* pSrcCurrPos, int srcLen, Kep8u* pDst,
@@ -19,13 +20,13 @@ KepResult own_kepiUnpackBitsRow_TIFF_8u_C1(const Kep8u* pSrc, int* pSrcCurrPos, 
             // that rely on it.
             const int run = 1 - n;
             if (run > dstLen - done) break;
-            memset(pDst + done, pSrc[pos], static_cast<size_t>(run));
+            ownPackBitsFill(pDst + done, pSrc[pos], run);
             ++pos;
             done += run;
         } else if (n >= 0) {
             const int run = n + 1;
             if (run > srcLen - pos || run > dstLen - done) break;
-            memcpy(pDst + done, pSrc + pos, static_cast<size_t>(run));
+            ownPackBitsCopy(pDst + done, pSrc + pos, run);
             pos += run;
             done += run;
         }

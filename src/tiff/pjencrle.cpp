@@ -26,7 +26,7 @@ KepResult ownPackBitsRow(const Kep8u* pSrc, int srcLen, Kep8u* pDst, int* pDstCu
             const int n = bulk ? ownPackBitsLiteral_ssse3(s) : ownPackBitsLiteral_c(s, avail);
             if (dstLen - pos < n + 1) break;
             pDst[pos] = static_cast<Kep8u>(n - 1);
-            memcpy(pDst + pos + 1, s, static_cast<size_t>(n));
+            ownPackBitsCopy(pDst + pos + 1, s, n);
             pos += n + 1;
             i += n;
         }
