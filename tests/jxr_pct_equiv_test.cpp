@@ -96,25 +96,20 @@ void mbFamily(const char* family, int w, int h, Kernel<T> ref, const MbExport<T>
     mbFamily<Kep##t>("pct " #dir #w "x" #h " " #t, w, h, ownPCT##dir##_##t##_c, ownTbl_kepiPCT##dir##w##x##h##_JPEGXR_##t##_C1IR, \
                      kepiPCT##dir##w##x##h##_JPEGXR_##t##_C1IR)
 
+#define KEP_MB_FAMILIES(dir)          \
+    KEP_MB_FAMILY(dir, 8, 8, 16s);    \
+    KEP_MB_FAMILY(dir, 8, 16, 16s);   \
+    KEP_MB_FAMILY(dir, 16, 16, 16s);  \
+    KEP_MB_FAMILY(dir, 8, 8, 32s);    \
+    KEP_MB_FAMILY(dir, 8, 16, 32s);   \
+    KEP_MB_FAMILY(dir, 16, 16, 32s);  \
+    KEP_MB_FAMILY(dir, 8, 8, 32f);    \
+    KEP_MB_FAMILY(dir, 8, 16, 32f);   \
+    KEP_MB_FAMILY(dir, 16, 16, 32f)
+
 TEST(PctEquivalence, MacroblockForms) {
-    KEP_MB_FAMILY(Fwd, 8, 8, 16s);
-    KEP_MB_FAMILY(Fwd, 8, 16, 16s);
-    KEP_MB_FAMILY(Fwd, 16, 16, 16s);
-    KEP_MB_FAMILY(Fwd, 8, 8, 32s);
-    KEP_MB_FAMILY(Fwd, 8, 16, 32s);
-    KEP_MB_FAMILY(Fwd, 16, 16, 32s);
-    KEP_MB_FAMILY(Fwd, 8, 8, 32f);
-    KEP_MB_FAMILY(Fwd, 8, 16, 32f);
-    KEP_MB_FAMILY(Fwd, 16, 16, 32f);
-    KEP_MB_FAMILY(Inv, 8, 8, 16s);
-    KEP_MB_FAMILY(Inv, 8, 16, 16s);
-    KEP_MB_FAMILY(Inv, 16, 16, 16s);
-    KEP_MB_FAMILY(Inv, 8, 8, 32s);
-    KEP_MB_FAMILY(Inv, 8, 16, 32s);
-    KEP_MB_FAMILY(Inv, 16, 16, 32s);
-    KEP_MB_FAMILY(Inv, 8, 8, 32f);
-    KEP_MB_FAMILY(Inv, 8, 16, 32f);
-    KEP_MB_FAMILY(Inv, 16, 16, 32f);
+    KEP_MB_FAMILIES(Fwd);
+    KEP_MB_FAMILIES(Inv);
 }
 
 }  // namespace

@@ -65,39 +65,49 @@ inline void oddInv(V& a, V& b, V& c, V& d) {
     a = O::el(O::sub(a, d));
 }
 
-// TOO(A, B, C, D): the odd-odd rotation.
+// TOO(A, B, C, D): the odd-odd rotation. Forward and inverse share their opening butterflies
+// (up to k = B + g) and their closing ones (from B = k - g); they differ in the sign flips and
+// in the two lifting steps between.
 template <class O, class V>
-inline void oddOddFwd(V& a, V& b, V& c, V& d) {
-    b = O::el(O::neg(b));
-    c = O::el(O::neg(c));
+inline void oddOddOpen(V& a, V& b, V& c, V& d, V& h, V& g, V& k) {
     d = O::el(O::add(d, a));
     c = O::el(O::sub(c, b));
-    const V h = O::half(d);
+    h = O::half(d);
     a = O::el(O::sub(a, h));
-    const V g = O::half(c);
-    V k = O::add(b, g);
-    a = O::el(O::add(a, O::m3o8a(k)));
-    k = O::sub(k, O::m3o4(a));
+    g = O::half(c);
+    k = O::add(b, g);
+}
+
+// Expects a to hold A + ((3k + 3) >> 3) (forward) or A - ((3k + 4) >> 3) (inverse) as a
+// temporary; h is added before the element is stored.
+template <class O, class V>
+inline void oddOddClose(V& a, V& b, V& c, V& d, V h, V g, V k) {
     b = O::el(O::sub(k, g));
-    a = O::el(O::add(O::add(a, O::m3o8b(k)), h));
+    a = O::el(O::add(a, h));
     c = O::el(O::add(c, b));
     d = O::el(O::sub(d, a));
 }
 
 template <class O, class V>
+inline void oddOddFwd(V& a, V& b, V& c, V& d) {
+    b = O::el(O::neg(b));
+    c = O::el(O::neg(c));
+    V h, g, k;
+    oddOddOpen<O>(a, b, c, d, h, g, k);
+    a = O::el(O::add(a, O::m3o8a(k)));
+    k = O::sub(k, O::m3o4(a));
+    a = O::add(a, O::m3o8b(k));
+    oddOddClose<O>(a, b, c, d, h, g, k);
+}
+
+template <class O, class V>
 inline void oddOddInv(V& a, V& b, V& c, V& d) {
-    d = O::el(O::add(d, a));
-    c = O::el(O::sub(c, b));
-    const V h = O::half(d);
-    a = O::el(O::sub(a, h));
-    const V g = O::half(c);
-    V k = O::add(b, g);
+    V h, g, k;
+    oddOddOpen<O>(a, b, c, d, h, g, k);
     a = O::el(O::sub(a, O::m3o8b(k)));
     k = O::add(k, O::m3o4(a));
-    b = O::el(O::sub(k, g));
-    a = O::el(O::add(O::sub(a, O::m3o8a(k)), h));
-    c = O::el(O::add(c, b));
-    d = O::el(O::sub(d, a));
+    a = O::sub(a, O::m3o8a(k));
+    oddOddClose<O>(a, b, c, d, h, g, k);
     b = O::el(O::neg(b));
     c = O::el(O::neg(c));
 }
