@@ -6,7 +6,6 @@
 #include <cstring>
 #include <vector>
 
-#include "kepcheck_data.h"
 #include "keptypes.h"
 
 namespace pctdata {
@@ -31,14 +30,6 @@ struct Plane {
             for (int x = 0; x < width; ++x) set(x, y, static_cast<T>(f(x, y)));
     }
 };
-
-// Uniform random samples in [-limit, limit].
-template <typename T>
-Plane<T> randomPlane(kepcheck::Rng& rng, int w, int h, Kep32u step, int64_t limit) {
-    Plane<T> p(w, h, step);
-    p.fill([&](int, int) { return rng.range(-limit, limit); });
-    return p;
-}
 
 }  // namespace pctdata
 
