@@ -64,53 +64,47 @@ TEST(SplitRow, CheckOrdersDifferBetweenSplitAndJoin) {
     EXPECT_EQ(4, row[3]);
 }
 
+// Each variant splits `row` into the planes and joins the planes `hi2`/`lo2` into `row2`.
 struct SplitCase {
-    Kep8u row[2 * 80 + 1];  // samples at byte offset `offset`
-    Kep8u hi[81], lo[81];
+    Kep8u row[2 * 80 + 1], row2[2 * 80 + 1];  // samples at byte offset `offset`
+    Kep8u hi[81], lo[81], hi2[81], lo2[81];   // plane bytes from `planeOffset`
     Kep32s len, offset, planeOffset;
 };
 
-void generate(Rng& rng, SplitCase& c) {
-    for (Kep8u& b : c.row) b = static_cast<Kep8u>(rng.next());
-    for (Kep8u& b : c.hi) b = static_cast<Kep8u>(rng.next());
-    for (Kep8u& b : c.lo) b = static_cast<Kep8u>(rng.next());
-    c.len = static_cast<Kep32s>(rng.range(1, 80));
-    c.offset = static_cast<Kep32s>(rng.range(0, 1));
-    c.planeOffset = static_cast<Kep32s>(rng.range(0, 81 - c.len));
-}
-
 TEST(SplitRowEquivalence, KernelsSlotsAndStubs) {
-    using SplitKernel = void (*)(const Kep8u*, Kep8u*, Kep8u*, int);
-    using JoinKernel = void (*)(const Kep8u*, const Kep8u*, Kep8u*, int);
-    auto splitKernel = [](const char* name, SplitKernel k) {
-        return Variant<SplitCase>{name, [k](SplitCase& c) { k(c.row + c.offset, c.hi + c.planeOffset, c.lo + c.planeOffset, c.len); return kepOk; }};
+    auto gen = [](Rng& rng, SplitCase& c) {
+        for (Kep8u& b : c.row) b = static_cast<Kep8u>(rng.next());
+        std::memcpy(c.row2, c.row, sizeof c.row);
+        for (Kep8u* plane : {c.hi, c.lo, c.hi2, c.lo2})
+            for (int i = 0; i < 81; ++i) plane[i] = static_cast<Kep8u>(rng.next());
+        c.len = static_cast<Kep32s>(rng.range(1, 80));
+        c.offset = static_cast<Kep32s>(rng.range(0, 1));
+        c.planeOffset = static_cast<Kep32s>(rng.range(0, 81 - c.len));
     };
-    auto splitExport = [](std::string name, decltype(&kepiSplitRow_TIFF_16u8u_C1) e) {
-        return Variant<SplitCase>{name, [e](SplitCase& c) {
-                                      Kep8u* p[2] = {c.hi + c.planeOffset, c.lo + c.planeOffset};
-                                      return e(reinterpret_cast<const Kep16u*>(c.row + c.offset), p, c.len);
+    using Split = void (*)(const Kep8u*, Kep8u*, Kep8u*, int);
+    using Join = void (*)(const Kep8u*, const Kep8u*, Kep8u*, int);
+    auto kernels = [](const char* name, Split split, Join join) {
+        return Variant<SplitCase>{name, [=](SplitCase& c) {
+                                      const int o = c.planeOffset;
+                                      split(c.row + c.offset, c.hi + o, c.lo + o, c.len);
+                                      join(c.hi2 + o, c.lo2 + o, c.row2 + c.offset, c.len);
+                                      return kepOk;
                                   }};
     };
-    kepcheck::runVariants<SplitCase>("split", kepcheck::iterations(5000), generate,
-                                     {splitKernel("c", ownSplitRow_c), splitKernel("ssse3", ownSplitRow_ssse3),
-                                      splitExport("slot 0", kepcheck::slot(ownTbl_kepiSplitRow_TIFF_16u8u_C1, 0)),
-                                      splitExport("slot 1", kepcheck::slot(ownTbl_kepiSplitRow_TIFF_16u8u_C1, 1)),
-                                      splitExport("stub", kepiSplitRow_TIFF_16u8u_C1)});
-
-    auto joinKernel = [](const char* name, JoinKernel k) {
-        return Variant<SplitCase>{name, [k](SplitCase& c) { k(c.hi + c.planeOffset, c.lo + c.planeOffset, c.row + c.offset, c.len); return kepOk; }};
-    };
-    auto joinExport = [](std::string name, decltype(&kepiJoinRow_TIFF_8u16u_C1) e) {
-        return Variant<SplitCase>{name, [e](SplitCase& c) {
-                                      const Kep8u* const p[2] = {c.hi + c.planeOffset, c.lo + c.planeOffset};
-                                      return e(p, reinterpret_cast<Kep16u*>(c.row + c.offset), c.len);
+    auto exports = [](std::string name, decltype(&kepiSplitRow_TIFF_16u8u_C1) split, decltype(&kepiJoinRow_TIFF_8u16u_C1) join) {
+        return Variant<SplitCase>{name, [=](SplitCase& c) {
+                                      Kep8u* out[2] = {c.hi + c.planeOffset, c.lo + c.planeOffset};
+                                      const Kep8u* const in[2] = {c.hi2 + c.planeOffset, c.lo2 + c.planeOffset};
+                                      const KepResult r = split(reinterpret_cast<const Kep16u*>(c.row + c.offset), out, c.len);
+                                      return r != kepOk ? r : join(in, reinterpret_cast<Kep16u*>(c.row2 + c.offset), c.len);
                                   }};
     };
-    kepcheck::runVariants<SplitCase>("join", kepcheck::iterations(5000), generate,
-                                     {joinKernel("c", ownJoinRow_c), joinKernel("ssse3", ownJoinRow_ssse3),
-                                      joinExport("slot 0", kepcheck::slot(ownTbl_kepiJoinRow_TIFF_8u16u_C1, 0)),
-                                      joinExport("slot 1", kepcheck::slot(ownTbl_kepiJoinRow_TIFF_8u16u_C1, 1)),
-                                      joinExport("stub", kepiJoinRow_TIFF_8u16u_C1)});
+    kepcheck::runVariants<SplitCase>(
+        "split/join", kepcheck::iterations(5000), gen,
+        {kernels("c", ownSplitRow_c, ownJoinRow_c), kernels("ssse3", ownSplitRow_ssse3, ownJoinRow_ssse3),
+         exports("slot 0", kepcheck::slot(ownTbl_kepiSplitRow_TIFF_16u8u_C1, 0), kepcheck::slot(ownTbl_kepiJoinRow_TIFF_8u16u_C1, 0)),
+         exports("slot 1", kepcheck::slot(ownTbl_kepiSplitRow_TIFF_16u8u_C1, 1), kepcheck::slot(ownTbl_kepiJoinRow_TIFF_8u16u_C1, 1)),
+         exports("stub", kepiSplitRow_TIFF_16u8u_C1, kepiJoinRow_TIFF_8u16u_C1)});
 }
 
 }  // namespace
