@@ -21,6 +21,17 @@ KEP_PCT_KERNELS(Inv)
 #undef KEP_PCT_KERNELS
 #undef KEP_PCT_KERNEL
 
+// Defines the six kernel entry points of a kernel file from its region<T, Forward> template.
+#define KEP_PCT_DEFINE_KERNEL(dir, forward, t, T, suffix) \
+    void ownPCT##dir##_##t##_##suffix(T* p, Kep32u step, int bx, int by) { region<T, forward>(p, step, bx, by); }
+#define KEP_PCT_DEFINE_KERNELS(suffix)                         \
+    KEP_PCT_DEFINE_KERNEL(Fwd, true, 16s, Kep16s, suffix)      \
+    KEP_PCT_DEFINE_KERNEL(Fwd, true, 32s, Kep32s, suffix)      \
+    KEP_PCT_DEFINE_KERNEL(Fwd, true, 32f, Kep32f, suffix)      \
+    KEP_PCT_DEFINE_KERNEL(Inv, false, 16s, Kep16s, suffix)     \
+    KEP_PCT_DEFINE_KERNEL(Inv, false, 32s, Kep32s, suffix)     \
+    KEP_PCT_DEFINE_KERNEL(Inv, false, 32f, Kep32f, suffix)
+
 // Argument checks of the ROI forms, in their order: pointer, size, step against the row
 // length, then the multiple-of-4 rule.
 template <typename T>

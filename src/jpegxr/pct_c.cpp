@@ -71,9 +71,4 @@ void region(T* p, Kep32u step, int blocksX, int blocksY) {
 
 }  // namespace
 
-void ownPCTFwd_16s_c(Kep16s* p, Kep32u step, int bx, int by) { region<Kep16s, true>(p, step, bx, by); }
-void ownPCTFwd_32s_c(Kep32s* p, Kep32u step, int bx, int by) { region<Kep32s, true>(p, step, bx, by); }
-void ownPCTFwd_32f_c(Kep32f* p, Kep32u step, int bx, int by) { region<Kep32f, true>(p, step, bx, by); }
-void ownPCTInv_16s_c(Kep16s* p, Kep32u step, int bx, int by) { region<Kep16s, false>(p, step, bx, by); }
-void ownPCTInv_32s_c(Kep32s* p, Kep32u step, int bx, int by) { region<Kep32s, false>(p, step, bx, by); }
-void ownPCTInv_32f_c(Kep32f* p, Kep32u step, int bx, int by) { region<Kep32f, false>(p, step, bx, by); }
+KEP_PCT_DEFINE_KERNELS(c)
