@@ -122,7 +122,7 @@ inline void fourBlocks(Kep8u* const* blk, size_t step) {
 }
 
 template <typename T, bool Forward>
-void region(T* p, Kep32u step, int blocksX, int blocksY) {
+__attribute__((always_inline)) inline void walk(T* p, Kep32u step, int blocksX, int blocksY) {
     Kep8u* const base = reinterpret_cast<Kep8u*>(p);
     Kep8u* blk[4];
     int n = 0;
@@ -140,6 +140,16 @@ void region(T* p, Kep32u step, int blocksX, int blocksY) {
         for (int k = n; k < 4; ++k) blk[k] = blk[n - 1];
         fourBlocks<T, Forward>(blk, step);
     }
+}
+
+// The macroblock sizes get copies of the walk with constant block counts, unrolled by the
+// compiler: one group of four blocks for 8x8, two for 8x16, four for 16x16.
+template <typename T, bool Forward>
+void region(T* p, Kep32u step, int blocksX, int blocksY) {
+    if (blocksX == 2 && blocksY == 2) walk<T, Forward>(p, step, 2, 2);
+    else if (blocksX == 2 && blocksY == 4) walk<T, Forward>(p, step, 2, 4);
+    else if (blocksX == 4 && blocksY == 4) walk<T, Forward>(p, step, 4, 4);
+    else walk<T, Forward>(p, step, blocksX, blocksY);
 }
 
 }  // namespace
