@@ -141,8 +141,8 @@ KEPAPI KepResult kepiPCTInv16x16_JPEGXR_32f_C1IR(Kep32f* pSrcDst, Kep32u srcDstS
  * equal pair stays literal unless a third equal byte follows, which ends the literal before the
  * three; runs stop at 128 bytes; -128 is never written.
  * Errors: pSrc, pDst or pDstCurrPos null (-8); srcLen < 1 or dstLen < 1 (-6); a run that does
- * not fit in the destination, or a negative position (-124): the position then stays at the end
- * of the last complete run (bytes of the failed run past it may have been written). */
+ * not fit in the destination, or a negative position (-124): the runs before it are written, the
+ * position is left at the end of the last of them, and nothing of the failing run is written. */
 KEPAPI KepResult kepiPackBitsRow_TIFF_8u_C1(const Kep8u* pSrc, int srcLen, Kep8u* pDst, int* pDstCurrPos,
                                             int dstLen);
 

@@ -144,7 +144,7 @@ TEST(PackBitsEncode, OverrunKeepsThePositionAtARunBoundary) {
         const KepResult r = kepiPackBitsRow_TIFF_8u_C1(row.data(), static_cast<int>(row.size()), out.data(), &pos, room);
         EXPECT_EQ(room == 8 ? kepOk : kepErrPackBitsOverrun, r) << "room " << room;
         EXPECT_EQ(boundary[room], pos) << "room " << room;
-        for (int i = room; i < 16; ++i) ASSERT_EQ(0xCC, out[static_cast<size_t>(i)]) << "written past the buffer";
+        for (int i = pos; i < 16; ++i) ASSERT_EQ(0xCC, out[static_cast<size_t>(i)]) << "failing run written, room " << room;
     }
     // The position counts from the start of the buffer; a position past the length, or negative,
     // has no room.
