@@ -1,0 +1,159 @@
+// Photo core transform and PackBits.
+//
+// PCT: 16x16 macroblocks (16 blocks of 4x4) per second, the SSSE3 kernel beside the plain C
+// reference and the export; a pool of 64 macroblocks that stays in L1.
+// PackBits: a strip of 128 rows of 2048 bytes, photographic or synthetic (runs and literals),
+// encoded and decoded row by row by the exports, and by libtiff's PackBits codec through an
+// in-memory TIFF kept open (TIFFWriteEncodedStrip / TIFFReadEncodedStrip of strip 0), on the
+// same pixels; bytes_per_second counts uncompressed bytes.
+//
+//   build/bench/kep_bench --benchmark_filter='PCT|PackBits'
+
+#include <benchmark/benchmark.h>
+
+#include <vector>
+
+#include "kepcheck_data.h"
+#include "kepjx1.h"
+#include "pct.h"
+#include "tiff_mem.h"
+#include "tiff_rows.h"
+
+namespace {
+
+constexpr int kMacroblocks = 64;
+
+template <typename T>
+void pct(benchmark::State& state, void (*kernel)(T*, Kep32u, int, int)) {
+    kepcheck::Rng rng(1);
+    std::vector<T> pool(256 * kMacroblocks);
+    for (T& v : pool) v = static_cast<T>(rng.range(-2048, 2047));
+    for (auto _ : state) {
+        for (int m = 0; m < kMacroblocks; ++m) kernel(pool.data() + 256 * m, 16 * sizeof(T), 4, 4);
+        benchmark::ClobberMemory();
+    }
+    state.counters["macroblocks/s"] = benchmark::Counter(static_cast<double>(state.iterations()) * kMacroblocks, benchmark::Counter::kIsRate);
+}
+
+void PCTFwd16x16_16s_c(benchmark::State& s) { pct<Kep16s>(s, ownPCTFwd_16s_c); }
+void PCTFwd16x16_16s_ssse3(benchmark::State& s) { pct<Kep16s>(s, ownPCTFwd_16s_ssse3); }
+void PCTInv16x16_16s_c(benchmark::State& s) { pct<Kep16s>(s, ownPCTInv_16s_c); }
+void PCTInv16x16_16s_ssse3(benchmark::State& s) { pct<Kep16s>(s, ownPCTInv_16s_ssse3); }
+void PCTFwd16x16_32s_c(benchmark::State& s) { pct<Kep32s>(s, ownPCTFwd_32s_c); }
+void PCTFwd16x16_32s_ssse3(benchmark::State& s) { pct<Kep32s>(s, ownPCTFwd_32s_ssse3); }
+void PCTInv16x16_32s_c(benchmark::State& s) { pct<Kep32s>(s, ownPCTInv_32s_c); }
+void PCTInv16x16_32s_ssse3(benchmark::State& s) { pct<Kep32s>(s, ownPCTInv_32s_ssse3); }
+void PCTFwd16x16_32f_c(benchmark::State& s) { pct<Kep32f>(s, ownPCTFwd_32f_c); }
+void PCTFwd16x16_32f_ssse3(benchmark::State& s) { pct<Kep32f>(s, ownPCTFwd_32f_ssse3); }
+void PCTFwd16x16_16s_export(benchmark::State& s) {
+    pct<Kep16s>(s, [](Kep16s* p, Kep32u step, int, int) { kepiPCTFwd16x16_JPEGXR_16s_C1IR(p, step); });
+}
+BENCHMARK(PCTFwd16x16_16s_c);
+BENCHMARK(PCTFwd16x16_16s_ssse3);
+BENCHMARK(PCTFwd16x16_16s_export);
+BENCHMARK(PCTInv16x16_16s_c);
+BENCHMARK(PCTInv16x16_16s_ssse3);
+BENCHMARK(PCTFwd16x16_32s_c);
+BENCHMARK(PCTFwd16x16_32s_ssse3);
+BENCHMARK(PCTInv16x16_32s_c);
+BENCHMARK(PCTInv16x16_32s_ssse3);
+BENCHMARK(PCTFwd16x16_32f_c);
+BENCHMARK(PCTFwd16x16_32f_ssse3);
+
+// ---- PackBits ------------------------------------------------------------------------------
+
+constexpr int kWidth = 2048, kRows = 128;
+
+std::vector<uint8_t> strip(bool photographic) {
+    kepcheck::Rng rng(7);
+    std::vector<uint8_t> pixels;
+    for (int r = 0; r < kRows; ++r) {
+        const auto row = photographic ? tiffrows::photographic(rng, kWidth, r) : tiffrows::synthetic(rng, kWidth);
+        pixels.insert(pixels.end(), row.begin(), row.end());
+    }
+    return pixels;
+}
+
+void bytes(benchmark::State& state) { state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * kWidth * kRows); }
+
+void encodeOurs(benchmark::State& state, bool photographic) {
+    const auto pixels = strip(photographic);
+    std::vector<uint8_t> out(pixels.size() * 2);
+    for (auto _ : state) {
+        int pos = 0;
+        for (int r = 0; r < kRows; ++r)
+            kepiPackBitsRow_TIFF_8u_C1(pixels.data() + r * kWidth, kWidth, out.data(), &pos, static_cast<int>(out.size()));
+        benchmark::DoNotOptimize(pos);
+        benchmark::ClobberMemory();
+    }
+    bytes(state);
+}
+
+void encodeLibtiff(benchmark::State& state, bool photographic) {
+    const auto pixels = strip(photographic);
+    tiffmem::File f;
+    if (!tiffmem::write(f, kWidth, kRows, pixels.data(), nullptr)) state.SkipWithError("libtiff write");
+    TIFF* t = tiffmem::open(f, "r+");
+    if (!t) state.SkipWithError("libtiff open");
+    for (auto _ : state) {
+        // Rewrites strip 0 in place (the code has the same length every time).
+        benchmark::DoNotOptimize(TIFFWriteEncodedStrip(t, 0, const_cast<uint8_t*>(pixels.data()), static_cast<tmsize_t>(pixels.size())));
+    }
+    if (t) TIFFClose(t);
+    bytes(state);
+}
+
+std::vector<uint8_t> coded(const std::vector<uint8_t>& pixels) {
+    std::vector<uint8_t> out(pixels.size() * 2);
+    int pos = 0;
+    for (int r = 0; r < kRows; ++r)
+        kepiPackBitsRow_TIFF_8u_C1(pixels.data() + r * kWidth, kWidth, out.data(), &pos, static_cast<int>(out.size()));
+    out.resize(static_cast<size_t>(pos));
+    return out;
+}
+
+void decodeOurs(benchmark::State& state, bool photographic) {
+    const auto src = coded(strip(photographic));
+    std::vector<uint8_t> rows(static_cast<size_t>(kWidth) * kRows);
+    for (auto _ : state) {
+        int pos = 0;
+        for (int r = 0; r < kRows; ++r)
+            kepiUnpackBitsRow_TIFF_8u_C1(src.data(), &pos, static_cast<int>(src.size()), rows.data() + r * kWidth, kWidth);
+        benchmark::ClobberMemory();
+    }
+    bytes(state);
+}
+
+void decodeLibtiff(benchmark::State& state, bool photographic) {
+    const auto src = coded(strip(photographic));
+    tiffmem::File f;
+    if (!tiffmem::write(f, kWidth, kRows, nullptr, &src)) state.SkipWithError("libtiff write");
+    TIFF* t = tiffmem::open(f, "r");
+    if (!t) state.SkipWithError("libtiff open");
+    std::vector<uint8_t> rows(static_cast<size_t>(kWidth) * kRows);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(TIFFReadEncodedStrip(t, 0, rows.data(), static_cast<tmsize_t>(rows.size())));
+        benchmark::ClobberMemory();
+    }
+    if (t) TIFFClose(t);
+    bytes(state);
+}
+
+void PackBitsEncode_photo_kep(benchmark::State& s) { encodeOurs(s, true); }
+void PackBitsEncode_photo_libtiff(benchmark::State& s) { encodeLibtiff(s, true); }
+void PackBitsEncode_synthetic_kep(benchmark::State& s) { encodeOurs(s, false); }
+void PackBitsEncode_synthetic_libtiff(benchmark::State& s) { encodeLibtiff(s, false); }
+void PackBitsDecode_photo_kep(benchmark::State& s) { decodeOurs(s, true); }
+void PackBitsDecode_photo_libtiff(benchmark::State& s) { decodeLibtiff(s, true); }
+void PackBitsDecode_synthetic_kep(benchmark::State& s) { decodeOurs(s, false); }
+void PackBitsDecode_synthetic_libtiff(benchmark::State& s) { decodeLibtiff(s, false); }
+BENCHMARK(PackBitsEncode_photo_kep);
+BENCHMARK(PackBitsEncode_photo_libtiff);
+BENCHMARK(PackBitsEncode_synthetic_kep);
+BENCHMARK(PackBitsEncode_synthetic_libtiff);
+BENCHMARK(PackBitsDecode_photo_kep);
+BENCHMARK(PackBitsDecode_photo_libtiff);
+BENCHMARK(PackBitsDecode_synthetic_kep);
+BENCHMARK(PackBitsDecode_synthetic_libtiff);
+
+}  // namespace
