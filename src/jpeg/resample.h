@@ -1,0 +1,19 @@
+// Argument checks shared by the whole-plane down- and up-samplers.
+#ifndef KEP_RESAMPLE_H
+#define KEP_RESAMPLE_H
+
+#include "colour.h"
+
+// Source pointer (-8), source step (-14), source region (-6), then the same for the destination.
+static inline KepResult ownResampleCheck(const void* pSrc, int srcStep, KepiSize srcRoi, const void* pDst, int dstStep,
+                                         KepiSize dstRoi) {
+    if (!pSrc) return kepErrNullPtr;
+    if (srcStep < 1) return kepErrStep;
+    if (srcRoi.width < 1 || srcRoi.height < 1) return kepErrSize;
+    if (!pDst) return kepErrNullPtr;
+    if (dstStep < 1) return kepErrStep;
+    if (dstRoi.width < 1 || dstRoi.height < 1) return kepErrSize;
+    return kepOk;
+}
+
+#endif  // KEP_RESAMPLE_H
