@@ -44,8 +44,11 @@ inline void generate(kepcheck::Rng& rng, ImageCase& c, const Shape& s, int maxWi
     c.height = static_cast<int>(rng.range(1, maxRows < 7 ? maxRows : 7));
     c.srcOffset = static_cast<int>(rng.range(0, 15));
     c.dstOffset = static_cast<int>(rng.range(0, 15));
-    for (auto& p : c.src) rng.fill(p, kPlaneBytes, {128, 16, 235, 240});
-    for (auto& p : c.dst) rng.fill(p, kPlaneBytes);
+    // Only the bytes a call can reach are random (the rest stay zero): rows plus borders.
+    const size_t used = static_cast<size_t>(step) * (c.height + 2 * s.border + 2);
+    const size_t n = used < kPlaneBytes ? used : kPlaneBytes;
+    for (int i = 0; i < s.srcPlanes; ++i) rng.fill(c.src[i], n, {128, 16, 235, 240});
+    for (int i = 0; i < s.dstPlanes; ++i) rng.fill(c.dst[i], n);
 }
 
 // Runs call on copies of the case's planes placed at the case's offsets inside guarded buffers;
