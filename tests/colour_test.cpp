@@ -372,4 +372,75 @@ TEST(ColourSubsampled, InverseIsTriangleUpSamplingThenConversion) {
     }
 }
 
+// ---- Argument checks ---------------------------------------------------------------------------------
+
+TEST(ColourArguments, GeneralOrder) {
+    Kep8u a[64] = {}, b[64] = {}, c[64] = {}, out[4][256];
+    std::memset(out, 0xAB, sizeof out);
+    const Kep8u* src[3] = {a, b, c};
+    const Kep8u* srcHole[3] = {a, nullptr, c};
+    Kep8u* dst[3] = {out[0], out[1], out[2]};
+    Kep8u* dstHole[3] = {out[0], out[1], nullptr};
+    const KepiSize ok{4, 2}, zero{0, 2};
+    // Pointers, then plane pointers (source planes first), then steps, then the size.
+    EXPECT_EQ(kepErrNullPtr, kepiRGBToYCbCr_JPEG_8u_P3R(nullptr, 0, dst, 0, zero));
+    EXPECT_EQ(kepErrNullPtr, kepiRGBToYCbCr_JPEG_8u_P3R(src, 0, nullptr, 0, zero));
+    EXPECT_EQ(kepErrNullPtr, kepiRGBToYCbCr_JPEG_8u_P3R(srcHole, 0, dst, 0, zero));
+    EXPECT_EQ(kepErrNullPtr, kepiRGBToYCbCr_JPEG_8u_P3R(src, 0, dstHole, 0, zero));
+    EXPECT_EQ(kepErrStep, kepiRGBToYCbCr_JPEG_8u_P3R(src, 8, dst, 0, zero));
+    EXPECT_EQ(kepErrStep, kepiRGBToYCbCr_JPEG_8u_P3R(src, -1, dst, 8, zero));
+    EXPECT_EQ(kepErrSize, kepiRGBToYCbCr_JPEG_8u_P3R(src, 8, dst, 8, zero));
+    EXPECT_EQ(kepErrSize, kepiRGBToYCbCr_JPEG_8u_P3R(src, 8, dst, 8, KepiSize{4, 0}));
+    EXPECT_EQ(kepErrNullPtr, kepiRGBToYCbCr411_JPEG_8u_C3P3R(a, 0, dstHole, 0, zero));
+    EXPECT_EQ(kepErrStep, kepiRGBToYCbCr422_JPEG_8u_C4P3R(a, 16, dst, 0, zero));
+    EXPECT_EQ(kepErrSize, kepiRGB565ToYCbCr_JPEG_16u8u_C3P3R(reinterpret_cast<Kep16u*>(a), 16, dst, 8, zero));
+    EXPECT_EQ(kepErrNullPtr, kepiRGBToY_JPEG_8u_P3C1R(srcHole, 0, out[0], 0, zero));
+    EXPECT_EQ(kepErrNullPtr, kepiBGRToY_JPEG_8u_C3C1R(a, 0, nullptr, 0, zero));
+    EXPECT_EQ(kepErrNullPtr, kepiYCbCrToRGB_JPEG_8u_P3C3R(srcHole, 0, out[0], 0, zero));
+    EXPECT_EQ(kepErrStep, kepiYCbCrToBGR_JPEG_8u_P3C4R(src, 0, out[0], 16, zero, 255));
+    EXPECT_EQ(kepErrSize, kepiYCbCr411ToBGR_JPEG_8u_P3C3R(src, 8, out[0], 16, zero));
+    EXPECT_EQ(kepErrNullPtr, kepiYCbCr422ToRGB_JPEG_8u_C2C3R(nullptr, 8, out[0], 16, ok));
+    EXPECT_EQ(kepErrStep, kepiYCbCr422ToRGB_JPEG_8u_C2C3R(a, 8, out[0], 0, zero));
+    const Kep8u* four[4] = {a, b, c, nullptr};
+    EXPECT_EQ(kepErrNullPtr, kepiYCCKToCMYK_JPEG_8u_P4C4R(four, 8, out[0], 16, zero));  // the fourth plane is checked
+    four[3] = a;
+    EXPECT_EQ(kepErrSize, kepiYCCKToCMYK_JPEG_8u_P4C4R(four, 8, out[0], 16, zero));
+    Kep8u* dst4[4] = {out[0], out[1], out[2], nullptr};
+    EXPECT_EQ(kepErrNullPtr, kepiCMYKToYCCK_JPEG_8u_C4P4R(a, 8, dst4, 8, ok));
+    for (auto& plane : out)
+        for (Kep8u v : plane) ASSERT_EQ(0xAB, v) << "written on failure";
+}
+
+// kepiYCbCrToRGB_JPEG_8u_P3C4R: destination first, then the source array and planes, the size
+// (a width of 1 rejected) before the steps, and only zero steps rejected.
+TEST(ColourArguments, RgbaExceptionOrder) {
+    Kep8u a[64] = {1}, b[64] = {2}, c[64] = {3}, out[256];
+    std::memset(out, 0xAB, sizeof out);
+    const Kep8u* src[3] = {a, b, c};
+    const Kep8u* srcHole[3] = {a, b, nullptr};
+    EXPECT_EQ(kepErrNullPtr, kepiYCbCrToRGB_JPEG_8u_P3C4R(nullptr, 0, nullptr, 0, KepiSize{0, 0}, 0));
+    EXPECT_EQ(kepErrNullPtr, kepiYCbCrToRGB_JPEG_8u_P3C4R(srcHole, 0, out, 0, KepiSize{0, 0}, 0));
+    EXPECT_EQ(kepErrSize, kepiYCbCrToRGB_JPEG_8u_P3C4R(src, 0, out, 0, KepiSize{1, 1}, 0));
+    EXPECT_EQ(kepErrSize, kepiYCbCrToRGB_JPEG_8u_P3C4R(src, 0, out, 0, KepiSize{2, 0}, 0));
+    EXPECT_EQ(kepErrStep, kepiYCbCrToRGB_JPEG_8u_P3C4R(src, 0, out, 8, KepiSize{2, 1}, 0));
+    EXPECT_EQ(kepErrStep, kepiYCbCrToRGB_JPEG_8u_P3C4R(src, 8, out, 0, KepiSize{2, 1}, 0));
+    for (Kep8u v : out) ASSERT_EQ(0xAB, v) << "written on failure";
+    // Negative steps pass; with one row they are never applied.
+    EXPECT_EQ(kepOk, kepiYCbCrToRGB_JPEG_8u_P3C4R(src, -1, out, -1, KepiSize{2, 1}, 9));
+    Kep8u expect[6];
+    ASSERT_EQ(kepOk, kepiYCbCrToRGB_JPEG_8u_P3C3R(src, 1, expect, 6, KepiSize{2, 1}));
+    EXPECT_EQ(expect[0], out[0]);
+    EXPECT_EQ(expect[5], out[6]);
+    EXPECT_EQ(9, out[7]);
+    EXPECT_EQ(0xAB, out[8]);
+    // Two rows with negative steps walk upwards from the given rows.
+    Kep8u two[3][2][2] = {{{10, 20}, {30, 40}}, {{128, 128}, {128, 128}}, {{128, 128}, {128, 128}}};
+    const Kep8u* bottom[3] = {two[0][1], two[1][1], two[2][1]};
+    Kep8u rows[2][8];
+    ASSERT_EQ(kepOk, kepiYCbCrToRGB_JPEG_8u_P3C4R(bottom, -2, rows[1], -8, KepiSize{2, 2}, 0));
+    EXPECT_EQ(30, rows[1][0]);
+    EXPECT_EQ(10, rows[0][0]);
+    EXPECT_EQ(20, rows[0][4]);
+}
+
 }  // namespace
