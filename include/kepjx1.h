@@ -187,6 +187,73 @@ KEPAPI KepResult kepiSampleUpRowH2V1_Triangle_JPEG_8u_C1(const Kep8u* pSrc, int 
  * row. Checks: pSrc1, pSrc2 or pDst null (-8); width < 1 (-6). */
 KEPAPI KepResult kepiSampleUpRowH2V2_Triangle_JPEG_8u_C1(const Kep8u* pSrc1, const Kep8u* pSrc2, int srcWidth, Kep8u* pDst);
 
+/* MCU-level conversions between pixels and level-shifted 8x8 blocks, for codecs that work one
+ * MCU at a time. Geometry: 444 is 8x8 pixels, one block per component; 422 is 16x8 pixels, two
+ * luma blocks (left, right) and one Cb and one Cr block; 411 is 16x16 pixels, four luma blocks in
+ * raster order (top left, top right, bottom left, bottom right) and one Cb and one Cr block.
+ * Blocks are 64 consecutive Kep16s in row-major order; pDstMCU / pSrcMCU hold one pointer per
+ * component (Y, Cb, Cr[, K]) to its consecutive blocks (K of YCCK is laid out like Y).
+ * Forward: the colour formulas and pixel layouts of the whole-image conversions above, chroma of
+ * 422 / 411 reduced with (a + b + 1) >> 1 / (a + b + c + d + 3) >> 2, then every sample minus 128.
+ * Inverse: every block value plus 128 clamped to 0..255, chroma up-sampled by replication (each
+ * sample covers 2x1 or 2x2 pixels: an MCU has no neighbours to filter with), then the colour
+ * formulas. SampleDown / SampleUp do the same for interleaved Y, Cb, Cr pixels without colour
+ * conversion; Split422 / Join422 for 16x8 pixels of Y0 Cb Y1 Cr byte quadruples (32 bytes per row:
+ * two luma blocks and natively subsampled Cb, Cr blocks, no filtering).
+ * Checks: forward pSrc null (-8), srcStep < 1 (-14), pDstMCU or any of its block pointers null
+ * (-8); inverse pSrcMCU or any of its block pointers null (-8), pDst null (-8), dstStep < 1 (-14).
+ * Nothing is written when a check fails. */
+KEPAPI KepResult kepiRGBToYCbCr444LS_MCU_8u16s_C3P3R(const Kep8u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiRGBToYCbCr422LS_MCU_8u16s_C3P3R(const Kep8u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiRGBToYCbCr411LS_MCU_8u16s_C3P3R(const Kep8u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiBGRToYCbCr444LS_MCU_8u16s_C3P3R(const Kep8u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiBGRToYCbCr422LS_MCU_8u16s_C3P3R(const Kep8u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiBGRToYCbCr411LS_MCU_8u16s_C3P3R(const Kep8u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiRGB555ToYCbCr444LS_MCU_16u16s_C3P3R(const Kep16u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiRGB555ToYCbCr422LS_MCU_16u16s_C3P3R(const Kep16u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiRGB555ToYCbCr411LS_MCU_16u16s_C3P3R(const Kep16u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiRGB565ToYCbCr444LS_MCU_16u16s_C3P3R(const Kep16u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiRGB565ToYCbCr422LS_MCU_16u16s_C3P3R(const Kep16u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiRGB565ToYCbCr411LS_MCU_16u16s_C3P3R(const Kep16u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiBGR555ToYCbCr444LS_MCU_16u16s_C3P3R(const Kep16u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiBGR555ToYCbCr422LS_MCU_16u16s_C3P3R(const Kep16u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiBGR555ToYCbCr411LS_MCU_16u16s_C3P3R(const Kep16u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiBGR565ToYCbCr444LS_MCU_16u16s_C3P3R(const Kep16u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiBGR565ToYCbCr422LS_MCU_16u16s_C3P3R(const Kep16u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiBGR565ToYCbCr411LS_MCU_16u16s_C3P3R(const Kep16u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiCMYKToYCCK444LS_MCU_8u16s_C4P4R(const Kep8u* pSrc, int srcStep, Kep16s* const pDstMCU[4]);
+KEPAPI KepResult kepiCMYKToYCCK422LS_MCU_8u16s_C4P4R(const Kep8u* pSrc, int srcStep, Kep16s* const pDstMCU[4]);
+KEPAPI KepResult kepiCMYKToYCCK411LS_MCU_8u16s_C4P4R(const Kep8u* pSrc, int srcStep, Kep16s* const pDstMCU[4]);
+KEPAPI KepResult kepiSampleDown444LS_MCU_8u16s_C3P3R(const Kep8u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiSampleDown422LS_MCU_8u16s_C3P3R(const Kep8u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiSampleDown411LS_MCU_8u16s_C3P3R(const Kep8u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiSplit422LS_MCU_8u16s_C2P3R(const Kep8u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiYCbCr444ToRGBLS_MCU_16s8u_P3C3R(const Kep16s* const pSrcMCU[3], Kep8u* pDst, int dstStep);
+KEPAPI KepResult kepiYCbCr422ToRGBLS_MCU_16s8u_P3C3R(const Kep16s* const pSrcMCU[3], Kep8u* pDst, int dstStep);
+KEPAPI KepResult kepiYCbCr411ToRGBLS_MCU_16s8u_P3C3R(const Kep16s* const pSrcMCU[3], Kep8u* pDst, int dstStep);
+KEPAPI KepResult kepiYCbCr444ToBGRLS_MCU_16s8u_P3C3R(const Kep16s* const pSrcMCU[3], Kep8u* pDst, int dstStep);
+KEPAPI KepResult kepiYCbCr422ToBGRLS_MCU_16s8u_P3C3R(const Kep16s* const pSrcMCU[3], Kep8u* pDst, int dstStep);
+KEPAPI KepResult kepiYCbCr411ToBGRLS_MCU_16s8u_P3C3R(const Kep16s* const pSrcMCU[3], Kep8u* pDst, int dstStep);
+KEPAPI KepResult kepiYCbCr444ToRGB555LS_MCU_16s16u_P3C3R(const Kep16s* const pSrcMCU[3], Kep16u* pDst, int dstStep);
+KEPAPI KepResult kepiYCbCr422ToRGB555LS_MCU_16s16u_P3C3R(const Kep16s* const pSrcMCU[3], Kep16u* pDst, int dstStep);
+KEPAPI KepResult kepiYCbCr411ToRGB555LS_MCU_16s16u_P3C3R(const Kep16s* const pSrcMCU[3], Kep16u* pDst, int dstStep);
+KEPAPI KepResult kepiYCbCr444ToRGB565LS_MCU_16s16u_P3C3R(const Kep16s* const pSrcMCU[3], Kep16u* pDst, int dstStep);
+KEPAPI KepResult kepiYCbCr422ToRGB565LS_MCU_16s16u_P3C3R(const Kep16s* const pSrcMCU[3], Kep16u* pDst, int dstStep);
+KEPAPI KepResult kepiYCbCr411ToRGB565LS_MCU_16s16u_P3C3R(const Kep16s* const pSrcMCU[3], Kep16u* pDst, int dstStep);
+KEPAPI KepResult kepiYCbCr444ToBGR555LS_MCU_16s16u_P3C3R(const Kep16s* const pSrcMCU[3], Kep16u* pDst, int dstStep);
+KEPAPI KepResult kepiYCbCr422ToBGR555LS_MCU_16s16u_P3C3R(const Kep16s* const pSrcMCU[3], Kep16u* pDst, int dstStep);
+KEPAPI KepResult kepiYCbCr411ToBGR555LS_MCU_16s16u_P3C3R(const Kep16s* const pSrcMCU[3], Kep16u* pDst, int dstStep);
+KEPAPI KepResult kepiYCbCr444ToBGR565LS_MCU_16s16u_P3C3R(const Kep16s* const pSrcMCU[3], Kep16u* pDst, int dstStep);
+KEPAPI KepResult kepiYCbCr422ToBGR565LS_MCU_16s16u_P3C3R(const Kep16s* const pSrcMCU[3], Kep16u* pDst, int dstStep);
+KEPAPI KepResult kepiYCbCr411ToBGR565LS_MCU_16s16u_P3C3R(const Kep16s* const pSrcMCU[3], Kep16u* pDst, int dstStep);
+KEPAPI KepResult kepiYCCKToCMYK444LS_MCU_16s8u_P4C4R(const Kep16s* const pSrcMCU[4], Kep8u* pDst, int dstStep);
+KEPAPI KepResult kepiYCCKToCMYK422LS_MCU_16s8u_P4C4R(const Kep16s* const pSrcMCU[4], Kep8u* pDst, int dstStep);
+KEPAPI KepResult kepiYCCKToCMYK411LS_MCU_16s8u_P4C4R(const Kep16s* const pSrcMCU[4], Kep8u* pDst, int dstStep);
+KEPAPI KepResult kepiSampleUp444LS_MCU_16s8u_P3C3R(const Kep16s* const pSrcMCU[3], Kep8u* pDst, int dstStep);
+KEPAPI KepResult kepiSampleUp422LS_MCU_16s8u_P3C3R(const Kep16s* const pSrcMCU[3], Kep8u* pDst, int dstStep);
+KEPAPI KepResult kepiSampleUp411LS_MCU_16s8u_P3C3R(const Kep16s* const pSrcMCU[3], Kep8u* pDst, int dstStep);
+KEPAPI KepResult kepiJoin422LS_MCU_16s8u_P3C2R(const Kep16s* const pSrcMCU[3], Kep8u* pDst, int dstStep);
+
 /* ---- JPEG 2000 component transforms and wavelets (ITU-T T.800 Annex F, G) ------------------- */
 
 /* ---- JPEG 2000 code-block coding (ITU-T T.800 Annex C, D) ----------------------------------- */

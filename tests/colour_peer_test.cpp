@@ -31,7 +31,7 @@ Image makePicture(int width, int height) {
             unsigned char* p = &im.pixels[(static_cast<size_t>(y) * width + x) * 3];
             const int edge = ((x / 5 + y / 3) & 1) ? 90 : 0;
             p[0] = static_cast<unsigned char>((x * 255) / width ^ edge);
-            p[1] = static_cast<unsigned char>((y * 255) / height + static_cast<int>(rng.range(0, 30)) & 255);
+            p[1] = static_cast<unsigned char>(((y * 255) / height + static_cast<int>(rng.range(0, 30))) & 255);
             p[2] = static_cast<unsigned char>(((x + y) * 4 + edge) & 255);
         }
     return im;

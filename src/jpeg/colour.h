@@ -62,6 +62,7 @@ static inline void ownYccToRgb(int y, int cb, int cr, Kep8u* r, Kep8u* g, Kep8u*
 enum OwnCcSrc {
     kCcSrcRGBP3, kCcSrcRGB, kCcSrcBGR, kCcSrcRGBA, kCcSrcBGRA,
     kCcSrcRGB555, kCcSrcRGB565, kCcSrcBGR555, kCcSrcBGR565, kCcSrcCMYK, kCcSrcCMYKP4,
+    kCcSrcYCC,  // interleaved Y, Cb, Cr: split into planes unchanged
     kCcSrcCount
 };
 // Destinations of the inverse conversions, mirroring the sources; RGBA/BGRA write the alpha
@@ -69,6 +70,7 @@ enum OwnCcSrc {
 enum OwnCcDst {
     kCcDstRGBP3, kCcDstRGB, kCcDstBGR, kCcDstRGBA, kCcDstBGRA,
     kCcDstRGB555, kCcDstRGB565, kCcDstBGR555, kCcDstBGR565, kCcDstCMYK, kCcDstCMYKP4,
+    kCcDstYCC,  // planes interleaved unchanged
     kCcDstCount
 };
 
@@ -77,7 +79,7 @@ static inline int ownCcPlanes(int layout) {
     return layout == kCcSrcRGBP3 ? 3 : layout == kCcSrcCMYKP4 ? 4 : 1;
 }
 static inline int ownCcPixelBytes(int layout) {
-    static const Kep8u bytes[kCcSrcCount] = {1, 3, 3, 4, 4, 2, 2, 2, 2, 4, 1};
+    static const Kep8u bytes[kCcSrcCount] = {1, 3, 3, 4, 4, 2, 2, 2, 2, 4, 1, 3};
     return bytes[layout];
 }
 
@@ -94,11 +96,11 @@ static inline void ownCcLoad1(const void* const* src, int x, int* r, int* g, int
         *r = p[x];
         *g = static_cast<const Kep8u*>(src[1])[x];
         *b = static_cast<const Kep8u*>(src[2])[x];
-    } else if (S == kCcSrcRGB || S == kCcSrcBGR) {
+    } else if (S == kCcSrcRGB || S == kCcSrcBGR || S == kCcSrcYCC) {
         const int c0 = p[3 * x], c1 = p[3 * x + 1], c2 = p[3 * x + 2];
-        *r = S == kCcSrcRGB ? c0 : c2;
+        *r = S == kCcSrcBGR ? c2 : c0;
         *g = c1;
-        *b = S == kCcSrcRGB ? c2 : c0;
+        *b = S == kCcSrcBGR ? c0 : c2;
     } else if (S == kCcSrcRGBA || S == kCcSrcBGRA) {
         const int c0 = p[4 * x], c1 = p[4 * x + 1], c2 = p[4 * x + 2];
         *r = S == kCcSrcRGBA ? c0 : c2;
@@ -135,10 +137,10 @@ static inline void ownCcStore1(void* const* dst, int x, Kep8u r, Kep8u g, Kep8u 
         p[x] = r;
         static_cast<Kep8u*>(dst[1])[x] = g;
         static_cast<Kep8u*>(dst[2])[x] = b;
-    } else if (D == kCcDstRGB || D == kCcDstBGR) {
-        p[3 * x] = D == kCcDstRGB ? r : b;
+    } else if (D == kCcDstRGB || D == kCcDstBGR || D == kCcDstYCC) {
+        p[3 * x] = D == kCcDstBGR ? b : r;
         p[3 * x + 1] = g;
-        p[3 * x + 2] = D == kCcDstRGB ? b : r;
+        p[3 * x + 2] = D == kCcDstBGR ? r : b;
     } else if (D == kCcDstRGBA || D == kCcDstBGRA) {
         p[4 * x] = D == kCcDstRGBA ? r : b;
         p[4 * x + 1] = g;
@@ -170,7 +172,11 @@ static inline void ownCcFwdPixels(const void* const* src, Kep8u* const* dst, int
     for (int x = x0; x < width; ++x) {
         int r, g, b, k;
         ownCcLoad1<S>(src, x, &r, &g, &b, &k);
-        if (LumaOnly) {
+        if (S == kCcSrcYCC) {
+            dst[0][x] = static_cast<Kep8u>(r);
+            dst[1][x] = static_cast<Kep8u>(g);
+            dst[2][x] = static_cast<Kep8u>(b);
+        } else if (LumaOnly) {
             dst[0][x] = ownRgbToY(r, g, b);
         } else {
             ownRgbToYcc(r, g, b, dst[0] + x, dst[1] + x, dst[2] + x);
@@ -183,8 +189,8 @@ static inline void ownCcFwdPixels(const void* const* src, Kep8u* const* dst, int
 template <int D>
 static inline void ownCcInvPixels(const Kep8u* const* src, void* const* dst, int x0, int width, Kep8u alpha) {
     for (int x = x0; x < width; ++x) {
-        Kep8u r, g, b;
-        ownYccToRgb(src[0][x], src[1][x], src[2][x], &r, &g, &b);
+        Kep8u r = src[0][x], g = src[1][x], b = src[2][x];
+        if (D != kCcDstYCC) ownYccToRgb(r, g, b, &r, &g, &b);
         const Kep8u k = (D == kCcDstCMYK || D == kCcDstCMYKP4) ? src[3][x] : 0;
         ownCcStore1<D>(dst, x, r, g, b, k, alpha);
     }
@@ -246,6 +252,12 @@ struct OwnCcKernels {
     // d[0..j1-j0-1], with replicated edges.
     void (*upRow21)(const Kep8u* s, int n, int j0, int j1, Kep8u* d);
     void (*upRow22)(const Kep8u* near, const Kep8u* far, int n, int j0, int j1, Kep8u* d);
+    // 8x8 samples (rows `stride` bytes apart) to a level-shifted block: b = s - 128; and back:
+    // s = b + 128 clamped to 0..255.
+    void (*toBlock)(const Kep8u* s, int stride, Kep16s* blk);
+    void (*fromBlock)(const Kep16s* blk, Kep8u* d, int stride);
+    // Replication by two: d[2i] = d[2i+1] = s[i] for n samples.
+    void (*replicate2)(const Kep8u* s, Kep8u* d, int n);
 };
 
 KEP_HIDDEN extern const OwnCcKernels ownCcKernels_c;
@@ -267,6 +279,19 @@ KEP_HIDDEN void ownCcInvSub(const OwnCcKernels& k, int layout, bool vertical, co
 // 4:2:2 from Y0 Cb Y1 Cr byte quadruples.
 KEP_HIDDEN void ownCcInv422C2(const OwnCcKernels& k, int layout, const Kep8u* src, int srcStep, void* dst,
                               int dstStep, KepiSize roi);
+
+// MCU-level conversions (pjmcu.cpp). sampling: 0 = 4:4:4 (8x8 pixels), 1 = 4:2:2 (16x8), 2 = 4:2:0
+// (16x16). dst / src: per-component pointers to consecutive 64-sample blocks, full-resolution
+// components (Y, and K of YCCK) with 1, 2 or 4 blocks in raster order, chroma one block.
+KEP_HIDDEN void ownMcuFwd(const OwnCcKernels& k, int layout, int sampling, const void* src, int srcStep,
+                          Kep16s* const* dst);
+KEP_HIDDEN void ownMcuInv(const OwnCcKernels& k, int layout, int sampling, const Kep16s* const* src, void* dst,
+                          int dstStep);
+// 4:2:2 Y0 Cb Y1 Cr rows (16 x 8 pixels) to Y, Cb, Cr blocks and back.
+KEP_HIDDEN void ownMcuSplit422(const OwnCcKernels& k, const Kep8u* src, int srcStep, Kep16s* const* dst);
+KEP_HIDDEN void ownMcuJoin422(const OwnCcKernels& k, const Kep16s* const* src, Kep8u* dst, int dstStep);
+// The separately written 4:2:2 blocks-to-YCbCr-pixels kernel of the second code path.
+KEP_HIDDEN void ownMcuSampleUp422_x2(const Kep16s* const* src, Kep8u* dst, int dstStep);
 
 // Argument checks shared by the colour exports: source pointer, destination pointer, source
 // plane pointers, destination plane pointers (-8), either step < 1 (-14), size < 1 (-6).

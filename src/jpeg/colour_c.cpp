@@ -41,14 +41,27 @@ void upRow22(const Kep8u* p, const Kep8u* q, int n, int j0, int j1, Kep8u* d) {
     for (int j = j0; j < j1; ++j) d[j - j0] = ownUp22At(p, q, n, j);
 }
 
+void toBlock(const Kep8u* s, int stride, Kep16s* blk) {
+    for (int r = 0; r < 8; ++r)
+        for (int c = 0; c < 8; ++c) blk[8 * r + c] = static_cast<Kep16s>(s[r * stride + c] - 128);
+}
+void fromBlock(const Kep16s* blk, Kep8u* d, int stride) {
+    for (int r = 0; r < 8; ++r)
+        for (int c = 0; c < 8; ++c) d[r * stride + c] = ownSat8u(blk[8 * r + c] + 128);
+}
+void replicate2(const Kep8u* s, Kep8u* d, int n) {
+    for (int i = 0; i < n; ++i) d[2 * i] = d[2 * i + 1] = s[i];
+}
+
 }  // namespace
 
 const OwnCcKernels ownCcKernels_c = {
     {fwd<kCcSrcRGBP3>, fwd<kCcSrcRGB>, fwd<kCcSrcBGR>, fwd<kCcSrcRGBA>, fwd<kCcSrcBGRA>, fwd<kCcSrcRGB555>,
-     fwd<kCcSrcRGB565>, fwd<kCcSrcBGR555>, fwd<kCcSrcBGR565>, fwd<kCcSrcCMYK>, fwd<kCcSrcCMYKP4>},
-    {luma<kCcSrcRGBP3>, luma<kCcSrcRGB>, luma<kCcSrcBGR>, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-     nullptr},
+     fwd<kCcSrcRGB565>, fwd<kCcSrcBGR555>, fwd<kCcSrcBGR565>, fwd<kCcSrcCMYK>, fwd<kCcSrcCMYKP4>,
+     fwd<kCcSrcYCC>},
+    {luma<kCcSrcRGBP3>, luma<kCcSrcRGB>, luma<kCcSrcBGR>},
     {inv<kCcDstRGBP3>, inv<kCcDstRGB>, inv<kCcDstBGR>, inv<kCcDstRGBA>, inv<kCcDstBGRA>, inv<kCcDstRGB555>,
-     inv<kCcDstRGB565>, inv<kCcDstBGR555>, inv<kCcDstBGR565>, inv<kCcDstCMYK>, inv<kCcDstCMYKP4>},
-    downPlane21, downPlane22, downRow21, downRow22, upPlane21, upPlane22, upRow21, upRow22,
+     inv<kCcDstRGB565>, inv<kCcDstBGR555>, inv<kCcDstBGR565>, inv<kCcDstCMYK>, inv<kCcDstCMYKP4>,
+     inv<kCcDstYCC>},
+    downPlane21, downPlane22, downRow21, downRow22, upPlane21, upPlane22, upRow21, upRow22, toBlock, fromBlock, replicate2,
 };

@@ -93,11 +93,11 @@ inline void loadPixels(const void* const* src, int x, __m128i* r, __m128i* g, __
             *b = _mm_sub_epi16(all, *b);
             *k = widen(load8(static_cast<const Kep8u*>(src[3]) + x));
         }
-    } else if (S == kCcSrcRGB || S == kCcSrcBGR) {
+    } else if (S == kCcSrcRGB || S == kCcSrcBGR || S == kCcSrcYCC) {
         const __m128i lo = load16(p + 3 * x), hi = load8(p + 3 * x + 16);
-        *r = channel(lo, hi, kMasks.c3[S == kCcSrcRGB ? 0 : 2]);
+        *r = channel(lo, hi, kMasks.c3[S == kCcSrcBGR ? 2 : 0]);
         *g = channel(lo, hi, kMasks.c3[1]);
-        *b = channel(lo, hi, kMasks.c3[S == kCcSrcRGB ? 2 : 0]);
+        *b = channel(lo, hi, kMasks.c3[S == kCcSrcBGR ? 0 : 2]);
     } else if (S == kCcSrcRGBA || S == kCcSrcBGRA || S == kCcSrcCMYK) {
         const __m128i lo = load16(p + 4 * x), hi = load16(p + 4 * x + 16);
         *r = channel(lo, hi, kMasks.c4[S == kCcSrcBGRA ? 2 : 0]);
@@ -137,8 +137,8 @@ inline void storePixels(void* const* dst, int x, __m128i r, __m128i g, __m128i b
         store8(static_cast<Kep8u*>(dst[1]) + x, g);
         store8(static_cast<Kep8u*>(dst[2]) + x, b);
         if (D == kCcDstCMYKP4) store8(static_cast<Kep8u*>(dst[3]) + x, k);
-    } else if (D == kCcDstRGB || D == kCcDstBGR) {
-        const __m128i first = D == kCcDstRGB ? r : b, last = D == kCcDstRGB ? b : r;
+    } else if (D == kCcDstRGB || D == kCcDstBGR || D == kCcDstYCC) {
+        const __m128i first = D == kCcDstBGR ? b : r, last = D == kCcDstBGR ? r : b;
         const __m128i rg = _mm_unpacklo_epi64(first, g);
         const auto& m = kMasks.out3;
         store16(p + 3 * x, _mm_or_si128(_mm_shuffle_epi8(rg, mask(m[0][0])), _mm_shuffle_epi8(last, mask(m[0][1]))));
@@ -216,7 +216,11 @@ void fwd(const void* const* src, Kep8u* const* dst, int width) {
     for (; x + 8 <= width; x += 8) {
         __m128i r, g, b, k = _mm_setzero_si128(), y, cb, cr;
         loadPixels<S>(src, x, &r, &g, &b, &k);
-        ycc8(r, g, b, &y, &cb, &cr);
+        if (S == kCcSrcYCC) {
+            y = r, cb = g, cr = b;
+        } else {
+            ycc8(r, g, b, &y, &cb, &cr);
+        }
         store8(dst[0] + x, narrow(y));
         store8(dst[1] + x, narrow(cb));
         store8(dst[2] + x, narrow(cr));
@@ -241,8 +245,8 @@ void inv(const Kep8u* const* src, void* const* dst, int width, Kep8u alpha) {
     const __m128i a = _mm_set1_epi8(static_cast<char>(alpha));
     int x = 0;
     for (; x + 8 <= width; x += 8) {
-        __m128i r, g, b;
-        rgb8(widen(load8(src[0] + x)), widen(load8(src[1] + x)), widen(load8(src[2] + x)), &r, &g, &b);
+        __m128i r = widen(load8(src[0] + x)), g = widen(load8(src[1] + x)), b = widen(load8(src[2] + x));
+        if (D != kCcDstYCC) rgb8(r, g, b, &r, &g, &b);
         const __m128i k = (D == kCcDstCMYK || D == kCcDstCMYKP4) ? load8(src[3] + x) : _mm_setzero_si128();
         storePixels<D>(dst, x, narrow(r), narrow(g), narrow(b), k, a);
     }
@@ -347,14 +351,35 @@ void upRow22(const Kep8u* p, const Kep8u* q, int n, int j0, int j1, Kep8u* d) {
     for (; j < j1; ++j) d[j - j0] = ownUp22At(p, q, n, j);
 }
 
+// ---- Blocks ---------------------------------------------------------------------------------------
+
+void toBlock(const Kep8u* s, int stride, Kep16s* blk) {
+    const __m128i c128 = _mm_set1_epi16(128);
+    for (int r = 0; r < 8; ++r) store16(blk + 8 * r, _mm_sub_epi16(widen(load8(s + r * stride)), c128));
+}
+// Saturating +128, then packus clamps to 0..255: the same as clamping b + 128 for every 16-bit b.
+void fromBlock(const Kep16s* blk, Kep8u* d, int stride) {
+    const __m128i c128 = _mm_set1_epi16(128);
+    for (int r = 0; r < 8; ++r) store8(d + r * stride, narrow(_mm_adds_epi16(load16(blk + 8 * r), c128)));
+}
+void replicate2(const Kep8u* s, Kep8u* d, int n) {
+    int i = 0;
+    for (; i + 8 <= n; i += 8) {
+        const __m128i v = load8(s + i);
+        store16(d + 2 * i, _mm_unpacklo_epi8(v, v));
+    }
+    for (; i < n; ++i) d[2 * i] = d[2 * i + 1] = s[i];
+}
+
 }  // namespace
 
 const OwnCcKernels ownCcKernels_ssse3 = {
     {fwd<kCcSrcRGBP3>, fwd<kCcSrcRGB>, fwd<kCcSrcBGR>, fwd<kCcSrcRGBA>, fwd<kCcSrcBGRA>, fwd<kCcSrcRGB555>,
-     fwd<kCcSrcRGB565>, fwd<kCcSrcBGR555>, fwd<kCcSrcBGR565>, fwd<kCcSrcCMYK>, fwd<kCcSrcCMYKP4>},
-    {luma<kCcSrcRGBP3>, luma<kCcSrcRGB>, luma<kCcSrcBGR>, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-     nullptr},
+     fwd<kCcSrcRGB565>, fwd<kCcSrcBGR555>, fwd<kCcSrcBGR565>, fwd<kCcSrcCMYK>, fwd<kCcSrcCMYKP4>,
+     fwd<kCcSrcYCC>},
+    {luma<kCcSrcRGBP3>, luma<kCcSrcRGB>, luma<kCcSrcBGR>},
     {inv<kCcDstRGBP3>, inv<kCcDstRGB>, inv<kCcDstBGR>, inv<kCcDstRGBA>, inv<kCcDstBGRA>, inv<kCcDstRGB555>,
-     inv<kCcDstRGB565>, inv<kCcDstBGR555>, inv<kCcDstBGR565>, inv<kCcDstCMYK>, inv<kCcDstCMYKP4>},
-    downPlane21, downPlane22, downRow21, downRow22, upPlane21, upPlane22, upRow21, upRow22,
+     inv<kCcDstRGB565>, inv<kCcDstBGR555>, inv<kCcDstBGR565>, inv<kCcDstCMYK>, inv<kCcDstCMYKP4>,
+     inv<kCcDstYCC>},
+    downPlane21, downPlane22, downRow21, downRow22, upPlane21, upPlane22, upRow21, upRow22, toBlock, fromBlock, replicate2,
 };
