@@ -1,4 +1,4 @@
-// Colour conversion and chroma up-sampling: SSSE3 kernels beside their plain C references, per
+// Colour conversion, chroma up-sampling and 4:2:0 MCU conversion: SSSE3 kernels beside their plain C references, per
 // pixel (the "s/px" counter; for the up-samplers a pixel is one output sample).
 //
 //   build/bench/kep_bench --benchmark_filter=Colour --benchmark_min_time=0.2
@@ -75,6 +75,22 @@ void upRow(benchmark::State& state, const OwnCcKernels& k, bool vertical) {
     perPixel(state, kW * kH);
 }
 
+// One 16 x 16 MCU, 4:2:0: pixels to six level-shifted blocks and back.
+void mcu411(benchmark::State& state, const OwnCcKernels& k, bool forward) {
+    Images im;
+    alignas(16) Kep16s blocks[6][64];
+    Kep16s* dst[3] = {blocks[0], blocks[4], blocks[5]};
+    const Kep16s* src[3] = {blocks[0], blocks[4], blocks[5]};
+    for (auto& b : blocks)
+        for (int i = 0; i < 64; ++i) b[i] = static_cast<Kep16s>(im.y[i] - 128);
+    for (auto _ : state) {
+        if (forward) ownMcuFwd(k, kCcSrcRGB, 2, im.rgb.data(), 48, dst);
+        else ownMcuInv(k, kCcDstRGB, 2, src, im.rgb.data(), 48);
+        benchmark::ClobberMemory();
+    }
+    perPixel(state, 256);
+}
+
 void Colour_RGBToYCbCr444_c(benchmark::State& s) { forward(s, &ownCcKernels_c); }
 void Colour_RGBToYCbCr444_ssse3(benchmark::State& s) { forward(s, &ownCcKernels_ssse3); }
 void Colour_RGBToYCbCr444_export(benchmark::State& s) { forward(s, nullptr); }
@@ -86,6 +102,11 @@ void Colour_UpRowH2V1_ssse3(benchmark::State& s) { upRow(s, ownCcKernels_ssse3, 
 void Colour_UpRowH2V2_c(benchmark::State& s) { upRow(s, ownCcKernels_c, true); }
 void Colour_UpRowH2V2_ssse3(benchmark::State& s) { upRow(s, ownCcKernels_ssse3, true); }
 
+void Colour_Mcu411Fwd_c(benchmark::State& s) { mcu411(s, ownCcKernels_c, true); }
+void Colour_Mcu411Fwd_ssse3(benchmark::State& s) { mcu411(s, ownCcKernels_ssse3, true); }
+void Colour_Mcu411Inv_c(benchmark::State& s) { mcu411(s, ownCcKernels_c, false); }
+void Colour_Mcu411Inv_ssse3(benchmark::State& s) { mcu411(s, ownCcKernels_ssse3, false); }
+
 BENCHMARK(Colour_RGBToYCbCr444_c);
 BENCHMARK(Colour_RGBToYCbCr444_ssse3);
 BENCHMARK(Colour_RGBToYCbCr444_export);
@@ -96,5 +117,9 @@ BENCHMARK(Colour_UpRowH2V1_c);
 BENCHMARK(Colour_UpRowH2V1_ssse3);
 BENCHMARK(Colour_UpRowH2V2_c);
 BENCHMARK(Colour_UpRowH2V2_ssse3);
+BENCHMARK(Colour_Mcu411Fwd_c);
+BENCHMARK(Colour_Mcu411Fwd_ssse3);
+BENCHMARK(Colour_Mcu411Inv_c);
+BENCHMARK(Colour_Mcu411Inv_ssse3);
 
 }  // namespace

@@ -255,50 +255,45 @@ void inv(const Kep8u* const* src, void* const* dst, int width, Kep8u alpha) {
 
 // ---- Resampling ---------------------------------------------------------------------------------
 
-// Sums of the 16 sample pairs at s[0..31], as 16-bit lanes.
-inline __m128i pairSums(const Kep8u* s, __m128i* hi) {
-    const __m128i ones = _mm_set1_epi8(1);
-    *hi = _mm_maddubs_epi16(load16(s + 16), ones);
-    return _mm_maddubs_epi16(load16(s), ones);
-}
-
-// Sixteen box outputs from two source rows (l may equal u's row for H2V1: pass null) with a
-// bias per lane and a shift.
+// Box outputs from one or two source rows (l null for H2V1) with a bias per lane and a shift:
+// sixteen per group, then one group of eight (an MCU row is eight), then one at a time.
 template <int Shift>
-inline void box16(const Kep8u* u, const Kep8u* l, Kep8u* d, __m128i bias) {
-    __m128i hi, lo = pairSums(u, &hi);
-    if (l) {
-        __m128i hl, ll = pairSums(l, &hl);
-        lo = _mm_add_epi16(lo, ll);
-        hi = _mm_add_epi16(hi, hl);
+inline __m128i boxSums(const Kep8u* u, const Kep8u* l, __m128i bias) {
+    const __m128i ones = _mm_set1_epi8(1);
+    __m128i v = _mm_maddubs_epi16(load16(u), ones);
+    if (l) v = _mm_add_epi16(v, _mm_maddubs_epi16(load16(l), ones));
+    return _mm_srli_epi16(_mm_add_epi16(v, bias), Shift);
+}
+template <int Shift>
+inline int box(const Kep8u* u, const Kep8u* l, Kep8u* d, int dw, __m128i bias) {
+    int j = 0;
+    for (; j + 16 <= dw; j += 16)
+        store16(d + j, _mm_packus_epi16(boxSums<Shift>(u + 2 * j, l ? l + 2 * j : l, bias),
+                                        boxSums<Shift>(u + 2 * j + 16, l ? l + 2 * j + 16 : l, bias)));
+    if (j + 8 <= dw) {
+        store8(d + j, narrow(boxSums<Shift>(u + 2 * j, l ? l + 2 * j : l, bias)));
+        j += 8;
     }
-    lo = _mm_srli_epi16(_mm_add_epi16(lo, bias), Shift);
-    hi = _mm_srli_epi16(_mm_add_epi16(hi, bias), Shift);
-    store16(d, _mm_packus_epi16(lo, hi));
+    return j;
 }
 
 void downPlane21(const Kep8u* s, Kep8u* d, int dw) {
-    int j = 0;
-    for (; j + 16 <= dw; j += 16) box16<1>(s + 2 * j, nullptr, d + j, _mm_set1_epi16(1));
-    for (; j < dw; ++j) d[j] = static_cast<Kep8u>((s[2 * j] + s[2 * j + 1] + 1) >> 1);
+    for (int j = box<1>(s, nullptr, d, dw, _mm_set1_epi16(1)); j < dw; ++j)
+        d[j] = static_cast<Kep8u>((s[2 * j] + s[2 * j + 1] + 1) >> 1);
 }
 void downPlane22(const Kep8u* u, const Kep8u* l, Kep8u* d, int dw) {
-    int j = 0;
-    for (; j + 16 <= dw; j += 16) box16<2>(u + 2 * j, l + 2 * j, d + j, _mm_set1_epi16(3));
-    for (; j < dw; ++j) d[j] = static_cast<Kep8u>((u[2 * j] + u[2 * j + 1] + l[2 * j] + l[2 * j + 1] + 3) >> 2);
+    for (int j = box<2>(u, l, d, dw, _mm_set1_epi16(3)); j < dw; ++j)
+        d[j] = static_cast<Kep8u>((u[2 * j] + u[2 * j + 1] + l[2 * j] + l[2 * j + 1] + 3) >> 2);
 }
 // Alternating biases: lane t of a group starting at an even j has bias (t & 1) or 1 + (t & 1).
 void downRow21(const Kep8u* s, int width, Kep8u* d) {
     const int dw = width / 2;
-    int j = 0;
-    for (; j + 16 <= dw; j += 16) box16<1>(s + 2 * j, nullptr, d + j, _mm_set_epi16(1, 0, 1, 0, 1, 0, 1, 0));
-    for (; j < dw; ++j) d[j] = static_cast<Kep8u>((s[2 * j] + s[2 * j + 1] + (j & 1)) >> 1);
+    for (int j = box<1>(s, nullptr, d, dw, _mm_set_epi16(1, 0, 1, 0, 1, 0, 1, 0)); j < dw; ++j)
+        d[j] = static_cast<Kep8u>((s[2 * j] + s[2 * j + 1] + (j & 1)) >> 1);
 }
 void downRow22(const Kep8u* u, const Kep8u* l, int width, Kep8u* d) {
     const int dw = (width + 1) / 2;
-    int j = 0;
-    for (; j + 16 <= width / 2; j += 16) box16<2>(u + 2 * j, l + 2 * j, d + j, _mm_set_epi16(2, 1, 2, 1, 2, 1, 2, 1));
-    for (; j < dw; ++j) {
+    for (int j = box<2>(u, l, d, width / 2, _mm_set_epi16(2, 1, 2, 1, 2, 1, 2, 1)); j < dw; ++j) {
         const int a = 2 * j, b = 2 * j + 1 < width ? 2 * j + 1 : 2 * j;
         d[j] = static_cast<Kep8u>((u[a] + u[b] + l[a] + l[b] + 1 + (j & 1)) >> 2);
     }
