@@ -72,13 +72,22 @@ struct Plane {
 };
 
 // The component planes before up-sampling and colour conversion.
-std::vector<Plane> decodeRaw(const std::vector<unsigned char>& jpeg) {
+// A decompressor on an in-memory file, header read.
+struct Decoder {
     jpeg_decompress_struct d;
     jpeg_error_mgr err;
-    d.err = jpeg_std_error(&err);
-    jpeg_create_decompress(&d);
-    jpeg_mem_src(&d, jpeg.data(), static_cast<unsigned long>(jpeg.size()));
-    jpeg_read_header(&d, TRUE);
+    explicit Decoder(const std::vector<unsigned char>& jpeg) {
+        d.err = jpeg_std_error(&err);
+        jpeg_create_decompress(&d);
+        jpeg_mem_src(&d, jpeg.data(), static_cast<unsigned long>(jpeg.size()));
+        jpeg_read_header(&d, TRUE);
+    }
+    ~Decoder() { jpeg_destroy_decompress(&d); }
+};
+
+std::vector<Plane> decodeRaw(const std::vector<unsigned char>& jpeg) {
+    Decoder dec(jpeg);
+    jpeg_decompress_struct& d = dec.d;
     d.raw_data_out = TRUE;
     d.dct_method = JDCT_ISLOW;
     jpeg_start_decompress(&d);
@@ -104,17 +113,12 @@ std::vector<Plane> decodeRaw(const std::vector<unsigned char>& jpeg) {
         jpeg_read_raw_data(&d, arrays, static_cast<JDIMENSION>(groupRows));
     }
     jpeg_finish_decompress(&d);
-    jpeg_destroy_decompress(&d);
     return planes;
 }
 
 Image decodeRgb(const std::vector<unsigned char>& jpeg) {
-    jpeg_decompress_struct d;
-    jpeg_error_mgr err;
-    d.err = jpeg_std_error(&err);
-    jpeg_create_decompress(&d);
-    jpeg_mem_src(&d, jpeg.data(), static_cast<unsigned long>(jpeg.size()));
-    jpeg_read_header(&d, TRUE);
+    Decoder dec(jpeg);
+    jpeg_decompress_struct& d = dec.d;
     d.out_color_space = JCS_RGB;
     d.dct_method = JDCT_ISLOW;
     d.do_fancy_upsampling = TRUE;
@@ -126,7 +130,6 @@ Image decodeRgb(const std::vector<unsigned char>& jpeg) {
         jpeg_read_scanlines(&d, &row, 1);
     }
     jpeg_finish_decompress(&d);
-    jpeg_destroy_decompress(&d);
     return im;
 }
 

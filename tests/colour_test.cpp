@@ -1,4 +1,4 @@
-// Colour conversion through the exports: the tables against their definitions, the arithmetic
+// Colour conversion through the exports: the arithmetic
 // against the real-valued JFIF equations, the documented corner values, the layouts (channel
 // order, alpha, 555/565 packing and widening, YCCK), the subsampled forms against the 4:4:4
 // conversion plus the box filter, and the argument checks.
@@ -16,25 +16,6 @@
 namespace {
 
 using Bytes = std::vector<Kep8u>;
-
-// Floor division by 2^16, independent of how >> treats negative values.
-long long floor16(long long v) { return static_cast<long long>(std::floor(static_cast<double>(v) / 65536.0)); }
-
-TEST(ColourTables, MatchTheirDefinitions) {
-    const long long mul[8] = {19595, 38470, 7471, -11059, -21709, 32768, -27439, -5329};
-    for (int s = 0; s < 8; ++s)
-        for (int i = 0; i < 256; ++i) {
-            long long v = mul[s] * i + (s == 2 ? 32768 : 0) + (s == 5 ? 8388608 + 32767 : 0);
-            ASSERT_EQ(static_cast<Kep32u>(v & 0xFFFFFFFF), cc_table.v[256 * s + i]) << "segment " << s << " index " << i;
-        }
-    for (int i = 0; i < 256; ++i) {
-        const long long c = i - 128;
-        EXPECT_EQ(floor16(91881 * c + 32768), cr_r_tbl.v[i]);
-        EXPECT_EQ(floor16(116130 * c + 32768), cb_b_tbl.v[i]);
-        EXPECT_EQ(-46802 * c, cr_g_tbl.v[i]);
-        EXPECT_EQ(-22554 * c + 32768, cb_g_tbl.v[i]);
-    }
-}
 
 // Every 8-bit RGB triple of a coarse lattice plus random ones, one row per call: the results are
 // the real-valued equations rounded, within the fixed-point error (Y: half up; chroma: the

@@ -69,25 +69,9 @@ TEST(McuForward, EqualsWholeImageConversionLevelShifted) {
     }
 }
 
-// Packed pixels: the same as the 8-bit form of the widened pixels (which the whole-image packed
-// conversion defines); YCCK: the YCbCr of the complement, K level-shifted like Y.
-TEST(McuForward, PackedAndYcck) {
+// YCCK: the YCbCr of the complement, K level-shifted like Y.
+TEST(McuForward, Ycck) {
     kepcheck::Rng rng(23);
-    std::vector<Kep16u> px(16 * 16);
-    for (Kep16u& v : px) v = static_cast<Kep16u>(rng.range(0, 65535));
-    Bytes y(256), cb(256), cr(256);
-    Kep8u* planes[3] = {y.data(), cb.data(), cr.data()};
-    ASSERT_EQ(kepOk, kepiBGR565ToYCbCr_JPEG_16u8u_C3P3R(px.data(), 32, planes, 16, KepiSize{16, 16}));
-    Blocks b;
-    ASSERT_EQ(kepOk, kepiBGR565ToYCbCr411LS_MCU_16u16s_C3P3R(px.data(), 32, b.p));
-    for (int yy = 0; yy < 16; ++yy)
-        for (int x = 0; x < 16; ++x) ASSERT_EQ(y[yy * 16 + x] - 128, blockSample(b.c[0], 2, x, yy));
-    for (int yy = 0; yy < 8; ++yy)
-        for (int x = 0; x < 8; ++x) {
-            auto at = [&](const Bytes& p, int dx, int dy) { return p[(2 * yy + dy) * 16 + 2 * x + dx]; };
-            ASSERT_EQ(((at(cr, 0, 0) + at(cr, 1, 0) + at(cr, 0, 1) + at(cr, 1, 1) + 3) >> 2) - 128, b.c[2][8 * yy + x]);
-        }
-
     Bytes cmyk(16 * 8 * 4);
     rng.fill(cmyk.data(), cmyk.size());
     Bytes rgb(16 * 8 * 3);
@@ -164,28 +148,6 @@ TEST(McuRoundTrips, SamplingAndSplitJoin) {
     std::fill(back.begin(), back.end(), 0);
     ASSERT_EQ(kepOk, kepiJoin422LS_MCU_16s8u_P3C2R(b.cp, back.data(), 40));
     for (int y = 0; y < 8; ++y) ASSERT_TRUE(std::equal(&px[y * 40], &px[y * 40 + 32], &back[y * 40])) << y;
-}
-
-TEST(McuInverse, LevelShiftSaturates) {
-    Blocks b;
-    for (int i = 0; i < 256; ++i) {
-        b.c[0][i] = static_cast<Kep16s>(i & 1 ? 32767 : -32768);
-        b.c[1][i] = b.c[2][i] = static_cast<Kep16s>(i & 1 ? 200 : -200);
-    }
-    Kep8u out[8 * 24];
-    ASSERT_EQ(kepOk, kepiSampleUp444LS_MCU_16s8u_P3C3R(b.cp, out, 24));
-    EXPECT_EQ(0, out[0]);
-    EXPECT_EQ(0, out[1]);
-    EXPECT_EQ(255, out[3]);
-    EXPECT_EQ(255, out[5]);
-    Kep8u out422[8 * 48];
-    for (Inv f : {kepiSampleUp422LS_MCU_16s8u_P3C3R}) {
-        ASSERT_EQ(kepOk, f(b.cp, out422, 48));
-        EXPECT_EQ(255, out422[3 * 9]);  // right luma block, odd index: 32767
-        EXPECT_EQ(0, out422[1]);        // Cb of pixels 0 and 1: -200
-        EXPECT_EQ(0, out422[4]);
-        EXPECT_EQ(255, out422[3 * 2 + 1]);  // Cb sample 1 covers pixels 2 and 3: 200
-    }
 }
 
 TEST(McuArguments, CheckOrder) {

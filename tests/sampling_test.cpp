@@ -117,31 +117,6 @@ TEST(SamplingWholePlane, UpWithReplicatedBorderEqualsRowForms) {
     }
 }
 
-// The whole-plane down-samplers and the row box forms differ only in the biases.
-TEST(SamplingWholePlane, DownDiffersFromRowFormsOnlyByBias) {
-    kepcheck::Rng rng(19);
-    Bytes u(80), l(80), whole(40), row(40);
-    rng.fill(u.data(), u.size());
-    rng.fill(l.data(), l.size());
-    ASSERT_EQ(kepOk, kepiSampleDownH2V1_JPEG_8u_C1R(u.data(), 80, KepiSize{80, 1}, whole.data(), 40, KepiSize{40, 1}));
-    ASSERT_EQ(kepOk, kepiSampleDownRowH2V1_Box_JPEG_8u_C1(u.data(), 80, row.data()));
-    for (int j = 0; j < 40; ++j) {
-        const int sum = u[2 * j] + u[2 * j + 1];
-        ASSERT_EQ((sum + 1) >> 1, whole[j]);
-        ASSERT_EQ((sum + (j & 1)) >> 1, row[j]);
-    }
-    Bytes both(160);
-    std::copy(u.begin(), u.end(), both.begin());
-    std::copy(l.begin(), l.end(), both.begin() + 80);
-    ASSERT_EQ(kepOk, kepiSampleDownH2V2_JPEG_8u_C1R(both.data(), 80, KepiSize{80, 2}, whole.data(), 40, KepiSize{40, 1}));
-    ASSERT_EQ(kepOk, kepiSampleDownRowH2V2_Box_JPEG_8u_C1(u.data(), l.data(), 80, row.data()));
-    for (int j = 0; j < 40; ++j) {
-        const int sum = u[2 * j] + u[2 * j + 1] + l[2 * j] + l[2 * j + 1];
-        ASSERT_EQ((sum + 3) >> 2, whole[j]);
-        ASSERT_EQ((sum + 1 + (j & 1)) >> 2, row[j]);
-    }
-}
-
 TEST(SamplingArguments, CheckOrder) {
     Kep8u s[64] = {}, d[64];
     std::fill(d, d + 64, 0xAB);

@@ -260,6 +260,17 @@ struct OwnCcKernels {
     void (*replicate2)(const Kep8u* s, Kep8u* d, int n);
 };
 
+// The initializer of a kernel set from function templates fwd<S>, luma<S>, inv<D> and the
+// resampling and block functions, with the same names in each kernel file.
+#define OWN_CC_KERNEL_SET                                                                                         \
+    {{fwd<kCcSrcRGBP3>, fwd<kCcSrcRGB>, fwd<kCcSrcBGR>, fwd<kCcSrcRGBA>, fwd<kCcSrcBGRA>, fwd<kCcSrcRGB555>,        \
+      fwd<kCcSrcRGB565>, fwd<kCcSrcBGR555>, fwd<kCcSrcBGR565>, fwd<kCcSrcCMYK>, fwd<kCcSrcCMYKP4>, fwd<kCcSrcYCC>}, \
+     {luma<kCcSrcRGBP3>, luma<kCcSrcRGB>, luma<kCcSrcBGR>},                                                       \
+     {inv<kCcDstRGBP3>, inv<kCcDstRGB>, inv<kCcDstBGR>, inv<kCcDstRGBA>, inv<kCcDstBGRA>, inv<kCcDstRGB555>,        \
+      inv<kCcDstRGB565>, inv<kCcDstBGR555>, inv<kCcDstBGR565>, inv<kCcDstCMYK>, inv<kCcDstCMYKP4>, inv<kCcDstYCC>}, \
+     downPlane21, downPlane22, downRow21, downRow22, upPlane21, upPlane22, upRow21, upRow22, toBlock, fromBlock,   \
+     replicate2}
+
 KEP_HIDDEN extern const OwnCcKernels ownCcKernels_c;
 KEP_HIDDEN extern const OwnCcKernels ownCcKernels_ssse3;
 

@@ -210,21 +210,41 @@ inline void rgb8(__m128i y, __m128i cb, __m128i cr, __m128i* r, __m128i* g, __m1
 
 // ---- Row kernels --------------------------------------------------------------------------------
 
+// Y, Cb, Cr (and K) of pixels x..x+7 as 16-bit lanes.
+template <int S>
+inline void ycc8At(const void* const* src, int x, __m128i* y, __m128i* cb, __m128i* cr, __m128i* k) {
+    __m128i r, g, b;
+    *k = _mm_setzero_si128();
+    loadPixels<S>(src, x, &r, &g, &b, k);
+    if (S == kCcSrcYCC) {
+        *y = r, *cb = g, *cr = b;
+    } else {
+        ycc8(r, g, b, y, cb, cr);
+    }
+}
+
+// Sixteen pixels per step where the row allows, stored 16 bytes at a time (a following 16-byte
+// load of the plane, as in the MCU down-sampling, then forwards from one store), then eight.
 template <int S>
 void fwd(const void* const* src, Kep8u* const* dst, int width) {
+    const bool four = S == kCcSrcCMYK || S == kCcSrcCMYKP4;
     int x = 0;
+    for (; x + 16 <= width; x += 16) {
+        __m128i y0, cb0, cr0, k0, y1, cb1, cr1, k1;
+        ycc8At<S>(src, x, &y0, &cb0, &cr0, &k0);
+        ycc8At<S>(src, x + 8, &y1, &cb1, &cr1, &k1);
+        store16(dst[0] + x, _mm_packus_epi16(y0, y1));
+        store16(dst[1] + x, _mm_packus_epi16(cb0, cb1));
+        store16(dst[2] + x, _mm_packus_epi16(cr0, cr1));
+        if (four) store16(dst[3] + x, _mm_packus_epi16(k0, k1));
+    }
     for (; x + 8 <= width; x += 8) {
-        __m128i r, g, b, k = _mm_setzero_si128(), y, cb, cr;
-        loadPixels<S>(src, x, &r, &g, &b, &k);
-        if (S == kCcSrcYCC) {
-            y = r, cb = g, cr = b;
-        } else {
-            ycc8(r, g, b, &y, &cb, &cr);
-        }
+        __m128i y, cb, cr, k;
+        ycc8At<S>(src, x, &y, &cb, &cr, &k);
         store8(dst[0] + x, narrow(y));
         store8(dst[1] + x, narrow(cb));
         store8(dst[2] + x, narrow(cr));
-        if (S == kCcSrcCMYK || S == kCcSrcCMYKP4) store8(dst[3] + x, narrow(k));
+        if (four) store8(dst[3] + x, narrow(k));
     }
     ownCcFwdPixels<S, false>(src, dst, x, width);
 }
@@ -368,13 +388,4 @@ void replicate2(const Kep8u* s, Kep8u* d, int n) {
 
 }  // namespace
 
-const OwnCcKernels ownCcKernels_ssse3 = {
-    {fwd<kCcSrcRGBP3>, fwd<kCcSrcRGB>, fwd<kCcSrcBGR>, fwd<kCcSrcRGBA>, fwd<kCcSrcBGRA>, fwd<kCcSrcRGB555>,
-     fwd<kCcSrcRGB565>, fwd<kCcSrcBGR555>, fwd<kCcSrcBGR565>, fwd<kCcSrcCMYK>, fwd<kCcSrcCMYKP4>,
-     fwd<kCcSrcYCC>},
-    {luma<kCcSrcRGBP3>, luma<kCcSrcRGB>, luma<kCcSrcBGR>},
-    {inv<kCcDstRGBP3>, inv<kCcDstRGB>, inv<kCcDstBGR>, inv<kCcDstRGBA>, inv<kCcDstBGRA>, inv<kCcDstRGB555>,
-     inv<kCcDstRGB565>, inv<kCcDstBGR555>, inv<kCcDstBGR565>, inv<kCcDstCMYK>, inv<kCcDstCMYKP4>,
-     inv<kCcDstYCC>},
-    downPlane21, downPlane22, downRow21, downRow22, upPlane21, upPlane22, upRow21, upRow22, toBlock, fromBlock, replicate2,
-};
+const OwnCcKernels ownCcKernels_ssse3 = OWN_CC_KERNEL_SET;

@@ -6,25 +6,20 @@
 
 KepResult own_kepiSampleUpH2V1_JPEG_8u_C1R(const Kep8u* pSrc, int srcStep, KepiSize srcRoiSize, Kep8u* pDst,
                                            int dstStep, KepiSize dstRoiSize) {
-    const KepResult r = ownResampleCheck(pSrc, srcStep, srcRoiSize, pDst, dstStep, dstRoiSize);
-    if (r != kepOk) return r;
-    for (int y = 0; y < dstRoiSize.height; ++y)
+    return ownResamplePlane(pSrc, srcStep, srcRoiSize, pDst, dstStep, dstRoiSize, [&](int y) {
         ownCcKernels_ssse3.upPlane21(ownRow(pSrc, srcStep, y), ownRow(pDst, dstStep, y), dstRoiSize.width);
-    return kepOk;
+    });
 }
 
 KepResult own_kepiSampleUpH2V2_JPEG_8u_C1R(const Kep8u* pSrc, int srcStep, KepiSize srcRoiSize, Kep8u* pDst,
                                            int dstStep, KepiSize dstRoiSize) {
-    const KepResult r = ownResampleCheck(pSrc, srcStep, srcRoiSize, pDst, dstStep, dstRoiSize);
-    if (r != kepOk) return r;
-    for (int y = 0; y < dstRoiSize.height; ++y) {
+    return ownResamplePlane(pSrc, srcStep, srcRoiSize, pDst, dstStep, dstRoiSize, [&](int y) {
         // Nearer source row y / 2; the farther one below it for odd rows, above it for even rows
         // (row -1 for y = 0: the caller's border).
         const int nearRow = y >> 1, farRow = (y & 1) ? nearRow + 1 : nearRow - 1;
         ownCcKernels_ssse3.upPlane22(ownRow(pSrc, srcStep, nearRow), ownRow(pSrc, srcStep, farRow),
                                      ownRow(pDst, dstStep, y), dstRoiSize.width);
-    }
-    return kepOk;
+    });
 }
 
 KepResult own_kepiSampleUpRowH2V1_Triangle_JPEG_8u_C1(const Kep8u* pSrc, int srcWidth, Kep8u* pDst) {

@@ -6,21 +6,17 @@
 
 KepResult own_kepiSampleDownH2V1_JPEG_8u_C1R(const Kep8u* pSrc, int srcStep, KepiSize srcRoiSize, Kep8u* pDst,
                                              int dstStep, KepiSize dstRoiSize) {
-    const KepResult r = ownResampleCheck(pSrc, srcStep, srcRoiSize, pDst, dstStep, dstRoiSize);
-    if (r != kepOk) return r;
-    for (int y = 0; y < dstRoiSize.height; ++y)
+    return ownResamplePlane(pSrc, srcStep, srcRoiSize, pDst, dstStep, dstRoiSize, [&](int y) {
         ownCcKernels_ssse3.downPlane21(ownRow(pSrc, srcStep, y), ownRow(pDst, dstStep, y), dstRoiSize.width);
-    return kepOk;
+    });
 }
 
 KepResult own_kepiSampleDownH2V2_JPEG_8u_C1R(const Kep8u* pSrc, int srcStep, KepiSize srcRoiSize, Kep8u* pDst,
                                              int dstStep, KepiSize dstRoiSize) {
-    const KepResult r = ownResampleCheck(pSrc, srcStep, srcRoiSize, pDst, dstStep, dstRoiSize);
-    if (r != kepOk) return r;
-    for (int y = 0; y < dstRoiSize.height; ++y)
+    return ownResamplePlane(pSrc, srcStep, srcRoiSize, pDst, dstStep, dstRoiSize, [&](int y) {
         ownCcKernels_ssse3.downPlane22(ownRow(pSrc, srcStep, 2 * y), ownRow(pSrc, srcStep, 2 * y + 1),
                                        ownRow(pDst, dstStep, y), dstRoiSize.width);
-    return kepOk;
+    });
 }
 
 KepResult own_kepiSampleDownRowH2V1_Box_JPEG_8u_C1(const Kep8u* pSrc, int srcWidth, Kep8u* pDst) {

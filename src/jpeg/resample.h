@@ -16,4 +16,14 @@ static inline KepResult ownResampleCheck(const void* pSrc, int srcStep, KepiSize
     return kepOk;
 }
 
+// A whole-plane resampler: the checks, then row(y) for every destination row.
+template <typename Row>
+static inline KepResult ownResamplePlane(const void* pSrc, int srcStep, KepiSize srcRoi, const void* pDst, int dstStep,
+                                         KepiSize dstRoi, Row row) {
+    const KepResult r = ownResampleCheck(pSrc, srcStep, srcRoi, pDst, dstStep, dstRoi);
+    if (r != kepOk) return r;
+    for (int y = 0; y < dstRoi.height; ++y) row(y);
+    return kepOk;
+}
+
 #endif  // KEP_RESAMPLE_H
