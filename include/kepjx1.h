@@ -65,6 +65,195 @@ KEPAPI KepResult kepiQuantInv8x8_JPEG_16s_C1I(Kep16s* pSrcDst, const Kep16u* pQu
 
 /* ---- JPEG colour conversion, down- and up-sampling, MCU conversions ------------------------- */
 
+/* Colour conversion between the RGB family and JFIF YCbCr (ITU-T T.871), with 16-bit fixed-point
+ * weights; every pixel of every row gives exactly:
+ *   Y  = (19595 R + 38470 G + 7471 B + 32768) >> 16
+ *   Cb = (-11059 R - 21709 G + 32768 B + 128 * 65536 + 32767) >> 16
+ *   Cr = (32768 R - 27439 G - 5329 B + 128 * 65536 + 32767) >> 16
+ * (Y rounds half up; Cb and Cr add one less than a half so that they never exceed 255.)
+ *   R = Y + ((91881 (Cr-128) + 32768) >> 16)
+ *   G = Y + ((-22554 (Cb-128) - 46802 (Cr-128) + 32768) >> 16)
+ *   B = Y + ((116130 (Cb-128) + 32768) >> 16)      (arithmetic shifts; each clamped to 0..255)
+ * Layouts: P3/P4 an array of plane pointers sharing one row step; C3 three interleaved bytes per
+ * pixel in the named order; C4 four bytes, the fourth ignored on input. 555/565 pixels are one
+ * Kep16u, the first-named channel in the low bits; on input each field is widened by bit
+ * replication (x << 3 | x >> 2, x << 2 | x >> 4), on output the clamped sample is truncated
+ * (R >> 3, G >> 2 or >> 3), bit 15 of 555 written as 0. Steps are in bytes.
+ * 422: chroma planes halved horizontally (ceil(width / 2) samples per row, one row per image
+ * row); 411: halved in both directions (ceil(width / 2) x ceil(height / 2)); the three planes
+ * share the one step. Forward subsampled forms average the full-resolution chroma with the box
+ * filters of kepiSampleDownH2V1/H2V2_JPEG_8u_C1R ((a + b + 1) >> 1, (a + b + c + d + 3) >> 2),
+ * an odd last column or row being paired with itself. Inverse subsampled forms up-sample with the
+ * triangle filters of the row up-samplers (kepiSampleUpRowH2V1/H2V2_Triangle_JPEG_8u_C1) with the
+ * edge samples replicated, as a JPEG decoder's "fancy" up-sampling does; the 4:4:4 result is then
+ * converted by the formulas above.
+ * YCCK (Adobe convention): CMYK to YCCK converts R = 255 - C, G = 255 - M, B = 255 - Y and copies
+ * K; YCCK to CMYK writes 255 - R, 255 - G, 255 - B and copies K.
+ * Checks, in order: source pointer, destination pointer, source plane pointers, destination plane
+ * pointers (-8); source or destination step < 1 (-14); width or height < 1 (-6). Nothing is
+ * written when a check fails. The caller guarantees that steps cover the rows. */
+KEPAPI KepResult kepiRGBToYCbCr_JPEG_8u_P3R(const Kep8u* const pSrc[3], int srcStep, Kep8u* const pDst[3], int dstStep, KepiSize roiSize);
+KEPAPI KepResult kepiRGBToYCbCr_JPEG_8u_C3P3R(const Kep8u* pSrc, int srcStep, Kep8u* const pDst[3], int dstStep, KepiSize roiSize);
+KEPAPI KepResult kepiRGBToYCbCr_JPEG_8u_C4P3R(const Kep8u* pSrc, int srcStep, Kep8u* const pDst[3], int dstStep, KepiSize roiSize);
+KEPAPI KepResult kepiBGRToYCbCr_JPEG_8u_C3P3R(const Kep8u* pSrc, int srcStep, Kep8u* const pDst[3], int dstStep, KepiSize roiSize);
+KEPAPI KepResult kepiBGRToYCbCr_JPEG_8u_C4P3R(const Kep8u* pSrc, int srcStep, Kep8u* const pDst[3], int dstStep, KepiSize roiSize);
+KEPAPI KepResult kepiRGB555ToYCbCr_JPEG_16u8u_C3P3R(const Kep16u* pSrc, int srcStep, Kep8u* const pDst[3], int dstStep, KepiSize roiSize);
+KEPAPI KepResult kepiRGB565ToYCbCr_JPEG_16u8u_C3P3R(const Kep16u* pSrc, int srcStep, Kep8u* const pDst[3], int dstStep, KepiSize roiSize);
+KEPAPI KepResult kepiBGR555ToYCbCr_JPEG_16u8u_C3P3R(const Kep16u* pSrc, int srcStep, Kep8u* const pDst[3], int dstStep, KepiSize roiSize);
+KEPAPI KepResult kepiBGR565ToYCbCr_JPEG_16u8u_C3P3R(const Kep16u* pSrc, int srcStep, Kep8u* const pDst[3], int dstStep, KepiSize roiSize);
+/* Full-resolution Y, subsampled Cb and Cr (see above). */
+KEPAPI KepResult kepiRGBToYCbCr422_JPEG_8u_C3P3R(const Kep8u* pSrc, int srcStep, Kep8u* const pDst[3], int dstStep, KepiSize roiSize);
+KEPAPI KepResult kepiRGBToYCbCr422_JPEG_8u_C4P3R(const Kep8u* pSrc, int srcStep, Kep8u* const pDst[3], int dstStep, KepiSize roiSize);
+KEPAPI KepResult kepiRGBToYCbCr411_JPEG_8u_C3P3R(const Kep8u* pSrc, int srcStep, Kep8u* const pDst[3], int dstStep, KepiSize roiSize);
+KEPAPI KepResult kepiRGBToYCbCr411_JPEG_8u_C4P3R(const Kep8u* pSrc, int srcStep, Kep8u* const pDst[3], int dstStep, KepiSize roiSize);
+KEPAPI KepResult kepiBGRToYCbCr422_JPEG_8u_C3P3R(const Kep8u* pSrc, int srcStep, Kep8u* const pDst[3], int dstStep, KepiSize roiSize);
+KEPAPI KepResult kepiBGRToYCbCr422_JPEG_8u_C4P3R(const Kep8u* pSrc, int srcStep, Kep8u* const pDst[3], int dstStep, KepiSize roiSize);
+KEPAPI KepResult kepiBGRToYCbCr411_JPEG_8u_C3P3R(const Kep8u* pSrc, int srcStep, Kep8u* const pDst[3], int dstStep, KepiSize roiSize);
+KEPAPI KepResult kepiBGRToYCbCr411_JPEG_8u_C4P3R(const Kep8u* pSrc, int srcStep, Kep8u* const pDst[3], int dstStep, KepiSize roiSize);
+/* Luminance only: the Y formula above. */
+KEPAPI KepResult kepiRGBToY_JPEG_8u_P3C1R(const Kep8u* const pSrc[3], int srcStep, Kep8u* pDst, int dstStep, KepiSize roiSize);
+KEPAPI KepResult kepiRGBToY_JPEG_8u_C3C1R(const Kep8u* pSrc, int srcStep, Kep8u* pDst, int dstStep, KepiSize roiSize);
+KEPAPI KepResult kepiBGRToY_JPEG_8u_C3C1R(const Kep8u* pSrc, int srcStep, Kep8u* pDst, int dstStep, KepiSize roiSize);
+/* YCbCr 4:4:4 to RGB. */
+KEPAPI KepResult kepiYCbCrToRGB_JPEG_8u_P3R(const Kep8u* const pSrc[3], int srcStep, Kep8u* const pDst[3], int dstStep, KepiSize roiSize);
+KEPAPI KepResult kepiYCbCrToRGB_JPEG_8u_P3C3R(const Kep8u* const pSrc[3], int srcStep, Kep8u* pDst, int dstStep, KepiSize roiSize);
+/* Four bytes per pixel R, G, B, alpha, with alpha the low 8 bits of aval. Checks differ from the
+ * rule above, in this order: pDst null (-8); pSrc null, then each plane null (-8); width < 2 or
+ * height < 1 (-6); srcStep or dstStep equal to 0 (-14). Negative steps pass and walk upwards. */
+KEPAPI KepResult kepiYCbCrToRGB_JPEG_8u_P3C4R(const Kep8u* const pSrc[3], int srcStep, Kep8u* pDst, int dstStep, KepiSize roiSize, int aval);
+KEPAPI KepResult kepiYCbCrToBGR_JPEG_8u_P3C3R(const Kep8u* const pSrc[3], int srcStep, Kep8u* pDst, int dstStep, KepiSize roiSize);
+/* B, G, R, alpha (low 8 bits of aval); the usual checks. */
+KEPAPI KepResult kepiYCbCrToBGR_JPEG_8u_P3C4R(const Kep8u* const pSrc[3], int srcStep, Kep8u* pDst, int dstStep, KepiSize roiSize, int aval);
+KEPAPI KepResult kepiYCbCrToRGB555_JPEG_8u16u_P3C3R(const Kep8u* const pSrc[3], int srcStep, Kep16u* pDst, int dstStep, KepiSize roiSize);
+KEPAPI KepResult kepiYCbCrToRGB565_JPEG_8u16u_P3C3R(const Kep8u* const pSrc[3], int srcStep, Kep16u* pDst, int dstStep, KepiSize roiSize);
+KEPAPI KepResult kepiYCbCrToBGR555_JPEG_8u16u_P3C3R(const Kep8u* const pSrc[3], int srcStep, Kep16u* pDst, int dstStep, KepiSize roiSize);
+KEPAPI KepResult kepiYCbCrToBGR565_JPEG_8u16u_P3C3R(const Kep8u* const pSrc[3], int srcStep, Kep16u* pDst, int dstStep, KepiSize roiSize);
+/* Subsampled YCbCr to RGB (see above); C4 outputs write alpha 255. */
+KEPAPI KepResult kepiYCbCr422ToRGB_JPEG_8u_P3C3R(const Kep8u* const pSrc[3], int srcStep, Kep8u* pDst, int dstStep, KepiSize roiSize);
+KEPAPI KepResult kepiYCbCr422ToRGB_JPEG_8u_P3C4R(const Kep8u* const pSrc[3], int srcStep, Kep8u* pDst, int dstStep, KepiSize roiSize);
+/* Source rows of Y0 Cb Y1 Cr byte quadruples, ceil(width / 2) per row (for an odd width the last
+ * quadruple's Y1 is not read). */
+KEPAPI KepResult kepiYCbCr422ToRGB_JPEG_8u_C2C3R(const Kep8u* pSrc, int srcStep, Kep8u* pDst, int dstStep, KepiSize roiSize);
+KEPAPI KepResult kepiYCbCr422ToBGR_JPEG_8u_P3C3R(const Kep8u* const pSrc[3], int srcStep, Kep8u* pDst, int dstStep, KepiSize roiSize);
+KEPAPI KepResult kepiYCbCr422ToBGR_JPEG_8u_P3C4R(const Kep8u* const pSrc[3], int srcStep, Kep8u* pDst, int dstStep, KepiSize roiSize);
+KEPAPI KepResult kepiYCbCr411ToRGB_JPEG_8u_P3C3R(const Kep8u* const pSrc[3], int srcStep, Kep8u* pDst, int dstStep, KepiSize roiSize);
+KEPAPI KepResult kepiYCbCr411ToRGB_JPEG_8u_P3C4R(const Kep8u* const pSrc[3], int srcStep, Kep8u* pDst, int dstStep, KepiSize roiSize);
+KEPAPI KepResult kepiYCbCr411ToBGR_JPEG_8u_P3C3R(const Kep8u* const pSrc[3], int srcStep, Kep8u* pDst, int dstStep, KepiSize roiSize);
+KEPAPI KepResult kepiYCbCr411ToBGR_JPEG_8u_P3C4R(const Kep8u* const pSrc[3], int srcStep, Kep8u* pDst, int dstStep, KepiSize roiSize);
+/* CMYK and YCCK (Adobe convention, see above). */
+KEPAPI KepResult kepiCMYKToYCCK_JPEG_8u_P4R(const Kep8u* const pSrc[4], int srcStep, Kep8u* const pDst[4], int dstStep, KepiSize roiSize);
+KEPAPI KepResult kepiCMYKToYCCK_JPEG_8u_C4P4R(const Kep8u* pSrc, int srcStep, Kep8u* const pDst[4], int dstStep, KepiSize roiSize);
+KEPAPI KepResult kepiYCCKToCMYK_JPEG_8u_P4R(const Kep8u* const pSrc[4], int srcStep, Kep8u* const pDst[4], int dstStep, KepiSize roiSize);
+KEPAPI KepResult kepiYCCKToCMYK_JPEG_8u_P4C4R(const Kep8u* const pSrc[4], int srcStep, Kep8u* pDst, int dstStep, KepiSize roiSize);
+
+/* Chroma down-sampling by two (box filter) and up-sampling by two (triangle filter), H2V1
+ * (horizontal) and H2V2 (both directions), on 8-bit planes or single rows.
+ * Whole-plane down-sampling: the destination region drives the loops; destination row r, sample
+ * j reads source samples 2j, 2j+1 of source row r (H2V1) or of rows 2r, 2r+1 (H2V2):
+ *   H2V1: (a + b + 1) >> 1        H2V2: (a + b + c + d + 3) >> 2   (constant biases)
+ * The source region is checked but does not bound the reads: the caller provides 2 x destination
+ * width samples (and 2 x destination height rows for H2V2).
+ * Whole-plane checks, in order: pSrc null (-8), srcStep < 1 (-14), source region < 1 (-6), pDst
+ * null (-8), dstStep < 1 (-14), destination region < 1 (-6). */
+KEPAPI KepResult kepiSampleDownH2V1_JPEG_8u_C1R(const Kep8u* pSrc, int srcStep, KepiSize srcRoiSize, Kep8u* pDst, int dstStep, KepiSize dstRoiSize);
+KEPAPI KepResult kepiSampleDownH2V2_JPEG_8u_C1R(const Kep8u* pSrc, int srcStep, KepiSize srcRoiSize, Kep8u* pDst, int dstStep, KepiSize dstRoiSize);
+/* Row box down-sampling with biases alternating along the row so that rounding errors do not
+ * drift one way: dst[j] = (s[2j] + s[2j+1] + (j & 1)) >> 1. An odd width drops the last sample
+ * and returns kepWarnOddWidth (48) after writing width / 2 samples.
+ * Checks: pSrc or pDst null (-8); width / 2 < 1 (-6). */
+KEPAPI KepResult kepiSampleDownRowH2V1_Box_JPEG_8u_C1(const Kep8u* pSrc, int srcWidth, Kep8u* pDst);
+/* dst[j] = (u[2j] + u[2j+1] + l[2j] + l[2j+1] + 1 + (j & 1)) >> 2 for (width + 1) / 2 outputs;
+ * for an odd width the last sample of each row is paired with itself (nothing beyond the width
+ * is read). Checks: pSrc1, pSrc2 or pDst null (-8); width < 1 (-6). */
+KEPAPI KepResult kepiSampleDownRowH2V2_Box_JPEG_8u_C1(const Kep8u* pSrc1, const Kep8u* pSrc2, int srcWidth, Kep8u* pDst);
+/* Whole-plane triangle up-sampling; the destination region drives the loops and every source
+ * sample is treated as interior, so the caller provides one sample left of the first and right of
+ * the last of each source row, and (H2V2) one row above the first and below the last source row
+ * (for example by replicating the edges).
+ *   H2V1: d[2i] = (3 s[i] + s[i-1] + 1) >> 2, d[2i+1] = (3 s[i] + s[i+1] + 2) >> 2
+ *   H2V2: destination row r uses near = source row r / 2 and far = near + 1 (r odd) or near - 1
+ *         (r even); with v[i] = 3 near[i] + far[i]: d[2i] = (3 v[i] + v[i-1] + 8) >> 4,
+ *         d[2i+1] = (3 v[i] + v[i+1] + 7) >> 4.
+ * Checks as for the whole-plane down-samplers. */
+KEPAPI KepResult kepiSampleUpH2V1_JPEG_8u_C1R(const Kep8u* pSrc, int srcStep, KepiSize srcRoiSize, Kep8u* pDst, int dstStep, KepiSize dstRoiSize);
+KEPAPI KepResult kepiSampleUpH2V2_JPEG_8u_C1R(const Kep8u* pSrc, int srcStep, KepiSize srcRoiSize, Kep8u* pDst, int dstStep, KepiSize dstRoiSize);
+/* Row triangle up-sampling of srcWidth samples to 2 x srcWidth, the formulas above with the edge
+ * sample replicated beyond each end: d[0] = s[0], d[2n-1] = s[n-1]; a width of 1 gives two copies.
+ * Checks: pSrc or pDst null (-8); width < 1 (-6). */
+KEPAPI KepResult kepiSampleUpRowH2V1_Triangle_JPEG_8u_C1(const Kep8u* pSrc, int srcWidth, Kep8u* pDst);
+/* The H2V2 formulas with pSrc1 the nearer and pSrc2 the farther source row, edge column sums
+ * replicated: d[0] = (4 v[0] + 8) >> 4, d[2n-1] = (4 v[n-1] + 7) >> 4. Call once with the row
+ * above and once with the row below as the farther row to get the two output rows of a source
+ * row. Checks: pSrc1, pSrc2 or pDst null (-8); width < 1 (-6). */
+KEPAPI KepResult kepiSampleUpRowH2V2_Triangle_JPEG_8u_C1(const Kep8u* pSrc1, const Kep8u* pSrc2, int srcWidth, Kep8u* pDst);
+
+/* MCU-level conversions between pixels and level-shifted 8x8 blocks, for codecs that work one
+ * MCU at a time. Geometry: 444 is 8x8 pixels, one block per component; 422 is 16x8 pixels, two
+ * luma blocks (left, right) and one Cb and one Cr block; 411 is 16x16 pixels, four luma blocks in
+ * raster order (top left, top right, bottom left, bottom right) and one Cb and one Cr block.
+ * Blocks are 64 consecutive Kep16s in row-major order; pDstMCU / pSrcMCU hold one pointer per
+ * component (Y, Cb, Cr[, K]) to its consecutive blocks (K of YCCK is laid out like Y).
+ * Forward: the colour formulas and pixel layouts of the whole-image conversions above, chroma of
+ * 422 / 411 reduced with (a + b + 1) >> 1 / (a + b + c + d + 3) >> 2, then every sample minus 128.
+ * Inverse: every block value plus 128 clamped to 0..255, chroma up-sampled by replication (each
+ * sample covers 2x1 or 2x2 pixels: an MCU has no neighbours to filter with), then the colour
+ * formulas. SampleDown / SampleUp do the same for interleaved Y, Cb, Cr pixels without colour
+ * conversion; Split422 / Join422 for 16x8 pixels of Y0 Cb Y1 Cr byte quadruples (32 bytes per row:
+ * two luma blocks and natively subsampled Cb, Cr blocks, no filtering).
+ * Checks: forward pSrc null (-8), srcStep < 1 (-14), pDstMCU or any of its block pointers null
+ * (-8); inverse pSrcMCU or any of its block pointers null (-8), pDst null (-8), dstStep < 1 (-14).
+ * Nothing is written when a check fails. */
+KEPAPI KepResult kepiRGBToYCbCr444LS_MCU_8u16s_C3P3R(const Kep8u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiRGBToYCbCr422LS_MCU_8u16s_C3P3R(const Kep8u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiRGBToYCbCr411LS_MCU_8u16s_C3P3R(const Kep8u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiBGRToYCbCr444LS_MCU_8u16s_C3P3R(const Kep8u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiBGRToYCbCr422LS_MCU_8u16s_C3P3R(const Kep8u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiBGRToYCbCr411LS_MCU_8u16s_C3P3R(const Kep8u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiRGB555ToYCbCr444LS_MCU_16u16s_C3P3R(const Kep16u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiRGB555ToYCbCr422LS_MCU_16u16s_C3P3R(const Kep16u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiRGB555ToYCbCr411LS_MCU_16u16s_C3P3R(const Kep16u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiRGB565ToYCbCr444LS_MCU_16u16s_C3P3R(const Kep16u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiRGB565ToYCbCr422LS_MCU_16u16s_C3P3R(const Kep16u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiRGB565ToYCbCr411LS_MCU_16u16s_C3P3R(const Kep16u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiBGR555ToYCbCr444LS_MCU_16u16s_C3P3R(const Kep16u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiBGR555ToYCbCr422LS_MCU_16u16s_C3P3R(const Kep16u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiBGR555ToYCbCr411LS_MCU_16u16s_C3P3R(const Kep16u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiBGR565ToYCbCr444LS_MCU_16u16s_C3P3R(const Kep16u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiBGR565ToYCbCr422LS_MCU_16u16s_C3P3R(const Kep16u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiBGR565ToYCbCr411LS_MCU_16u16s_C3P3R(const Kep16u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiCMYKToYCCK444LS_MCU_8u16s_C4P4R(const Kep8u* pSrc, int srcStep, Kep16s* const pDstMCU[4]);
+KEPAPI KepResult kepiCMYKToYCCK422LS_MCU_8u16s_C4P4R(const Kep8u* pSrc, int srcStep, Kep16s* const pDstMCU[4]);
+KEPAPI KepResult kepiCMYKToYCCK411LS_MCU_8u16s_C4P4R(const Kep8u* pSrc, int srcStep, Kep16s* const pDstMCU[4]);
+KEPAPI KepResult kepiSampleDown444LS_MCU_8u16s_C3P3R(const Kep8u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiSampleDown422LS_MCU_8u16s_C3P3R(const Kep8u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiSampleDown411LS_MCU_8u16s_C3P3R(const Kep8u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiSplit422LS_MCU_8u16s_C2P3R(const Kep8u* pSrc, int srcStep, Kep16s* const pDstMCU[3]);
+KEPAPI KepResult kepiYCbCr444ToRGBLS_MCU_16s8u_P3C3R(const Kep16s* const pSrcMCU[3], Kep8u* pDst, int dstStep);
+KEPAPI KepResult kepiYCbCr422ToRGBLS_MCU_16s8u_P3C3R(const Kep16s* const pSrcMCU[3], Kep8u* pDst, int dstStep);
+KEPAPI KepResult kepiYCbCr411ToRGBLS_MCU_16s8u_P3C3R(const Kep16s* const pSrcMCU[3], Kep8u* pDst, int dstStep);
+KEPAPI KepResult kepiYCbCr444ToBGRLS_MCU_16s8u_P3C3R(const Kep16s* const pSrcMCU[3], Kep8u* pDst, int dstStep);
+KEPAPI KepResult kepiYCbCr422ToBGRLS_MCU_16s8u_P3C3R(const Kep16s* const pSrcMCU[3], Kep8u* pDst, int dstStep);
+KEPAPI KepResult kepiYCbCr411ToBGRLS_MCU_16s8u_P3C3R(const Kep16s* const pSrcMCU[3], Kep8u* pDst, int dstStep);
+KEPAPI KepResult kepiYCbCr444ToRGB555LS_MCU_16s16u_P3C3R(const Kep16s* const pSrcMCU[3], Kep16u* pDst, int dstStep);
+KEPAPI KepResult kepiYCbCr422ToRGB555LS_MCU_16s16u_P3C3R(const Kep16s* const pSrcMCU[3], Kep16u* pDst, int dstStep);
+KEPAPI KepResult kepiYCbCr411ToRGB555LS_MCU_16s16u_P3C3R(const Kep16s* const pSrcMCU[3], Kep16u* pDst, int dstStep);
+KEPAPI KepResult kepiYCbCr444ToRGB565LS_MCU_16s16u_P3C3R(const Kep16s* const pSrcMCU[3], Kep16u* pDst, int dstStep);
+KEPAPI KepResult kepiYCbCr422ToRGB565LS_MCU_16s16u_P3C3R(const Kep16s* const pSrcMCU[3], Kep16u* pDst, int dstStep);
+KEPAPI KepResult kepiYCbCr411ToRGB565LS_MCU_16s16u_P3C3R(const Kep16s* const pSrcMCU[3], Kep16u* pDst, int dstStep);
+KEPAPI KepResult kepiYCbCr444ToBGR555LS_MCU_16s16u_P3C3R(const Kep16s* const pSrcMCU[3], Kep16u* pDst, int dstStep);
+KEPAPI KepResult kepiYCbCr422ToBGR555LS_MCU_16s16u_P3C3R(const Kep16s* const pSrcMCU[3], Kep16u* pDst, int dstStep);
+KEPAPI KepResult kepiYCbCr411ToBGR555LS_MCU_16s16u_P3C3R(const Kep16s* const pSrcMCU[3], Kep16u* pDst, int dstStep);
+KEPAPI KepResult kepiYCbCr444ToBGR565LS_MCU_16s16u_P3C3R(const Kep16s* const pSrcMCU[3], Kep16u* pDst, int dstStep);
+KEPAPI KepResult kepiYCbCr422ToBGR565LS_MCU_16s16u_P3C3R(const Kep16s* const pSrcMCU[3], Kep16u* pDst, int dstStep);
+KEPAPI KepResult kepiYCbCr411ToBGR565LS_MCU_16s16u_P3C3R(const Kep16s* const pSrcMCU[3], Kep16u* pDst, int dstStep);
+KEPAPI KepResult kepiYCCKToCMYK444LS_MCU_16s8u_P4C4R(const Kep16s* const pSrcMCU[4], Kep8u* pDst, int dstStep);
+KEPAPI KepResult kepiYCCKToCMYK422LS_MCU_16s8u_P4C4R(const Kep16s* const pSrcMCU[4], Kep8u* pDst, int dstStep);
+KEPAPI KepResult kepiYCCKToCMYK411LS_MCU_16s8u_P4C4R(const Kep16s* const pSrcMCU[4], Kep8u* pDst, int dstStep);
+KEPAPI KepResult kepiSampleUp444LS_MCU_16s8u_P3C3R(const Kep16s* const pSrcMCU[3], Kep8u* pDst, int dstStep);
+KEPAPI KepResult kepiSampleUp422LS_MCU_16s8u_P3C3R(const Kep16s* const pSrcMCU[3], Kep8u* pDst, int dstStep);
+KEPAPI KepResult kepiSampleUp411LS_MCU_16s8u_P3C3R(const Kep16s* const pSrcMCU[3], Kep8u* pDst, int dstStep);
+KEPAPI KepResult kepiJoin422LS_MCU_16s8u_P3C2R(const Kep16s* const pSrcMCU[3], Kep8u* pDst, int dstStep);
+
 /* ---- JPEG 2000 component transforms and wavelets (ITU-T T.800 Annex F, G) ------------------- */
 
 /* ---- JPEG 2000 code-block coding (ITU-T T.800 Annex C, D) ----------------------------------- */
