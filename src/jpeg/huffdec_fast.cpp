@@ -4,6 +4,8 @@
 // the careful path's. Anything unusual (end of source, marker, fill byte, bad code, run past 63)
 // makes it decline before it commits anything but the coefficients.
 
+#include <emmintrin.h>
+
 #include "huff.h"
 #include "pjzigzag.h"
 
@@ -93,7 +95,7 @@ bool ownHuffDecodeBlock_fast(const OwnHuffSrc& src, Kep16s* pDst, Kep16s* pLastD
     if (*src.marker != 0) return false;
     Reader rd = {src.p, src.len, *src.pos, static_cast<Kep32u>(st->bitBuffer), st->bitCount, bulkLoads};
 
-    memset(pDst, 0, 64 * sizeof(Kep16s));
+    for (int i = 0; i < 8; ++i) _mm_storeu_si128(reinterpret_cast<__m128i*>(pDst) + i, _mm_setzero_si128());
     int sym;
     Kep32s v = 0;
     if (!rd.symbol(dc, &sym)) return false;

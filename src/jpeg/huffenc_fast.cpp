@@ -1,7 +1,8 @@
-// Fast whole-block baseline encoder: the block is reordered to zigzag order once, a 64-bit mask of
-// its nonzero coefficients (SSE2) drives the run-length loop, and the bits collect in a 64-bit
-// register from which four bytes at a time go out when none of them is 0xFF. It produces the same
-// bytes and the same final state as the bit writer of pjenchuff.cpp.
+// Fast whole-block baseline encoder: a 64-bit mask of the nonzero coefficients, found in natural
+// order with SSE2 and moved to zigzag order through nibble tables, drives the run-length loop, so
+// only nonzero coefficients are loaded; the bits collect in a 64-bit register from which eight
+// bytes at a time go out when none of them is 0xFF. It produces the same bytes and the same final
+// state as the bit writer of pjenchuff.cpp.
 
 #include <emmintrin.h>
 
@@ -11,8 +12,8 @@
 namespace {
 
 struct Writer {
-    Kep64u acc;    // the low `bits` bits are pending, most significant first
-    int bits;      // 0..63
+    Kep64u acc;    // pending bits, most significant first, in the low 64 - free bits
+    int free;      // 64 - number of pending bits
     Kep8u* out;    // next byte to store
     Kep32u last;   // last data byte stored (bits 24..31 of the careful path's word)
 
@@ -21,33 +22,76 @@ struct Writer {
         if (b == 0xFF) *out++ = 0;
         last = b;
     }
-    // Appends len (1..32) bits; stores four bytes once 32 or more bits are pending.
-    void put(Kep32u value, int len) {
-        acc = (acc << len) | value;
-        bits += len;
-        if (bits >= 32) {
-            bits -= 32;
-            const Kep32u w = static_cast<Kep32u>(acc >> bits);
-            // A byte equal to 0xFF needs a stuffed zero: test all four at once.
-            const Kep32u ff = ~w;
-            if (((ff - 0x01010101u) & ~ff & 0x80808080u) == 0) {
-                const Kep32u be = __builtin_bswap32(w);
-                memcpy(out, &be, 4);
-                out += 4;
-                last = w & 0xFF;
-            } else {
-                byte(w >> 24);
-                byte((w >> 16) & 0xFF);
-                byte((w >> 8) & 0xFF);
-                byte(w & 0xFF);
-            }
+    // Stores the eight bytes of a full accumulator.
+    void flush8(Kep64u w) {
+        // A byte equal to 0xFF needs a stuffed zero: test all eight at once.
+        const Kep64u inv = ~w;
+        if (((inv - 0x0101010101010101ull) & ~inv & 0x8080808080808080ull) == 0) {
+            const Kep64u be = __builtin_bswap64(w);
+            memcpy(out, &be, 8);
+            out += 8;
+            last = static_cast<Kep32u>(w & 0xFF);
+        } else {
+            for (int sh = 56; sh >= 0; sh -= 8) byte(static_cast<Kep32u>(w >> sh) & 0xFF);
         }
+    }
+    // Appends len (1..32) bits; eight bytes go out each time the accumulator fills.
+    void put(Kep32u value, int len) {
+        free -= len;
+        if (free >= 0) {
+            acc = (acc << len) | value;
+        } else {
+            const int over = -free;  // low bits of value that do not fit
+            flush8((acc << (len - over)) | (value >> over));
+            acc = value;
+            free += 64;
+        }
+    }
+    // The whole bytes still pending go out; returns the number of bits left (0..7).
+    int finish() {
+        int bits = 64 - free;
+        while (bits >= 8) {
+            bits -= 8;
+            byte(static_cast<Kep32u>(acc >> bits) & 0xFF);
+        }
+        return bits;
     }
 };
 
 inline int category(Kep32s v) {
     const Kep32u a = static_cast<Kep32u>(v < 0 ? -v : v);
     return a ? 32 - __builtin_clz(a) : 0;
+}
+
+// Natural-order bit masks to zigzag-order ones, four natural positions at a time:
+// kNibbleToZigzag[j][n] has bit ownZigzagIndex[4j + b] set for every bit b of n.
+struct NibbleTable {
+    Kep64u m[16][16];
+};
+constexpr NibbleTable makeNibbleTable() {
+    // T.81 Figure A.6 (the same order as ownZigzagIndex, spelled out for constant evaluation).
+    constexpr Kep8u zz[64] = {0,  1,  5,  6,  14, 15, 27, 28, 2,  4,  7,  13, 16, 26, 29, 42,
+                              3,  8,  12, 17, 25, 30, 41, 43, 9,  11, 18, 24, 31, 40, 44, 53,
+                              10, 19, 23, 32, 39, 45, 52, 54, 20, 22, 33, 38, 46, 51, 55, 60,
+                              21, 34, 37, 47, 50, 56, 59, 61, 35, 36, 48, 49, 57, 58, 62, 63};
+    NibbleTable t{};
+    for (int j = 0; j < 16; ++j)
+        for (int n = 0; n < 16; ++n)
+            for (int b = 0; b < 4; ++b)
+                if (n & (1 << b)) t.m[j][n] |= Kep64u{1} << zz[4 * j + b];
+    return t;
+}
+constexpr NibbleTable kNibbleToZigzag = makeNibbleTable();
+
+// One bit per coefficient, in natural order, where the 16-bit value equals `what`.
+inline Kep64u naturalMask(const Kep16s* p, __m128i what) {
+    Kep64u m = 0;
+    for (int r = 0; r < 8; ++r) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 8 * r));
+        const __m128i eq = _mm_cmpeq_epi16(v, what);
+        m |= static_cast<Kep64u>(_mm_movemask_epi8(_mm_packs_epi16(eq, eq)) & 0xFF) << (8 * r);
+    }
+    return m;
 }
 
 }  // namespace
@@ -58,25 +102,16 @@ bool ownHuffEncodeBlock_fast(const Kep16s* pSrc, const OwnHuffDst& dst, Kep16s* 
     const int pos0 = *dst.pos;
     if (dst.len - pos0 < kOwnHuffFastEncodeRoom) return false;
 
-    alignas(16) Kep16s zz[64];
-    for (int k = 0; k < 64; ++k) zz[k] = pSrc[ownZigzagNatural[k]];
-
-    // Bit k of `nonzero` is set when zigzag coefficient k is not 0; -32768 (category 16) is left
-    // to the careful path.
-    Kep64u nonzero = 0, minimum = 0;
-    const __m128i zero = _mm_setzero_si128(), low = _mm_set1_epi16(-32768);
-    for (int i = 0; i < 8; ++i) {
-        const __m128i v = _mm_load_si128(reinterpret_cast<const __m128i*>(zz) + i);
-        const int z = _mm_movemask_epi8(_mm_packs_epi16(_mm_cmpeq_epi16(v, zero), zero)) & 0xFF;
-        const int m = _mm_movemask_epi8(_mm_packs_epi16(_mm_cmpeq_epi16(v, low), zero)) & 0xFF;
-        nonzero |= static_cast<Kep64u>(~z & 0xFF) << (8 * i);
-        minimum |= static_cast<Kep64u>(m) << (8 * i);
-    }
-    if (minimum >> 1) return false;
+    // An AC value of -32768 (category 16) is left to the careful path.
+    if (naturalMask(pSrc, _mm_set1_epi16(-32768)) >> 1) return false;
+    // Bit k of `nonzero` is set when zigzag coefficient k is not 0.
+    const Kep64u zeroNatural = naturalMask(pSrc, _mm_setzero_si128());
+    Kep64u nonzero = 0;
+    for (int j = 0; j < 16; ++j) nonzero |= kNibbleToZigzag.m[j][(~zeroNatural >> (4 * j)) & 15];
 
     Writer w;
-    w.bits = st->bitCount;
-    w.acc = (static_cast<Kep32u>(st->bitBuffer) >> (24 - w.bits)) & ((1u << w.bits) - 1);
+    w.free = 64 - st->bitCount;
+    w.acc = (static_cast<Kep32u>(st->bitBuffer) >> (24 - st->bitCount)) & ((1u << st->bitCount) - 1);
     w.out = dst.p + pos0;
     w.last = static_cast<Kep32u>(st->bitBuffer) >> 24;
 
@@ -84,8 +119,7 @@ bool ownHuffEncodeBlock_fast(const Kep16s* pSrc, const OwnHuffDst& dst, Kep16s* 
     int s = category(diff);
     Kep32u e = dc->entry[s];
     if ((e >> 16) == 0) return false;
-    w.put(e & 0xFFFF, static_cast<int>(e >> 16));
-    if (s) w.put(ownHuffExtraBits(diff, s), s);
+    w.put(((e & 0xFFFF) << s) | ownHuffExtraBits(diff, s), static_cast<int>(e >> 16) + s);  // up to 16 + 16 bits
 
     const Kep32u zrl = ac->entry[0xF0];
     int prev = 0;
@@ -97,7 +131,7 @@ bool ownHuffEncodeBlock_fast(const Kep16s* pSrc, const OwnHuffDst& dst, Kep16s* 
             if ((zrl >> 16) == 0) return false;
             for (; run > 15; run -= 16) w.put(zrl & 0xFFFF, static_cast<int>(zrl >> 16));
         }
-        const Kep32s v = zz[k];
+        const Kep32s v = pSrc[ownZigzagNatural[k]];
         s = category(v);
         e = ac->entry[run * 16 + s];
         const int len = static_cast<int>(e >> 16);
@@ -112,13 +146,10 @@ bool ownHuffEncodeBlock_fast(const Kep16s* pSrc, const OwnHuffDst& dst, Kep16s* 
     }
 
     // Whole bytes left, then the remaining 0..7 bits back into the careful path's word layout.
-    while (w.bits >= 8) {
-        w.bits -= 8;
-        w.byte(static_cast<Kep32u>(w.acc >> w.bits) & 0xFF);
-    }
-    const Kep32u pending = static_cast<Kep32u>(w.acc) & ((1u << w.bits) - 1);
-    st->bitBuffer = (w.last << 24) | (pending << (24 - w.bits));
-    st->bitCount = w.bits;
+    const int bits = w.finish();
+    const Kep32u pending = static_cast<Kep32u>(w.acc) & ((1u << bits) - 1);
+    st->bitBuffer = (w.last << 24) | (pending << (24 - bits));
+    st->bitCount = bits;
     *pLastDC = pSrc[0];
     *dst.pos = static_cast<int>(w.out - dst.p);
     return true;

@@ -3,14 +3,15 @@
 #ifndef KEP_TEST_HUFF_JPEG_H
 #define KEP_TEST_HUFF_JPEG_H
 
-#include <jpeglib.h>
-
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <vector>
+
+#include <jpeglib.h>
 
 #include "huff.h"
 #include "kepcheck_data.h"
