@@ -1,10 +1,10 @@
-// Fast whole-block baseline encoder: a 64-bit mask of the nonzero coefficients, found in natural
-// order with SSE2 and moved to zigzag order through nibble tables, drives the run-length loop, so
+// Fast whole-block baseline encoder: a 64-bit mask of the nonzero coefficients, found with SSE2
+// and put in zigzag order with SSSE3 byte shuffles, drives the run-length loop, so
 // only nonzero coefficients are loaded; the bits collect in a 64-bit register from which eight
 // bytes at a time go out when none of them is 0xFF. It produces the same bytes and the same final
 // state as the bit writer of pjenchuff.cpp.
 
-#include <emmintrin.h>
+#include <tmmintrin.h>
 
 #include "huff.h"
 #include "pjzigzag.h"
@@ -63,35 +63,50 @@ inline int category(Kep32s v) {
     return a ? 32 - __builtin_clz(a) : 0;
 }
 
-// Natural-order bit masks to zigzag-order ones, four natural positions at a time:
-// kNibbleToZigzag[j][n] has bit ownZigzagIndex[4j + b] set for every bit b of n.
-struct NibbleTable {
-    Kep64u m[16][16];
+// Zigzag order of flag bytes with PSHUFB: output vector j (zigzag positions 16j..16j+15) is the
+// OR over input vectors i (natural positions 16i..16i+15) of a shuffle that takes the lanes
+// whose natural position lies in input i and zeroes the others (control byte 0x80).
+struct ShuffleTable {
+    Kep8u ctrl[4][4][16];
 };
-constexpr NibbleTable makeNibbleTable() {
-    // T.81 Figure A.6 (the same order as ownZigzagIndex, spelled out for constant evaluation).
-    constexpr Kep8u zz[64] = {0,  1,  5,  6,  14, 15, 27, 28, 2,  4,  7,  13, 16, 26, 29, 42,
-                              3,  8,  12, 17, 25, 30, 41, 43, 9,  11, 18, 24, 31, 40, 44, 53,
-                              10, 19, 23, 32, 39, 45, 52, 54, 20, 22, 33, 38, 46, 51, 55, 60,
-                              21, 34, 37, 47, 50, 56, 59, 61, 35, 36, 48, 49, 57, 58, 62, 63};
-    NibbleTable t{};
-    for (int j = 0; j < 16; ++j)
-        for (int n = 0; n < 16; ++n)
-            for (int b = 0; b < 4; ++b)
-                if (n & (1 << b)) t.m[j][n] |= Kep64u{1} << zz[4 * j + b];
+constexpr ShuffleTable makeShuffleTable() {
+    // T.81 Figure A.6 (the same order as ownZigzagNatural, spelled out for constant evaluation).
+    constexpr Kep8u natural[64] = {0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32, 25, 18, 11, 4,  5,
+                                   12, 19, 26, 33, 40, 48, 41, 34, 27, 20, 13, 6,  7,  14, 21, 28,
+                                   35, 42, 49, 56, 57, 50, 43, 36, 29, 22, 15, 23, 30, 37, 44, 51,
+                                   58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63};
+    ShuffleTable t{};
+    for (int j = 0; j < 4; ++j)
+        for (int i = 0; i < 4; ++i)
+            for (int b = 0; b < 16; ++b) {
+                const int n = natural[16 * j + b];
+                t.ctrl[j][i][b] = static_cast<Kep8u>(n / 16 == i ? n % 16 : 0x80);
+            }
     return t;
 }
-constexpr NibbleTable kNibbleToZigzag = makeNibbleTable();
+alignas(16) constexpr ShuffleTable kZigzagShuffle = makeShuffleTable();
 
-// One bit per coefficient, in natural order, where the 16-bit value equals `what`.
-inline Kep64u naturalMask(const Kep16s* p, __m128i what) {
-    Kep64u m = 0;
-    for (int r = 0; r < 8; ++r) {
-        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 8 * r));
-        const __m128i eq = _mm_cmpeq_epi16(v, what);
-        m |= static_cast<Kep64u>(_mm_movemask_epi8(_mm_packs_epi16(eq, eq)) & 0xFF) << (8 * r);
+// Bit k set when zigzag coefficient k is nonzero; *minimum set when an AC coefficient is -32768.
+inline Kep64u zigzagNonzero(const Kep16s* p, bool* minimum) {
+    __m128i zero[4], low = _mm_setzero_si128();
+    const __m128i z = _mm_setzero_si128(), m = _mm_set1_epi16(-32768);
+    for (int i = 0; i < 4; ++i) {
+        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * i));
+        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * i + 8));
+        zero[i] = _mm_packs_epi16(_mm_cmpeq_epi16(a, z), _mm_cmpeq_epi16(b, z));
+        low = _mm_or_si128(low, _mm_or_si128(_mm_cmpeq_epi16(a, m), _mm_cmpeq_epi16(b, m)));
     }
-    return m;
+    *minimum = (_mm_movemask_epi8(low) & ~3) != 0;  // lanes of coefficient 0 (DC) excluded
+    Kep64u mask = 0;
+    for (int j = 0; j < 4; ++j) {
+        __m128i acc = z;
+        for (int i = 0; i < 4; ++i) {
+            const __m128i c = _mm_load_si128(reinterpret_cast<const __m128i*>(kZigzagShuffle.ctrl[j][i]));
+            acc = _mm_or_si128(acc, _mm_shuffle_epi8(zero[i], c));
+        }
+        mask |= static_cast<Kep64u>(static_cast<Kep16u>(_mm_movemask_epi8(acc))) << (16 * j);
+    }
+    return ~mask;
 }
 
 }  // namespace
@@ -103,11 +118,9 @@ bool ownHuffEncodeBlock_fast(const Kep16s* pSrc, const OwnHuffDst& dst, Kep16s* 
     if (dst.len - pos0 < kOwnHuffFastEncodeRoom) return false;
 
     // An AC value of -32768 (category 16) is left to the careful path.
-    if (naturalMask(pSrc, _mm_set1_epi16(-32768)) >> 1) return false;
-    // Bit k of `nonzero` is set when zigzag coefficient k is not 0.
-    const Kep64u zeroNatural = naturalMask(pSrc, _mm_setzero_si128());
-    Kep64u nonzero = 0;
-    for (int j = 0; j < 16; ++j) nonzero |= kNibbleToZigzag.m[j][(~zeroNatural >> (4 * j)) & 15];
+    bool minimum;
+    const Kep64u nonzero = zigzagNonzero(pSrc, &minimum);
+    if (minimum) return false;
 
     Writer w;
     w.free = 64 - st->bitCount;
@@ -132,12 +145,13 @@ bool ownHuffEncodeBlock_fast(const Kep16s* pSrc, const OwnHuffDst& dst, Kep16s* 
             for (; run > 15; run -= 16) w.put(zrl & 0xFFFF, static_cast<int>(zrl >> 16));
         }
         const Kep32s v = pSrc[ownZigzagNatural[k]];
-        s = category(v);
+        const Kep32s sign = v >> 31;
+        s = 32 - __builtin_clz(static_cast<Kep32u>((v ^ sign) - sign));  // v != 0: category 1..15
         e = ac->entry[run * 16 + s];
         const int len = static_cast<int>(e >> 16);
         if (len == 0) return false;
-        // Code and extra bits together: at most 16 + 15 bits.
-        w.put(((e & 0xFFFF) << s) | ownHuffExtraBits(v, s), len + s);
+        // Code and extra bits (v, or v - 1 when negative) together: at most 16 + 15 bits.
+        w.put(((e & 0xFFFF) << s) | (static_cast<Kep32u>(v + sign) & ((1u << s) - 1)), len + s);
     }
     if (prev != 63) {
         e = ac->entry[0x00];
