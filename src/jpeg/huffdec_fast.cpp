@@ -95,7 +95,17 @@ bool ownHuffDecodeBlock_fast(const OwnHuffSrc& src, Kep16s* pDst, Kep16s* pLastD
     if (*src.marker != 0) return false;
     Reader rd = {src.p, src.len, *src.pos, static_cast<Kep32u>(st->bitBuffer), st->bitCount, bulkLoads};
 
-    for (int i = 0; i < 8; ++i) _mm_storeu_si128(reinterpret_cast<__m128i*>(pDst) + i, _mm_setzero_si128());
+    // Eight stores written out: as a loop or memset the compiler makes this a slow `rep stos`.
+    __m128i* const out = reinterpret_cast<__m128i*>(pDst);
+    const __m128i zero = _mm_setzero_si128();
+    _mm_storeu_si128(out + 0, zero);
+    _mm_storeu_si128(out + 1, zero);
+    _mm_storeu_si128(out + 2, zero);
+    _mm_storeu_si128(out + 3, zero);
+    _mm_storeu_si128(out + 4, zero);
+    _mm_storeu_si128(out + 5, zero);
+    _mm_storeu_si128(out + 6, zero);
+    _mm_storeu_si128(out + 7, zero);
     int sym;
     Kep32s v = 0;
     if (!rd.symbol(dc, &sym)) return false;
