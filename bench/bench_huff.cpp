@@ -102,12 +102,7 @@ void HuffDecode_libjpeg(benchmark::State& state) {
     for (auto _ : state) {
         jpeg_decompress_struct d;
         jpeg_error_mgr e;
-        d.err = jpeg_std_error(&e);
-        jpeg_create_decompress(&d);
-        jpeg_mem_src(&d, im.file.bytes.data(), static_cast<unsigned long>(im.file.bytes.size()));
-        jpeg_read_header(&d, TRUE);
-        jvirt_barray_ptr* arrays = jpeg_read_coefficients(&d);
-        benchmark::DoNotOptimize(arrays);
+        benchmark::DoNotOptimize(hufftest::readCoefficients(d, e, im.file.bytes));
         jpeg_finish_decompress(&d);
         jpeg_destroy_decompress(&d);
     }
@@ -146,11 +141,7 @@ void HuffEncode_libjpeg(benchmark::State& state) {
     Image& im = image(static_cast<int>(state.range(0)));
     jpeg_decompress_struct d;
     jpeg_error_mgr e;
-    d.err = jpeg_std_error(&e);
-    jpeg_create_decompress(&d);
-    jpeg_mem_src(&d, im.file.bytes.data(), static_cast<unsigned long>(im.file.bytes.size()));
-    jpeg_read_header(&d, TRUE);
-    jvirt_barray_ptr* arrays = jpeg_read_coefficients(&d);
+    jvirt_barray_ptr* arrays = hufftest::readCoefficients(d, e, im.file.bytes);
     unsigned char* mem = nullptr;
     unsigned long size = 0;
     for (auto _ : state) {

@@ -6,6 +6,7 @@
 
 #include <stddef.h>
 
+#include "kepcore.h"
 #include "owndefs.h"
 
 // ---- Layouts of the opaque public types -----------------------------------------------------
@@ -53,6 +54,35 @@ static_assert(offsetof(KepiEncodeHuffmanState, bitCount) == 8 && offsetof(KepiEn
 static_assert(offsetof(KepiDecodeHuffmanState, bitCount) == 8 && offsetof(KepiDecodeHuffmanState, eobRun) == 12 &&
                   offsetof(KepiDecodeHuffmanState, blockPos) == 16,
               "decoder state layout");
+
+// ---- Lifetime of specs and states ------------------------------------------------------------
+
+template <typename T>
+static inline KepResult ownHuffGetSize(int* pSize) {
+    if (!pSize) return kepErrNullPtr;
+    *pSize = static_cast<int>(sizeof(T));
+    return kepOk;
+}
+// kepMalloc'ed and zeroed, or null when the allocation fails.
+template <typename T>
+static inline T* ownHuffAllocZeroed() {
+    T* p = static_cast<T*>(kepMalloc(static_cast<int>(sizeof(T))));
+    if (p) memset(p, 0, sizeof(T));
+    return p;
+}
+template <typename T>
+static inline KepResult ownHuffInitAlloc(T** pp) {
+    if (!pp) return kepErrNullPtr;
+    T* p = ownHuffAllocZeroed<T>();
+    if (!p) return kepErrNullPtr;
+    *pp = p;
+    return kepOk;
+}
+static inline KepResult ownHuffFree(void* p) {
+    if (!p) return kepErrNullPtr;
+    kepFree(p);
+    return kepOk;
+}
 
 // ---- Magnitude categories (T.81 Table F.1) --------------------------------------------------
 

@@ -70,16 +70,11 @@ struct ShuffleTable {
     Kep8u ctrl[4][4][16];
 };
 constexpr ShuffleTable makeShuffleTable() {
-    // T.81 Figure A.6 (the same order as ownZigzagNatural, spelled out for constant evaluation).
-    constexpr Kep8u natural[64] = {0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32, 25, 18, 11, 4,  5,
-                                   12, 19, 26, 33, 40, 48, 41, 34, 27, 20, 13, 6,  7,  14, 21, 28,
-                                   35, 42, 49, 56, 57, 50, 43, 36, 29, 22, 15, 23, 30, 37, 44, 51,
-                                   58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63};
     ShuffleTable t{};
     for (int j = 0; j < 4; ++j)
         for (int i = 0; i < 4; ++i)
             for (int b = 0; b < 16; ++b) {
-                const int n = natural[16 * j + b];
+                const int n = ownZigzagNaturalExt[16 * j + b];
                 t.ctrl[j][i][b] = static_cast<Kep8u>(n / 16 == i ? n % 16 : 0x80);
             }
     return t;
@@ -144,7 +139,7 @@ bool ownHuffEncodeBlock_fast(const Kep16s* pSrc, const OwnHuffDst& dst, Kep16s* 
             if ((zrl >> 16) == 0) return false;
             for (; run > 15; run -= 16) w.put(zrl & 0xFFFF, static_cast<int>(zrl >> 16));
         }
-        const Kep32s v = pSrc[ownZigzagNatural[k]];
+        const Kep32s v = pSrc[ownZigzagNaturalExt[k]];
         const Kep32s sign = v >> 31;
         s = 32 - __builtin_clz(static_cast<Kep32u>((v ^ sign) - sign));  // v != 0: category 1..15
         e = ac->entry[run * 16 + s];

@@ -2,7 +2,6 @@
 // an 8-bit lookahead, and baseline block decoding (T.81 F.2.2), careful reference path and exports.
 
 #include "huff.h"
-#include "kepcore.h"
 #include "pjdispatch.h"
 #include "pjzigzag.h"
 
@@ -135,9 +134,7 @@ KepResult ownHuffDecodeBlock_careful(const OwnHuffSrc& src, Kep16s* pDst, Kep16s
 // ---- Exports --------------------------------------------------------------------------------
 
 KepResult own_kepiDecodeHuffmanStateGetBufSize_JPEG_8u(int* pSize) {
-    if (!pSize) return kepErrNullPtr;
-    *pSize = static_cast<int>(sizeof(KepiDecodeHuffmanState));
-    return kepOk;
+    return ownHuffGetSize<KepiDecodeHuffmanState>(pSize);
 }
 
 KepResult own_kepiDecodeHuffmanStateInit_JPEG_8u(KepiDecodeHuffmanState* pDecHuffState) {
@@ -147,18 +144,11 @@ KepResult own_kepiDecodeHuffmanStateInit_JPEG_8u(KepiDecodeHuffmanState* pDecHuf
 }
 
 KepResult own_kepiDecodeHuffmanStateInitAlloc_JPEG_8u(KepiDecodeHuffmanState** ppDecHuffState) {
-    if (!ppDecHuffState) return kepErrNullPtr;
-    auto* st = static_cast<KepiDecodeHuffmanState*>(kepMalloc(static_cast<int>(sizeof(KepiDecodeHuffmanState))));
-    if (!st) return kepErrNullPtr;
-    memset(st, 0, sizeof *st);
-    *ppDecHuffState = st;
-    return kepOk;
+    return ownHuffInitAlloc(ppDecHuffState);
 }
 
 KepResult own_kepiDecodeHuffmanStateFree_JPEG_8u(KepiDecodeHuffmanState* pDecHuffState) {
-    if (!pDecHuffState) return kepErrNullPtr;
-    kepFree(pDecHuffState);
-    return kepOk;
+    return ownHuffFree(pDecHuffState);
 }
 
 KepResult own_kepiDecodeHuffman8x8_JPEG_1u16s_C1(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos, Kep16s* pDst,

@@ -2,7 +2,6 @@
 // baseline block coding (T.81 F.1.2), careful bit-by-bit reference path and exports.
 
 #include "huff.h"
-#include "kepcore.h"
 #include "pjdispatch.h"
 #include "pjzigzag.h"
 
@@ -102,9 +101,7 @@ KepResult ownHuffEncodeBlock_careful(const Kep16s* pSrc, const OwnHuffDst& dst, 
 // ---- Exports --------------------------------------------------------------------------------
 
 KepResult own_kepiEncodeHuffmanStateGetBufSize_JPEG_8u(int* pSize) {
-    if (!pSize) return kepErrNullPtr;
-    *pSize = static_cast<int>(sizeof(KepiEncodeHuffmanState));
-    return kepOk;
+    return ownHuffGetSize<KepiEncodeHuffmanState>(pSize);
 }
 
 KepResult own_kepiEncodeHuffmanStateInit_JPEG_8u(KepiEncodeHuffmanState* pEncHuffState) {
@@ -114,18 +111,11 @@ KepResult own_kepiEncodeHuffmanStateInit_JPEG_8u(KepiEncodeHuffmanState* pEncHuf
 }
 
 KepResult own_kepiEncodeHuffmanStateInitAlloc_JPEG_8u(KepiEncodeHuffmanState** ppEncHuffState) {
-    if (!ppEncHuffState) return kepErrNullPtr;
-    auto* st = static_cast<KepiEncodeHuffmanState*>(kepMalloc(static_cast<int>(sizeof(KepiEncodeHuffmanState))));
-    if (!st) return kepErrNullPtr;
-    memset(st, 0, sizeof *st);
-    *ppEncHuffState = st;
-    return kepOk;
+    return ownHuffInitAlloc(ppEncHuffState);
 }
 
 KepResult own_kepiEncodeHuffmanStateFree_JPEG_8u(KepiEncodeHuffmanState* pEncHuffState) {
-    if (!pEncHuffState) return kepErrNullPtr;
-    kepFree(pEncHuffState);
-    return kepOk;
+    return ownHuffFree(pEncHuffState);
 }
 
 KepResult own_kepiEncodeHuffman8x8_JPEG_16s1u_C1(const Kep16s* pSrc, Kep8u* pDst, int dstLenBytes, int* pDstCurrPos,

@@ -2,7 +2,6 @@
 // (T.81 Annex K.2).
 
 #include "huff.h"
-#include "kepcore.h"
 #include "pjdispatch.h"
 
 namespace {
@@ -84,9 +83,8 @@ KepResult decodeSpecInit(const Kep8u* bits, const Kep8u* vals, KepiDecodeHuffman
 template <typename Spec, KepResult (*init)(const Kep8u*, const Kep8u*, Spec*)>
 KepResult specInitAlloc(const Kep8u* bits, const Kep8u* vals, Spec** ppSpec) {
     if (!bits || !vals || !ppSpec) return kepErrNullPtr;
-    Spec* spec = static_cast<Spec*>(kepMalloc(static_cast<int>(sizeof(Spec))));
+    Spec* spec = ownHuffAllocZeroed<Spec>();
     if (!spec) return kepErrNullPtr;
-    memset(spec, 0, sizeof *spec);
     *ppSpec = spec;  // stored also when the table is rejected: the caller frees it
     return init(bits, vals, spec);
 }
@@ -94,9 +92,7 @@ KepResult specInitAlloc(const Kep8u* bits, const Kep8u* vals, Spec** ppSpec) {
 }  // namespace
 
 KepResult own_kepiEncodeHuffmanSpecGetBufSize_JPEG_8u(int* pSize) {
-    if (!pSize) return kepErrNullPtr;
-    *pSize = static_cast<int>(sizeof(KepiEncodeHuffmanSpec));
-    return kepOk;
+    return ownHuffGetSize<KepiEncodeHuffmanSpec>(pSize);
 }
 
 KepResult own_kepiEncodeHuffmanSpecInit_JPEG_8u(const Kep8u* pListBits, const Kep8u* pListVals,
@@ -111,15 +107,11 @@ KepResult own_kepiEncodeHuffmanSpecInitAlloc_JPEG_8u(const Kep8u* pListBits, con
 }
 
 KepResult own_kepiEncodeHuffmanSpecFree_JPEG_8u(KepiEncodeHuffmanSpec* pEncHuffSpec) {
-    if (!pEncHuffSpec) return kepErrNullPtr;
-    kepFree(pEncHuffSpec);
-    return kepOk;
+    return ownHuffFree(pEncHuffSpec);
 }
 
 KepResult own_kepiDecodeHuffmanSpecGetBufSize_JPEG_8u(int* pSize) {
-    if (!pSize) return kepErrNullPtr;
-    *pSize = static_cast<int>(sizeof(KepiDecodeHuffmanSpec));
-    return kepOk;
+    return ownHuffGetSize<KepiDecodeHuffmanSpec>(pSize);
 }
 
 KepResult own_kepiDecodeHuffmanSpecInit_JPEG_8u(const Kep8u* pListBits, const Kep8u* pListVals,
@@ -134,9 +126,7 @@ KepResult own_kepiDecodeHuffmanSpecInitAlloc_JPEG_8u(const Kep8u* pListBits, con
 }
 
 KepResult own_kepiDecodeHuffmanSpecFree_JPEG_8u(KepiDecodeHuffmanSpec* pDecHuffSpec) {
-    if (!pDecHuffSpec) return kepErrNullPtr;
-    kepFree(pDecHuffSpec);
-    return kepOk;
+    return ownHuffFree(pDecHuffSpec);
 }
 
 // T.81 K.2 (Figures K.1 to K.4). Tie-breaks: among equal smallest counts the larger symbol wins;

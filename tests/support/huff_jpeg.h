@@ -154,6 +154,16 @@ struct JpegFile {
     }
 };
 
+// Opens `bytes` in libjpeg-turbo and reads its coefficients; the caller then finishes and
+// destroys d, which owns the arrays.
+inline jvirt_barray_ptr* readCoefficients(jpeg_decompress_struct& d, jpeg_error_mgr& e, const std::vector<uint8_t>& bytes) {
+    d.err = jpeg_std_error(&e);
+    jpeg_create_decompress(&d);
+    jpeg_mem_src(&d, bytes.data(), static_cast<unsigned long>(bytes.size()));
+    jpeg_read_header(&d, TRUE);
+    return jpeg_read_coefficients(&d);
+}
+
 // Reads the DHT, DRI, SOF and SOS segments and the coefficients (jpeg_read_coefficients).
 inline JpegFile readJpeg(const std::vector<uint8_t>& bytes) {
     JpegFile f;
@@ -189,11 +199,7 @@ inline JpegFile readJpeg(const std::vector<uint8_t>& bytes) {
 
     jpeg_decompress_struct d;
     jpeg_error_mgr e;
-    d.err = jpeg_std_error(&e);
-    jpeg_create_decompress(&d);
-    jpeg_mem_src(&d, bytes.data(), static_cast<unsigned long>(bytes.size()));
-    jpeg_read_header(&d, TRUE);
-    jvirt_barray_ptr* arrays = jpeg_read_coefficients(&d);
+    jvirt_barray_ptr* arrays = readCoefficients(d, e, bytes);
     const int hmax = d.max_h_samp_factor, vmax = d.max_v_samp_factor;
     const bool interleaved = d.num_components > 1;
     f.mcusX = interleaved ? static_cast<int>((d.image_width + 8 * hmax - 1) / (8 * hmax)) : static_cast<int>(d.comp_info[0].width_in_blocks);
