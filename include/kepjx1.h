@@ -128,7 +128,7 @@ KEPAPI KepResult kepiDecodeHuffmanStateFree_JPEG_8u(KepiDecodeHuffmanState* pDec
  * (-64; an AC value of -32768 has category 16 and run/category symbol r*16+16, which is above 255
  * for r = 15), the buffer full, also between 0xFF and its stuffed 0x00 (-62). On these the bytes
  * written stay, the position is past them and the state holds the bits of the writes that
- * completed: the segment cannot be continued. */
+ * completed: the segment cannot be continued. A negative *pDstCurrPos is treated as no room. */
 KEPAPI KepResult kepiEncodeHuffman8x8_JPEG_16s1u_C1(const Kep16s* pSrc, Kep8u* pDst, int dstLenBytes,
                                                     int* pDstCurrPos, Kep16s* pLastDC,
                                                     const KepiEncodeHuffmanSpec* pDcTable,
@@ -138,8 +138,8 @@ KEPAPI KepResult kepiEncodeHuffman8x8_JPEG_16s1u_C1(const Kep16s* pSrc, Kep8u* p
 /* Decodes one block (T.81 F.2.2): all 64 outputs zeroed, the DC difference (low 4 bits of its
  * symbol) added to *pLastDC with 16-bit wrap and stored in pDst[0], then AC run/size symbols placed
  * in zigzag order until EOB or position 63. Bytes are read from pSrc[*pSrcCurrPos] onward, never
- * at or past srcLenBytes; *pSrcCurrPos advances past every byte consumed (stuffed zeros, 0xFF fill
- * bytes and a marker's two bytes included). At a marker the reader sets *pMarker to its second
+ * at or past srcLenBytes nor at a negative position; *pSrcCurrPos advances past every byte
+ * consumed (stuffed zeros, 0xFF fill bytes and a marker's two bytes included). At a marker the reader sets *pMarker to its second
  * byte and reads nothing more while *pMarker != 0; bits already read ahead are still decoded.
  * *pMarker must be 0 at the start of a segment; the state is Init'ed at every scan and restart.
  * Errors, in order: null pSrc (-8); srcLenBytes < 0 (-5; 0 is accepted and decodes from bits

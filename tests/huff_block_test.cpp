@@ -193,6 +193,12 @@ TEST(HuffEncode, StuffingAndTheEndOfTheBuffer) {
     EXPECT_EQ(kepErrStreamEnd, e.block(dense));
     EXPECT_EQ(20, e.pos);
     EXPECT_EQ(dense[0], e.lastDC);
+
+    // A negative position is no room: nothing is stored before the buffer.
+    Encoder neg(hufftest::standardTable(0), hufftest::standardTable(2), 600);
+    neg.pos = -3;
+    EXPECT_EQ(kepErrStreamEnd, neg.block(dense));
+    EXPECT_EQ(-3, neg.pos);
 }
 
 TEST(HuffEncode, FlushPadsWithOnesAndResetsTheState) {
@@ -302,6 +308,13 @@ TEST(HuffDecode, MarkersFillBytesAndTheEndOfTheSource) {
         EXPECT_EQ(1u, d.st.blockPos);
         EXPECT_EQ(kepErrHuffmanData, d.block());
         EXPECT_EQ(4, d.pos);
+    }
+    {
+        // A negative position reads nothing.
+        Decoder d(dc, ac, {0x2B, 0x2B, 0x2B, 0x2B});
+        d.pos = -2;
+        EXPECT_EQ(kepErrStreamEnd, d.block());
+        EXPECT_EQ(-2, d.pos);
     }
     {
         // A source ending in 0xFF: -62 although the block's 6 bits were read, position past it.

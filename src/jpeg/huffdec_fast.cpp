@@ -92,7 +92,7 @@ struct Reader {
 
 bool ownHuffDecodeBlock_fast(const OwnHuffSrc& src, Kep16s* pDst, Kep16s* pLastDC, const KepiDecodeHuffmanSpec* dc,
                              const KepiDecodeHuffmanSpec* ac, KepiDecodeHuffmanState* st, bool bulkLoads) {
-    if (*src.marker != 0) return false;
+    if (*src.marker != 0 || *src.pos < 0) return false;
     Reader rd = {src.p, src.len, *src.pos, static_cast<Kep32u>(st->bitBuffer), st->bitCount, bulkLoads};
 
     // Eight stores written out: as a loop or memset the compiler makes this a slow `rep stos`.

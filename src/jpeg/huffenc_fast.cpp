@@ -110,7 +110,7 @@ bool ownHuffEncodeBlock_fast(const Kep16s* pSrc, const OwnHuffDst& dst, Kep16s* 
                              const KepiEncodeHuffmanSpec* dc, const KepiEncodeHuffmanSpec* ac,
                              KepiEncodeHuffmanState* st) {
     const int pos0 = *dst.pos;
-    if (dst.len - pos0 < kOwnHuffFastEncodeRoom) return false;
+    if (pos0 < 0 || dst.len - pos0 < kOwnHuffFastEncodeRoom) return false;
 
     // An AC value of -32768 (category 16) is left to the careful path.
     bool minimum;

@@ -13,7 +13,7 @@ KepResult ownHuffFill(const OwnHuffSrc& src, int need, KepiDecodeHuffmanState* s
     Kep32u buf = static_cast<Kep32u>(st->bitBuffer);
     KepResult r = kepOk;
     while (st->bitCount < 25) {
-        if (pos >= src.len) {
+        if (pos >= src.len || pos < 0) {  // a negative position reads nothing either
             r = need > st->bitCount ? kepErrStreamEnd : kepOk;
             break;
         }

@@ -29,7 +29,7 @@ KepResult ownHuffWriteBits(Kep32u value, int length, const OwnHuffDst& dst, Kepi
     int pos = *dst.pos;
     while (n >= 8) {
         const Kep8u b = static_cast<Kep8u>(word >> 16);
-        if (pos >= dst.len) return kepErrStreamEnd;
+        if (pos >= dst.len || pos < 0) return kepErrStreamEnd;  // never before the buffer either
         dst.p[pos] = b;
         *dst.pos = ++pos;
         if (b == 0xFF) {
