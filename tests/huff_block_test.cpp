@@ -87,25 +87,21 @@ struct Decoder {
 };
 
 TEST(HuffState, SizesInitAndAllocation) {
-    int size = 0;
-    EXPECT_EQ(kepOk, kepiEncodeHuffmanStateGetBufSize_JPEG_8u(&size));
-    EXPECT_EQ(1048, size);
-    EXPECT_EQ(kepOk, kepiDecodeHuffmanStateGetBufSize_JPEG_8u(&size));
-    EXPECT_EQ(24, size);
-    EXPECT_EQ(kepErrNullPtr, kepiEncodeHuffmanStateGetBufSize_JPEG_8u(nullptr));
-    EXPECT_EQ(kepErrNullPtr, kepiDecodeHuffmanStateGetBufSize_JPEG_8u(nullptr));
-
-    KepiEncodeHuffmanState e;
-    KepiDecodeHuffmanState d;
-    memset(&e, 0x5A, sizeof e);
-    memset(&d, 0x5A, sizeof d);
-    EXPECT_EQ(kepOk, kepiEncodeHuffmanStateInit_JPEG_8u(&e));
-    EXPECT_EQ(kepOk, kepiDecodeHuffmanStateInit_JPEG_8u(&d));
+    int e = 0, d = 0;
+    EXPECT_EQ(kepOk, kepiEncodeHuffmanStateGetBufSize_JPEG_8u(&e));
+    EXPECT_EQ(kepOk, kepiDecodeHuffmanStateGetBufSize_JPEG_8u(&d));
+    EXPECT_EQ(1048, e);
+    EXPECT_EQ(24, d);
+    KepiEncodeHuffmanState es;
+    KepiDecodeHuffmanState ds;
+    memset(&es, 0x5A, sizeof es);
+    memset(&ds, 0x5A, sizeof ds);
+    EXPECT_EQ(kepOk, kepiEncodeHuffmanStateInit_JPEG_8u(&es));
+    EXPECT_EQ(kepOk, kepiDecodeHuffmanStateInit_JPEG_8u(&ds));
     const KepiEncodeHuffmanState ez = {};
     const KepiDecodeHuffmanState dz = {};
-    EXPECT_EQ(0, memcmp(&e, &ez, sizeof e));
-    EXPECT_EQ(0, memcmp(&d, &dz, sizeof d));
-
+    EXPECT_EQ(0, memcmp(&es, &ez, sizeof es));
+    EXPECT_EQ(0, memcmp(&ds, &dz, sizeof ds));
     KepiEncodeHuffmanState* pe = nullptr;
     KepiDecodeHuffmanState* pd = nullptr;
     ASSERT_EQ(kepOk, kepiEncodeHuffmanStateInitAlloc_JPEG_8u(&pe));
@@ -114,7 +110,8 @@ TEST(HuffState, SizesInitAndAllocation) {
     EXPECT_EQ(0, memcmp(pd, &dz, sizeof dz));
     EXPECT_EQ(kepOk, kepiEncodeHuffmanStateFree_JPEG_8u(pe));
     EXPECT_EQ(kepOk, kepiDecodeHuffmanStateFree_JPEG_8u(pd));
-    for (auto r : {kepiEncodeHuffmanStateInit_JPEG_8u(nullptr), kepiDecodeHuffmanStateInit_JPEG_8u(nullptr),
+    for (auto r : {kepiEncodeHuffmanStateGetBufSize_JPEG_8u(nullptr), kepiDecodeHuffmanStateGetBufSize_JPEG_8u(nullptr),
+                   kepiEncodeHuffmanStateInit_JPEG_8u(nullptr), kepiDecodeHuffmanStateInit_JPEG_8u(nullptr),
                    kepiEncodeHuffmanStateInitAlloc_JPEG_8u(nullptr), kepiDecodeHuffmanStateInitAlloc_JPEG_8u(nullptr),
                    kepiEncodeHuffmanStateFree_JPEG_8u(nullptr), kepiDecodeHuffmanStateFree_JPEG_8u(nullptr)})
         EXPECT_EQ(kepErrNullPtr, r);
@@ -249,32 +246,40 @@ TEST(HuffEncode, MissingSymbolAndSixteenBitDifferences) {
     EXPECT_EQ(pack({{16, 5}, {0xFFFF, 16}, {0xA, 4}}), big.written());
 }
 
+// Each row breaks the arguments from one check on: the earlier failing check decides.
 TEST(HuffEncode, ArgumentChecksInOrder) {
-    Kep16s b[64] = {};
+    Kep16s b[64] = {}, last = 0;
     Kep8u buf[8] = {};
     int pos = 0;
-    Kep16s last = 0;
     const KepiEncodeHuffmanSpec s = hufftest::encSpec(hufftest::standardTable(0));
     KepiEncodeHuffmanState st = {};
-    auto call = [&](const Kep16s* src, Kep8u* dst, int len, int* p, Kep16s* l, const KepiEncodeHuffmanSpec* dc,
-                    const KepiEncodeHuffmanSpec* ac, KepiEncodeHuffmanState* state, int flush) {
-        return kepiEncodeHuffman8x8_JPEG_16s1u_C1(src, dst, len, p, l, dc, ac, state, flush);
+    const struct {
+        const Kep16s* src;
+        Kep8u* dst;
+        int len;
+        int* pos;
+        Kep16s* last;
+        const KepiEncodeHuffmanSpec *dc, *ac;
+        KepiEncodeHuffmanState* st;
+        int flush;
+        KepResult expect;
+    } rows[] = {
+        {b, nullptr, 0, &pos, &last, &s, &s, &st, 0, kepErrNullPtr},
+        {b, buf, 0, nullptr, &last, &s, &s, &st, 0, kepErrSize},
+        {b, buf, 8, nullptr, &last, &s, &s, &st, 0, kepErrNullPtr},
+        {nullptr, buf, 8, &pos, &last, &s, &s, nullptr, 1, kepErrNullPtr},
+        {nullptr, buf, 8, &pos, nullptr, nullptr, nullptr, &st, 1, kepOk},  // flushing needs no block
+        {nullptr, buf, 8, &pos, &last, &s, &s, &st, 0, kepErrNullPtr},
+        {b, buf, 8, &pos, nullptr, &s, &s, &st, 0, kepErrNullPtr},
+        {b, buf, 8, &pos, &last, nullptr, &s, &st, 0, kepErrNullPtr},
+        {b, buf, 8, &pos, &last, &s, nullptr, &st, 0, kepErrNullPtr},
     };
-    EXPECT_EQ(kepErrNullPtr, call(b, nullptr, 0, &pos, &last, &s, &s, &st, 0));
-    EXPECT_EQ(kepErrSize, call(b, buf, 0, nullptr, &last, &s, &s, &st, 0));
-    EXPECT_EQ(kepErrNullPtr, call(b, buf, 8, nullptr, &last, &s, &s, &st, 0));
-    EXPECT_EQ(kepErrNullPtr, call(nullptr, buf, 8, &pos, &last, &s, &s, nullptr, 1));
-    EXPECT_EQ(kepOk, call(nullptr, buf, 8, &pos, nullptr, nullptr, nullptr, &st, 1));
-    EXPECT_EQ(kepErrNullPtr, call(nullptr, buf, 8, &pos, &last, &s, &s, &st, 0));
-    EXPECT_EQ(kepErrNullPtr, call(b, buf, 8, &pos, nullptr, &s, &s, &st, 0));
-    EXPECT_EQ(kepErrNullPtr, call(b, buf, 8, &pos, &last, nullptr, &s, &st, 0));
-    EXPECT_EQ(kepErrNullPtr, call(b, buf, 8, &pos, &last, &s, nullptr, &st, 0));
+    for (const auto& r : rows)
+        EXPECT_EQ(r.expect, kepiEncodeHuffman8x8_JPEG_16s1u_C1(r.src, r.dst, r.len, r.pos, r.last, r.dc, r.ac, r.st, r.flush));
     EXPECT_EQ(0, pos);
     EXPECT_EQ(0, st.bitCount);
-
     int bits = 0;
     EXPECT_EQ(kepErrNullPtr, kepiEncodeHuffman8x8_Direct_JPEG_16s1u_C1(nullptr, buf, &bits, &last, &s, &s));
-    EXPECT_EQ(kepErrNullPtr, kepiEncodeHuffman8x8_Direct_JPEG_16s1u_C1(b, buf, nullptr, &last, &s, &s));
     EXPECT_EQ(kepErrNullPtr, kepiEncodeHuffman8x8_Direct_JPEG_16s1u_C1(b, buf, &bits, &last, &s, nullptr));
     EXPECT_EQ(0, bits);
 }
@@ -377,32 +382,14 @@ TEST(HuffDecode, CorruptRunsPastPosition63) {
     }
 }
 
-TEST(HuffDecode, ValuesBlockPosAndDcWrap) {
-    const Table dcT = hufftest::standardTable(0), acT = hufftest::standardTable(2);
-    // DC difference -32768 - (-31000) = -1768 (category 11), AC -1023 at zigzag 5, 7 at 40.
-    Kep16s b[64] = {};
-    b[0] = -32768;
-    b[ownZigzagNatural[5]] = -1023;
-    b[ownZigzagNatural[40]] = 7;
-    Encoder e2(dcT, acT, 256);
-    e2.lastDC = -31000;
-    ASSERT_EQ(kepOk, e2.block(b));
-    ASSERT_EQ(kepOk, e2.flush());
-    Decoder d2(dcT, acT, e2.written());
-    d2.lastDC = -31000;
-    memset(d2.out, 0x77, sizeof d2.out);
-    ASSERT_EQ(kepOk, d2.block());
-    EXPECT_EQ(0, memcmp(b, d2.out, sizeof b));
-    EXPECT_EQ(41u, d2.st.blockPos);
-    EXPECT_EQ(-32768, d2.lastDC);
-
-    // The DC sum wraps to 16 bits: 32767 + 1.
-    const Table dcTiny = tinyDc(), acTiny = tinyAc();
-    Decoder w(dcTiny, acTiny, pack({{1, 2}, {1, 1}, {0, 2}}));
+// The DC sum wraps to 16 bits: 32767 + 1; blockPos 1 for a DC-only block.
+TEST(HuffDecode, DcWrapsToSixteenBits) {
+    Decoder w(tinyDc(), tinyAc(), pack({{1, 2}, {1, 1}, {0, 2}}));
     w.lastDC = 32767;
     ASSERT_EQ(kepOk, w.block());
     EXPECT_EQ(-32768, w.out[0]);
     EXPECT_EQ(-32768, w.lastDC);
+    EXPECT_EQ(1u, w.st.blockPos);
 }
 
 TEST(HuffDecode, ArgumentChecksInOrder) {
