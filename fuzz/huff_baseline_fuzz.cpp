@@ -36,7 +36,7 @@ bool takeTable(const uint8_t*& data, size_t& size, Kep8u bits[16], Kep8u vals[25
     int count = 0;
     for (int i = 0; i < 16; ++i) count += bits[i] = data[i];
     data += 16, size -= 16;
-    if (count > 256) count = 256;  // the spec then rejects the table
+    if (count > 256) count = 256;  // the table is then rejected by the decoder table init
     if (size < static_cast<size_t>(count)) return false;
     memset(vals, 0, 256);
     memcpy(vals, data, static_cast<size_t>(count));

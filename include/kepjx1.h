@@ -64,11 +64,11 @@ KEPAPI KepResult kepiQuantInv8x8_JPEG_16s_C1I(Kep16s* pSrcDst, const Kep16u* pQu
 /* Huffman table specs. A table is given as the two lists of a DHT segment: pListBits, 16 counts
  * of codes of lengths 1..16, and pListVals, the symbols in order of increasing code length (as
  * many bytes as the counts add up to). Codes are assigned as in T.81 Annex C.
- * Errors, in order: null pListBits, pListVals, then the spec (pointer) argument (-8); more than
- * 256 codes (-64). The encoder spec also rejects (-64) a table that uses the all-ones code of any
- * length or asks for more codes of a length than fit; the decoder spec only rejects a code of 8
- * bits or less whose lookahead entries would pass the end of its 256-entry table. A table that
- * fails is rejected before anything is written to the spec. */
+ * Errors, in order: null pListBits, pListVals, then the table structure or the pointer to it
+ * (-8); more than 256 codes (-64). The encoder table also rejects (-64) a list that uses the
+ * all-ones code of any length or asks for more codes of a length than fit; the decoder table only
+ * rejects a code of 8 bits or less whose lookahead entries would pass the end of its 256-entry
+ * table. A rejected list leaves the table structure unwritten. */
 KEPAPI KepResult kepiEncodeHuffmanSpecGetBufSize_JPEG_8u(int* pSize);  /* 1024; null: -8 */
 /* Encoder spec: code and length per symbol; symbols not in the list have no code (length 0)
  * and fail when written (-64). A symbol listed twice keeps its last code. */

@@ -70,7 +70,7 @@ TEST(HuffSpec, CodeCountLimitsAndOverfullLengths) {
     EXPECT_EQ(0x2u | (2u << 16), dup.entry[7]);
     EXPECT_EQ(0x1u | (2u << 16), dup.entry[9]);
 
-    // Rejected tables leave the spec as it was.
+    // Rejected tables leave the table structure as it was.
     memset(&e, 0xA5, sizeof e);
     memset(&d, 0xA5, sizeof d);
     EXPECT_EQ(kepErrHuffmanTable, kepiEncodeHuffmanSpecInit_JPEG_8u(over.bits, over.vals, &e));
