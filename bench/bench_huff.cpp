@@ -1,0 +1,172 @@
+// Baseline Huffman coding of a whole 2.3-megapixel image (1920x1200, 4:2:0, example tables) at
+// quality 75 and 95, against libjpeg-turbo on the same file: our decoder over every block of the
+// scan against jpeg_read_coefficients, and our encoder (with the flush) against
+// jpeg_write_coefficients of the same coefficients. The careful path alone is measured too.
+// Compare the "s/image" counters of the pairs.
+//
+//   build/bench/kep_bench --benchmark_filter=Huff --benchmark_min_time=0.5
+
+#include <benchmark/benchmark.h>
+
+#include <map>
+
+#include "huff_jpeg.h"
+
+namespace {
+
+struct Image {
+    hufftest::JpegFile file;
+    std::vector<Kep8u> scan;  // the entropy-coded bytes
+    KepiEncodeHuffmanSpec encDc[4], encAc[4];
+    KepiDecodeHuffmanSpec decDc[4], decAc[4];
+    // Components' coefficients and blocks in coding order.
+    struct Block {
+        int comp;
+        Kep16s* coef;
+    };
+    std::vector<Block> order;
+};
+
+Image& image(int quality) {
+    static std::map<int, Image> cache;
+    auto it = cache.find(quality);
+    if (it != cache.end()) return it->second;
+    hufftest::MakeOptions o;
+    o.width = 1920;
+    o.height = 1200;
+    o.components = 3;
+    o.hSamp = 2;
+    o.vSamp = 2;
+    o.quality = quality;
+    o.seed = 7;
+    Image& im = cache[quality];
+    im.file = hufftest::readJpeg(hufftest::makeJpeg(o));
+    im.scan.assign(im.file.bytes.begin() + static_cast<long>(im.file.scanStart), im.file.bytes.end());
+    for (int t = 0; t < 4; ++t) {
+        if (im.file.dc[t].count()) im.encDc[t] = hufftest::encSpec(im.file.dc[t]), im.decDc[t] = hufftest::decSpec(im.file.dc[t]);
+        if (im.file.ac[t].count()) im.encAc[t] = hufftest::encSpec(im.file.ac[t]), im.decAc[t] = hufftest::decSpec(im.file.ac[t]);
+    }
+    hufftest::forEachBlock(im.file, [&](int c, int bx, int by, int) { im.order.push_back({c, im.file.block(c, bx, by)}); });
+    return im;
+}
+
+void perImage(benchmark::State& state) {
+    state.counters["s/image"] = benchmark::Counter(static_cast<double>(state.iterations()),
+                                                   benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+}
+
+void HuffDecode_ours(benchmark::State& state) {
+    Image& im = image(static_cast<int>(state.range(0)));
+    std::vector<Kep16s> out(im.order.size() * 64);
+    const int len = static_cast<int>(im.scan.size());
+    for (auto _ : state) {
+        KepiDecodeHuffmanState st;
+        kepiDecodeHuffmanStateInit_JPEG_8u(&st);
+        int pos = 0, marker = 0;
+        Kep16s lastDC[4] = {};
+        Kep16s* dst = out.data();
+        for (const Image::Block& b : im.order) {
+            const auto& comp = im.file.comps[static_cast<size_t>(b.comp)];
+            if (kepiDecodeHuffman8x8_JPEG_1u16s_C1(im.scan.data(), len, &pos, dst, &lastDC[b.comp], &marker,
+                                                   &im.decDc[comp.dcTable], &im.decAc[comp.acTable], &st) != kepOk)
+                state.SkipWithError("decode failed");
+            dst += 64;
+        }
+        benchmark::DoNotOptimize(out.data());
+    }
+    perImage(state);
+}
+
+void HuffDecode_careful(benchmark::State& state) {
+    Image& im = image(static_cast<int>(state.range(0)));
+    std::vector<Kep16s> out(im.order.size() * 64);
+    const int len = static_cast<int>(im.scan.size());
+    for (auto _ : state) {
+        KepiDecodeHuffmanState st = {};
+        int pos = 0, marker = 0;
+        Kep16s lastDC[4] = {};
+        const OwnHuffSrc src = {im.scan.data(), len, &pos, &marker};
+        Kep16s* dst = out.data();
+        for (const Image::Block& b : im.order) {
+            const auto& comp = im.file.comps[static_cast<size_t>(b.comp)];
+            ownHuffDecodeBlock_careful(src, dst, &lastDC[b.comp], &im.decDc[comp.dcTable], &im.decAc[comp.acTable], &st);
+            dst += 64;
+        }
+        benchmark::DoNotOptimize(out.data());
+    }
+    perImage(state);
+}
+
+void HuffDecode_libjpeg(benchmark::State& state) {
+    Image& im = image(static_cast<int>(state.range(0)));
+    for (auto _ : state) {
+        jpeg_decompress_struct d;
+        jpeg_error_mgr e;
+        benchmark::DoNotOptimize(hufftest::readCoefficients(d, e, im.file.bytes));
+        jpeg_finish_decompress(&d);
+        jpeg_destroy_decompress(&d);
+    }
+    perImage(state);
+}
+
+template <bool careful>
+void encodeAll(benchmark::State& state) {
+    Image& im = image(static_cast<int>(state.range(0)));
+    std::vector<Kep8u> out(im.scan.size() * 2 + 65536);
+    const int len = static_cast<int>(out.size());
+    for (auto _ : state) {
+        KepiEncodeHuffmanState st;
+        kepiEncodeHuffmanStateInit_JPEG_8u(&st);
+        int pos = 0;
+        Kep16s lastDC[4] = {};
+        const OwnHuffDst dst = {out.data(), len, &pos};
+        for (const Image::Block& b : im.order) {
+            const auto& comp = im.file.comps[static_cast<size_t>(b.comp)];
+            if (careful)
+                ownHuffEncodeBlock_careful(b.coef, dst, &lastDC[b.comp], &im.encDc[comp.dcTable], &im.encAc[comp.acTable], &st);
+            else
+                kepiEncodeHuffman8x8_JPEG_16s1u_C1(b.coef, out.data(), len, &pos, &lastDC[b.comp], &im.encDc[comp.dcTable],
+                                                   &im.encAc[comp.acTable], &st, 0);
+        }
+        kepiEncodeHuffman8x8_JPEG_16s1u_C1(nullptr, out.data(), len, &pos, nullptr, nullptr, nullptr, &st, 1);
+        benchmark::DoNotOptimize(out.data());
+    }
+    perImage(state);
+}
+void HuffEncode_ours(benchmark::State& state) { encodeAll<false>(state); }
+void HuffEncode_careful(benchmark::State& state) { encodeAll<true>(state); }
+
+// jpeg_write_coefficients of the coefficients read from the file, into memory.
+void HuffEncode_libjpeg(benchmark::State& state) {
+    Image& im = image(static_cast<int>(state.range(0)));
+    jpeg_decompress_struct d;
+    jpeg_error_mgr e;
+    jvirt_barray_ptr* arrays = hufftest::readCoefficients(d, e, im.file.bytes);
+    unsigned char* mem = nullptr;
+    unsigned long size = 0;
+    for (auto _ : state) {
+        jpeg_compress_struct c;
+        jpeg_error_mgr ce;
+        c.err = jpeg_std_error(&ce);
+        jpeg_create_compress(&c);
+        jpeg_mem_dest(&c, &mem, &size);
+        jpeg_copy_critical_parameters(&d, &c);
+        jpeg_write_coefficients(&c, arrays);
+        jpeg_finish_compress(&c);
+        jpeg_destroy_compress(&c);
+        benchmark::DoNotOptimize(mem);
+    }
+    std::free(mem);
+    jpeg_finish_decompress(&d);
+    jpeg_destroy_decompress(&d);
+    perImage(state);
+}
+
+BENCHMARK(HuffDecode_ours)->Arg(75)->Arg(95)->Unit(benchmark::kMillisecond);
+BENCHMARK(HuffDecode_careful)->Arg(75)->Arg(95)->Unit(benchmark::kMillisecond);
+BENCHMARK(HuffDecode_libjpeg)->Arg(75)->Arg(95)->Unit(benchmark::kMillisecond);
+BENCHMARK(HuffEncode_ours)->Arg(75)->Arg(95)->Unit(benchmark::kMillisecond);
+BENCHMARK(HuffEncode_careful)->Arg(75)->Arg(95)->Unit(benchmark::kMillisecond);
+BENCHMARK(HuffEncode_libjpeg)->Arg(75)->Arg(95)->Unit(benchmark::kMillisecond);
+
+}  // namespace

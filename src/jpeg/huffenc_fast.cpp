@@ -1,0 +1,165 @@
+// Fast whole-block baseline encoder: a 64-bit mask of the nonzero coefficients, found with SSE2
+// and put in zigzag order with SSSE3 byte shuffles, drives the run-length loop, so
+// only nonzero coefficients are loaded; the bits collect in a 64-bit register from which eight
+// bytes at a time go out when none of them is 0xFF. It produces the same bytes and the same final
+// state as the bit writer of pjenchuff.cpp.
+
+#include <tmmintrin.h>
+
+#include "huff.h"
+#include "pjzigzag.h"
+
+namespace {
+
+struct Writer {
+    Kep64u acc;    // pending bits, most significant first, in the low 64 - free bits
+    int free;      // 64 - number of pending bits
+    Kep8u* out;    // next byte to store
+    Kep32u last;   // last data byte stored (bits 24..31 of the careful path's word)
+
+    void byte(Kep32u b) {
+        *out++ = static_cast<Kep8u>(b);
+        if (b == 0xFF) *out++ = 0;
+        last = b;
+    }
+    // Stores the eight bytes of a full accumulator.
+    void flush8(Kep64u w) {
+        // A byte equal to 0xFF needs a stuffed zero: test all eight at once.
+        const Kep64u inv = ~w;
+        if (((inv - 0x0101010101010101ull) & ~inv & 0x8080808080808080ull) == 0) {
+            const Kep64u be = __builtin_bswap64(w);
+            memcpy(out, &be, 8);
+            out += 8;
+            last = static_cast<Kep32u>(w & 0xFF);
+        } else {
+            for (int sh = 56; sh >= 0; sh -= 8) byte(static_cast<Kep32u>(w >> sh) & 0xFF);
+        }
+    }
+    // Appends len (1..32) bits; eight bytes go out each time the accumulator fills.
+    void put(Kep32u value, int len) {
+        free -= len;
+        if (free >= 0) {
+            acc = (acc << len) | value;
+        } else {
+            const int over = -free;  // low bits of value that do not fit
+            flush8((acc << (len - over)) | (value >> over));
+            acc = value;
+            free += 64;
+        }
+    }
+    // The whole bytes still pending go out; returns the number of bits left (0..7).
+    int finish() {
+        int bits = 64 - free;
+        while (bits >= 8) {
+            bits -= 8;
+            byte(static_cast<Kep32u>(acc >> bits) & 0xFF);
+        }
+        return bits;
+    }
+};
+
+inline int category(Kep32s v) {
+    const Kep32u a = static_cast<Kep32u>(v < 0 ? -v : v);
+    return a ? 32 - __builtin_clz(a) : 0;
+}
+
+// Zigzag order of flag bytes with PSHUFB: output vector j (zigzag positions 16j..16j+15) is the
+// OR over input vectors i (natural positions 16i..16i+15) of a shuffle that takes the lanes
+// whose natural position lies in input i and zeroes the others (control byte 0x80).
+struct ShuffleTable {
+    Kep8u ctrl[4][4][16];
+};
+constexpr ShuffleTable makeShuffleTable() {
+    ShuffleTable t{};
+    for (int j = 0; j < 4; ++j)
+        for (int i = 0; i < 4; ++i)
+            for (int b = 0; b < 16; ++b) {
+                const int n = ownZigzagNaturalExt[16 * j + b];
+                t.ctrl[j][i][b] = static_cast<Kep8u>(n / 16 == i ? n % 16 : 0x80);
+            }
+    return t;
+}
+alignas(16) constexpr ShuffleTable kZigzagShuffle = makeShuffleTable();
+
+// Bit k set when zigzag coefficient k is nonzero; *minimum set when an AC coefficient is -32768.
+inline Kep64u zigzagNonzero(const Kep16s* p, bool* minimum) {
+    __m128i zero[4], low = _mm_setzero_si128();
+    const __m128i z = _mm_setzero_si128(), m = _mm_set1_epi16(-32768);
+    for (int i = 0; i < 4; ++i) {
+        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * i));
+        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * i + 8));
+        zero[i] = _mm_packs_epi16(_mm_cmpeq_epi16(a, z), _mm_cmpeq_epi16(b, z));
+        low = _mm_or_si128(low, _mm_or_si128(_mm_cmpeq_epi16(a, m), _mm_cmpeq_epi16(b, m)));
+    }
+    *minimum = (_mm_movemask_epi8(low) & ~3) != 0;  // lanes of coefficient 0 (DC) excluded
+    Kep64u mask = 0;
+    for (int j = 0; j < 4; ++j) {
+        __m128i acc = z;
+        for (int i = 0; i < 4; ++i) {
+            const __m128i c = _mm_load_si128(reinterpret_cast<const __m128i*>(kZigzagShuffle.ctrl[j][i]));
+            acc = _mm_or_si128(acc, _mm_shuffle_epi8(zero[i], c));
+        }
+        mask |= static_cast<Kep64u>(static_cast<Kep16u>(_mm_movemask_epi8(acc))) << (16 * j);
+    }
+    return ~mask;
+}
+
+}  // namespace
+
+bool ownHuffEncodeBlock_fast(const Kep16s* pSrc, const OwnHuffDst& dst, Kep16s* pLastDC,
+                             const KepiEncodeHuffmanSpec* dc, const KepiEncodeHuffmanSpec* ac,
+                             KepiEncodeHuffmanState* st) {
+    const int pos0 = *dst.pos;
+    if (pos0 < 0 || dst.len - pos0 < kOwnHuffFastEncodeRoom) return false;
+
+    // An AC value of -32768 (category 16) is left to the careful path.
+    bool minimum;
+    const Kep64u nonzero = zigzagNonzero(pSrc, &minimum);
+    if (minimum) return false;
+
+    Writer w;
+    w.free = 64 - st->bitCount;
+    w.acc = (static_cast<Kep32u>(st->bitBuffer) >> (24 - st->bitCount)) & ((1u << st->bitCount) - 1);
+    w.out = dst.p + pos0;
+    w.last = static_cast<Kep32u>(st->bitBuffer) >> 24;
+
+    const Kep32s diff = static_cast<Kep32s>(pSrc[0]) - *pLastDC;
+    int s = category(diff);
+    Kep32u e = dc->entry[s];
+    if ((e >> 16) == 0) return false;
+    w.put(((e & 0xFFFF) << s) | ownHuffExtraBits(diff, s), static_cast<int>(e >> 16) + s);  // up to 16 + 16 bits
+
+    const Kep32u zrl = ac->entry[0xF0];
+    int prev = 0;
+    for (Kep64u m = nonzero >> 1 << 1; m; m &= m - 1) {
+        const int k = __builtin_ctzll(m);
+        int run = k - prev - 1;
+        prev = k;
+        if (run > 15) {
+            if ((zrl >> 16) == 0) return false;
+            for (; run > 15; run -= 16) w.put(zrl & 0xFFFF, static_cast<int>(zrl >> 16));
+        }
+        const Kep32s v = pSrc[ownZigzagNaturalExt[k]];
+        const Kep32s sign = v >> 31;
+        s = 32 - __builtin_clz(static_cast<Kep32u>((v ^ sign) - sign));  // v != 0: category 1..15
+        e = ac->entry[run * 16 + s];
+        const int len = static_cast<int>(e >> 16);
+        if (len == 0) return false;
+        // Code and extra bits (v, or v - 1 when negative) together: at most 16 + 15 bits.
+        w.put(((e & 0xFFFF) << s) | (static_cast<Kep32u>(v + sign) & ((1u << s) - 1)), len + s);
+    }
+    if (prev != 63) {
+        e = ac->entry[0x00];
+        if ((e >> 16) == 0) return false;
+        w.put(e & 0xFFFF, static_cast<int>(e >> 16));
+    }
+
+    // Whole bytes left, then the remaining 0..7 bits back into the careful path's word layout.
+    const int bits = w.finish();
+    const Kep32u pending = static_cast<Kep32u>(w.acc) & ((1u << bits) - 1);
+    st->bitBuffer = (w.last << 24) | (pending << (24 - bits));
+    st->bitCount = bits;
+    *pLastDC = pSrc[0];
+    *dst.pos = static_cast<int>(w.out - dst.p);
+    return true;
+}

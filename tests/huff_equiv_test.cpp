@@ -1,0 +1,371 @@
+// Fast against careful baseline block coding. Each random case is a sequence of calls on one
+// stream (blocks, flushes, a destination that runs out, corrupt sources with markers and fill
+// bytes); the careful path alone is the reference, and the exports (fast kernel first) through
+// both slots and the stub must leave identical bytes, positions, markers, last-DC values and whole
+// states after every call. The Direct forms are checked against the stateful ones.
+
+#include <gtest/gtest.h>
+
+#include "huff_jpeg.h"
+#include "kepcheck.h"
+#include "pjdispatch.h"
+
+namespace {
+
+using kepcheck::Rng;
+using kepcheck::Variant;
+using hufftest::Table;
+
+constexpr int kCalls = 6;
+
+// ---- Tables and blocks ----------------------------------------------------------------------
+
+// Lists for the encoder and the decoder of one case: the T.81 example tables, optimal tables of
+// random counts (some symbols missing), every symbol present, or codes forced up to 16 bits.
+Table pickTable(Rng& rng, bool dc) {
+    static const Table standard[4] = {hufftest::standardTable(0), hufftest::standardTable(1), hufftest::standardTable(2),
+                                      hufftest::standardTable(3)};
+    const int kind = static_cast<int>(rng.range(0, 9));
+    if (kind < 3) return standard[dc ? rng.range(0, 1) : rng.range(2, 3)];
+    if (kind == 3) return hufftest::randomTable(rng, dc ? 12 : 120);
+    int stats[257] = {};
+    if (kind < 8) {
+        for (int v = 0; v < 256; ++v) stats[v] = static_cast<int>(rng.range(1, 50));
+    } else {
+        // Counts growing like Fibonacci numbers give lengths past 16 before limiting.
+        int a = 1, b = 1;
+        for (int v = 0; v < 256; ++v) {
+            const int pick = (v * 37 + static_cast<int>(rng.range(0, 3))) & 255;
+            stats[pick] = v < 28 ? a : static_cast<int>(rng.range(1, 3));
+            if (v < 28) {
+                const int n = a + b;
+                a = b;
+                b = n;
+            }
+        }
+    }
+    Table t;
+    kepiEncodeHuffmanRawTableInit_JPEG_8u(stats, t.bits, t.vals);
+    return t;
+}
+
+void randomBlock(Rng& rng, Kep16s* b) {
+    const int kind = static_cast<int>(rng.range(0, 9));
+    for (int i = 0; i < 64; ++i) b[i] = 0;
+    if (kind == 0) {
+        rng.fill(b, 64, {-32768, 32767, 1024, -1024});  // dense, extremes
+    } else if (kind == 1) {
+        b[static_cast<int>(rng.range(0, 1)) ? 63 : 0] = static_cast<Kep16s>(rng.range(-2, 2));  // long runs
+        b[rng.range(0, 63)] = rng.value<Kep16s>();
+    } else {
+        const int density = static_cast<int>(rng.range(1, 60));
+        const int magnitude = rng.chance(80) ? 40 : 2047;
+        for (int i = 0; i < 64; ++i)
+            if (rng.chance(density)) b[i] = static_cast<Kep16s>(rng.range(-magnitude, magnitude));
+        b[0] = static_cast<Kep16s>(rng.range(-2047, 2047));
+    }
+}
+
+// ---- Encoder --------------------------------------------------------------------------------
+
+constexpr int kDstBytes = 1700;
+
+struct EncCase {
+    KepiEncodeHuffmanSpec dc, ac;
+    Kep16s blocks[kCalls][64];
+    Kep32s flush[kCalls];
+    Kep32s len, pos;
+    Kep16s lastDC;
+    KepiEncodeHuffmanState st;
+    Kep8u dst[kDstBytes];
+    // after every call
+    Kep32s result[kCalls], posAfter[kCalls];
+    Kep16s lastDCAfter[kCalls];
+    KepiEncodeHuffmanState stAfter[kCalls];
+};
+
+void generateEnc(Rng& rng, EncCase& c) {
+    c.dc = hufftest::encSpec(pickTable(rng, true));
+    c.ac = hufftest::encSpec(pickTable(rng, false));
+    if (rng.chance(5)) c.ac.entry[rng.chance(50) ? 0x00 : 0xF0] = 0;  // EOB or ZRL missing
+    for (int i = 0; i < kCalls; ++i) {
+        randomBlock(rng, c.blocks[i]);
+        c.flush[i] = rng.chance(8) || (i == kCalls - 1 && rng.chance(50));
+    }
+    c.pos = static_cast<int>(rng.range(0, 64));
+    // Mostly room for everything; often the buffer ends within the sequence, sometimes within
+    // the first block or right at an 0xFF.
+    const int room = rng.chance(60) ? kDstBytes - c.pos : static_cast<int>(rng.range(1, rng.chance(30) ? 40 : 900));
+    c.len = c.pos + room;
+    for (Kep8u& b : c.dst) b = static_cast<Kep8u>(rng.range(0, 255));
+    c.lastDC = rng.value<Kep16s>({2047, -2048});
+    // A state between blocks: 0..7 pending bits left-aligned at bit 23, the last byte above.
+    memset(&c.st, 0, sizeof c.st);
+    c.st.bitCount = static_cast<int>(rng.range(0, 7));
+    const Kep32u pending = static_cast<Kep32u>(rng.range(0, 255)) & (0xFF00u >> c.st.bitCount);
+    c.st.bitBuffer = (static_cast<Kep32u>(rng.range(0, 255)) << 24) | (pending << 16);
+}
+
+using EncodeFn = decltype(&kepiEncodeHuffman8x8_JPEG_16s1u_C1);
+
+// The careful path behind the same checks.
+KepResult carefulEncode(const Kep16s* pSrc, Kep8u* pDst, int len, int* pPos, Kep16s* pLastDC,
+                        const KepiEncodeHuffmanSpec* dc, const KepiEncodeHuffmanSpec* ac, KepiEncodeHuffmanState* st,
+                        int flush) {
+    const OwnHuffDst dst = {pDst, len, pPos};
+    if (flush) return ownHuffFlushBaseline(dst, st);
+    return ownHuffEncodeBlock_careful(pSrc, dst, pLastDC, dc, ac, st);
+}
+
+Variant<EncCase> encVariant(const char* name, EncodeFn fn) {
+    return {name, [fn](EncCase& c) {
+                for (int i = 0; i < kCalls; ++i) {
+                    c.result[i] = fn(c.blocks[i], c.dst, c.len, &c.pos, &c.lastDC, &c.dc, &c.ac, &c.st, c.flush[i]);
+                    c.posAfter[i] = c.pos;
+                    c.lastDCAfter[i] = c.lastDC;
+                    c.stAfter[i] = c.st;
+                }
+                return kepOk;
+            }};
+}
+
+TEST(HuffEquivalence, EncoderFastAndCarefulPathsAgree) {
+    kepcheck::runVariants<EncCase>("encode 8x8", kepcheck::iterations(2000), generateEnc,
+                                   {encVariant("careful", carefulEncode),
+                                    encVariant("slot 0", kepcheck::slot(ownTbl_kepiEncodeHuffman8x8_JPEG_16s1u_C1, 0)),
+                                    encVariant("slot 1", kepcheck::slot(ownTbl_kepiEncodeHuffman8x8_JPEG_16s1u_C1, 1)),
+                                    encVariant("stub", kepiEncodeHuffman8x8_JPEG_16s1u_C1)});
+}
+
+// ---- Decoder --------------------------------------------------------------------------------
+
+constexpr int kSrcBytes = 1400;
+
+struct DecCase {
+    KepiDecodeHuffmanSpec dc, ac;
+    Kep8u src[kSrcBytes];
+    Kep32s len, pos, marker;
+    Kep16s lastDC;
+    KepiDecodeHuffmanState st;
+    // after every call
+    Kep16s out[kCalls][64];
+    Kep32s result[kCalls], posAfter[kCalls], markerAfter[kCalls];
+    Kep16s lastDCAfter[kCalls];
+    KepiDecodeHuffmanState stAfter[kCalls];
+};
+
+// A stream of blocks coded with the same lists, then damaged: flipped bytes, a marker, 0xFF fill
+// bytes, a stray 0xFF, a source that ends early or right after an 0xFF.
+int makeStream(Rng& rng, const Table& dcT, const Table& acT, Kep8u* out, int cap) {
+    KepiEncodeHuffmanSpec dc, ac;
+    int len = 0;
+    if (kepiEncodeHuffmanSpecInit_JPEG_8u(dcT.bits, dcT.vals, &dc) == kepOk &&
+        kepiEncodeHuffmanSpecInit_JPEG_8u(acT.bits, acT.vals, &ac) == kepOk) {
+        KepiEncodeHuffmanState st;
+        kepiEncodeHuffmanStateInit_JPEG_8u(&st);
+        Kep16s lastDC = 0, block[64];
+        for (int i = 0; i < kCalls + 2; ++i) {
+            randomBlock(rng, block);
+            if (kepiEncodeHuffman8x8_JPEG_16s1u_C1(block, out, cap, &len, &lastDC, &dc, &ac, &st, 0) != kepOk) break;
+        }
+        kepiEncodeHuffman8x8_JPEG_16s1u_C1(nullptr, out, cap, &len, nullptr, nullptr, nullptr, &st, 1);
+    }
+    for (int i = len; i < cap; ++i) out[i] = static_cast<Kep8u>(rng.range(0, 255));
+    if (len < 8 || rng.chance(10)) len = cap;  // random bytes
+    const int edits = rng.chance(40) ? 0 : static_cast<int>(rng.range(1, 4));
+    for (int e = 0; e < edits; ++e) {
+        const int at = static_cast<int>(rng.range(0, len - 3));
+        switch (rng.range(0, 3)) {
+            case 0: out[at] = static_cast<Kep8u>(rng.range(0, 255)); break;
+            case 1: out[at] = 0xFF, out[at + 1] = static_cast<Kep8u>(rng.range(0xD0, 0xD9)); break;
+            case 2: out[at] = 0xFF, out[at + 1] = 0xFF, out[at + 2] = static_cast<Kep8u>(rng.range(0xC0, 0xFE)); break;
+            default: out[at] = 0xFF; break;
+        }
+    }
+    if (rng.chance(30)) len = static_cast<int>(rng.range(0, len));
+    if (rng.chance(10) && len > 0) out[len - 1] = 0xFF;
+    return len;
+}
+
+void generateDec(Rng& rng, DecCase& c) {
+    const Table dcT = pickTable(rng, true), acT = pickTable(rng, false);
+    c.dc = hufftest::decSpec(dcT);
+    c.ac = hufftest::decSpec(acT);
+    c.pos = static_cast<int>(rng.range(0, 3));
+    c.len = c.pos + makeStream(rng, dcT, acT, c.src + c.pos, kSrcBytes - c.pos);
+    c.marker = rng.chance(5) ? 0xD0 : 0;
+    c.lastDC = rng.value<Kep16s>();
+    memset(&c.st, 0, sizeof c.st);
+    if (rng.chance(30)) {
+        c.st.bitCount = static_cast<int>(rng.range(0, 32));
+        c.st.bitBuffer = static_cast<Kep32u>(rng.next());
+    }
+}
+
+using DecodeFn = decltype(&kepiDecodeHuffman8x8_JPEG_1u16s_C1);
+
+KepResult carefulDecode(const Kep8u* pSrc, int len, int* pPos, Kep16s* pDst, Kep16s* pLastDC, int* pMarker,
+                        const KepiDecodeHuffmanSpec* dc, const KepiDecodeHuffmanSpec* ac, KepiDecodeHuffmanState* st) {
+    const OwnHuffSrc src = {pSrc, len, pPos, pMarker};
+    return ownHuffDecodeBlock_careful(src, pDst, pLastDC, dc, ac, st);
+}
+
+Variant<DecCase> decVariant(const char* name, DecodeFn fn) {
+    return {name, [fn](DecCase& c) {
+                for (int i = 0; i < kCalls; ++i) {
+                    c.result[i] = fn(c.src, c.len, &c.pos, c.out[i], &c.lastDC, &c.marker, &c.dc, &c.ac, &c.st);
+                    c.posAfter[i] = c.pos;
+                    c.markerAfter[i] = c.marker;
+                    c.lastDCAfter[i] = c.lastDC;
+                    c.stAfter[i] = c.st;
+                }
+                return kepOk;
+            }};
+}
+
+TEST(HuffEquivalence, DecoderFastAndCarefulPathsAgree) {
+    kepcheck::runVariants<DecCase>("decode 8x8", kepcheck::iterations(2000), generateDec,
+                                   {decVariant("careful", carefulDecode),
+                                    decVariant("slot 0", kepcheck::slot(ownTbl_kepiDecodeHuffman8x8_JPEG_1u16s_C1, 0)),
+                                    decVariant("slot 1", kepcheck::slot(ownTbl_kepiDecodeHuffman8x8_JPEG_1u16s_C1, 1)),
+                                    decVariant("stub", kepiDecodeHuffman8x8_JPEG_1u16s_C1)});
+}
+
+// The equivalences above mean something only if the fast kernels take many blocks and also
+// decline in their ways. A kernel that declines must not have moved the position, the marker, the
+// last DC value or the state.
+template <typename Case, typename Fast, typename Same>
+void checkFastKernelCoverage(void (*generate)(Rng&, Case&), Fast tryFast, Same untouched) {
+    Rng rng(kepcheck::seed());
+    int taken = 0, declined = 0;
+    const int n = kepcheck::iterations(1000);
+    for (int i = 0; i < n; ++i) {
+        Case c;
+        generate(rng, c);
+        const Case before = c;
+        if (tryFast(c)) {
+            ++taken;
+        } else {
+            ++declined;
+            ASSERT_TRUE(untouched(before, c)) << "case " << i;
+        }
+    }
+    // Many cases have tables without the symbols of extreme values, little room or damaged data.
+    EXPECT_GT(taken, n / 5);
+    EXPECT_GT(declined, n / 20);
+}
+
+TEST(HuffEquivalence, FastKernelsTakeTypicalBlocksAndDeclineTheRest) {
+    checkFastKernelCoverage<EncCase>(
+        generateEnc,
+        [](EncCase& c) {
+            const OwnHuffDst dst = {c.dst, c.len, &c.pos};
+            return ownHuffEncodeBlock_fast(c.blocks[0], dst, &c.lastDC, &c.dc, &c.ac, &c.st);
+        },
+        [](const EncCase& a, const EncCase& b) {
+            return a.pos == b.pos && a.lastDC == b.lastDC && memcmp(&a.st, &b.st, sizeof a.st) == 0;
+        });
+    checkFastKernelCoverage<DecCase>(
+        generateDec,
+        [](DecCase& c) {
+            const OwnHuffSrc src = {c.src, c.len, &c.pos, &c.marker};
+            return ownHuffDecodeBlock_fast(src, c.out[0], &c.lastDC, &c.dc, &c.ac, &c.st, true);
+        },
+        [](const DecCase& a, const DecCase& b) {
+            return a.pos == b.pos && a.marker == b.marker && a.lastDC == b.lastDC && memcmp(&a.st, &b.st, sizeof a.st) == 0;
+        });
+}
+
+// ---- Direct forms ---------------------------------------------------------------------------
+
+// The Direct decoder on a source that ends in a marker equals the stateful decoder given the
+// whole buffer: same blocks, results, position, marker, last DC and read-ahead bits.
+struct DirectCase {
+    KepiDecodeHuffmanSpec dc, ac;
+    Kep8u src[kSrcBytes + 2];
+    Kep32s pos, marker, bits, count;
+    Kep16s lastDC;
+    Kep16s out[kCalls][64];
+    Kep32s result[kCalls], posAfter[kCalls], markerAfter[kCalls], bitsAfter[kCalls], countAfter[kCalls];
+    Kep16s lastDCAfter[kCalls];
+};
+
+void generateDirect(Rng& rng, DirectCase& c) {
+    DecCase d;
+    generateDec(rng, d);
+    memcpy(&c.dc, &d.dc, sizeof c.dc);
+    memcpy(&c.ac, &d.ac, sizeof c.ac);
+    memcpy(c.src, d.src, static_cast<size_t>(d.len));
+    c.src[d.len] = 0xFF;  // the marker the Direct decoder's caller guarantees
+    c.src[d.len + 1] = 0xD9;
+    c.pos = d.pos;
+    c.marker = d.marker;
+    c.lastDC = d.lastDC;
+    c.bits = static_cast<Kep32s>(d.st.bitBuffer);
+    c.count = d.st.bitCount;
+}
+
+Variant<DirectCase> directVariant(const char* name, bool direct) {
+    return {name, [direct](DirectCase& c) {
+                KepiDecodeHuffmanState st = {static_cast<Kep32u>(c.bits), c.count, 0, 0};
+                int bitsPos = c.pos * 8;
+                Kep32u word = static_cast<Kep32u>(c.bits);
+                for (int i = 0; i < kCalls; ++i) {
+                    if (direct) {
+                        c.result[i] = kepiDecodeHuffman8x8_Direct_JPEG_1u16s_C1(c.src, &bitsPos, c.out[i], &c.lastDC, &c.marker,
+                                                                            &word, &c.count, &c.dc, &c.ac);
+                        c.posAfter[i] = bitsPos / 8;
+                        c.bitsAfter[i] = static_cast<Kep32s>(word);
+                    } else {
+                        c.result[i] = kepiDecodeHuffman8x8_JPEG_1u16s_C1(c.src, kSrcBytes + 2, &c.pos, c.out[i], &c.lastDC,
+                                                                     &c.marker, &c.dc, &c.ac, &st);
+                        c.posAfter[i] = c.pos;
+                        c.bitsAfter[i] = static_cast<Kep32s>(st.bitBuffer);
+                        c.count = st.bitCount;
+                    }
+                    c.countAfter[i] = c.count;
+                    c.markerAfter[i] = c.marker;
+                    c.lastDCAfter[i] = c.lastDC;
+                }
+                c.pos = 0;  // the inputs differ in form only
+                c.bits = 0;
+                return kepOk;
+            }};
+}
+
+TEST(HuffEquivalence, DirectDecoderEqualsStatefulDecoder) {
+    kepcheck::runVariants<DirectCase>("decode direct", kepcheck::iterations(2000), generateDirect,
+                                      {directVariant("stateful", false), directVariant("direct", true)});
+}
+
+// The Direct encoder leaves in the buffer what the stateful encoder has written plus its pending
+// bits, left-aligned in the last byte, and counts the position in bits.
+TEST(HuffEquivalence, DirectEncoderEqualsStatefulEncoder) {
+    Rng rng(kepcheck::seed());
+    for (int n = 0; n < kepcheck::iterations(1500); ++n) {
+        EncCase c;
+        generateEnc(rng, c);
+        // Room for any six blocks (518 bytes each at most) in both forms.
+        std::vector<Kep8u> stateful(kCalls * 518, 0), direct(kCalls * 518, 0);
+        KepiEncodeHuffmanState st;
+        kepiEncodeHuffmanStateInit_JPEG_8u(&st);
+        int pos = 0, bits = 0;
+        Kep16s lastA = c.lastDC, lastB = c.lastDC;
+        for (int i = 0; i < kCalls; ++i) {
+            const KepResult r = kepiEncodeHuffman8x8_JPEG_16s1u_C1(c.blocks[i], stateful.data(), static_cast<int>(stateful.size()),
+                                                                   &pos, &lastA, &c.dc, &c.ac, &st, 0);
+            ASSERT_NE(kepErrStreamEnd, r);
+            ASSERT_EQ(kepOk, kepiEncodeHuffman8x8_Direct_JPEG_16s1u_C1(c.blocks[i], direct.data(), &bits, &lastB, &c.dc, &c.ac));
+            ASSERT_EQ(lastA, lastB);
+            // Also after a missing code (-64): both forms keep what was written before it.
+            ASSERT_EQ(pos * 8 + st.bitCount, bits) << "case " << n << " call " << i;
+            ASSERT_EQ(0, memcmp(stateful.data(), direct.data(), static_cast<size_t>(pos)));
+            if (st.bitCount) {
+                ASSERT_EQ(static_cast<Kep8u>(st.bitBuffer >> 16), direct[static_cast<size_t>(pos)]);
+            }
+            if (r != kepOk) break;
+        }
+    }
+}
+
+}  // namespace
