@@ -1,0 +1,118 @@
+// SSSE3 forward 8x8 DCT with quantization. The column pass runs on all eight columns at once in
+// 16-bit lanes (one row per register); the row pass forms the sums and differences of each row and
+// takes the eight outputs from paired 16x16->32 multiply-adds; the quantization forms the 32-bit
+// products x * f from their low and high halves. Bit for bit the arithmetic of fdct_c.cpp.
+
+#include <tmmintrin.h>
+
+#include "dct.h"
+
+namespace {
+
+constexpr int kEvenLayout[4][8] = {{4, 4, 2, 6, 4, -4, 6, -2}, {4, 4, -6, -2, -4, 4, 2, -6}, KEP_DCT_ODD_LAYOUT};
+constexpr OwnMaddWeights kWeights = ownMaddWeights(kEvenLayout);
+
+inline __m128i ld(const void* p) { return _mm_loadu_si128(static_cast<const __m128i*>(p)); }
+inline __m128i w(int group, int m) { return _mm_load_si128(reinterpret_cast<const __m128i*>(kWeights.v[group][m])); }
+
+// Column pass over the eight row registers r[0..7]; see fdct_c.cpp for the arithmetic.
+inline void columns(__m128i* r) {
+    const __m128i one = _mm_set1_epi16(1);
+    const __m128i t1 = _mm_set1_epi16(kDctT1), t2 = _mm_set1_epi16(kDctT2);
+    const __m128i t3 = _mm_set1_epi16(kDctT3), c4 = _mm_set1_epi16(kDctC4);
+    const __m128i s07 = _mm_adds_epi16(r[0], r[7]), s16 = _mm_adds_epi16(r[1], r[6]);
+    const __m128i s25 = _mm_adds_epi16(r[2], r[5]), s34 = _mm_adds_epi16(r[3], r[4]);
+    const __m128i d07 = _mm_subs_epi16(r[0], r[7]), d16 = _mm_subs_epi16(r[1], r[6]);
+    const __m128i d25 = _mm_subs_epi16(r[2], r[5]), d34 = _mm_subs_epi16(r[3], r[4]);
+
+    const __m128i A = _mm_slli_epi16(s16, 3), B = _mm_slli_epi16(s25, 3);
+    const __m128i e = _mm_subs_epi16(A, B), f = _mm_adds_epi16(A, B);
+    const __m128i g = _mm_slli_epi16(_mm_subs_epi16(s07, s34), 3);
+    const __m128i h = _mm_slli_epi16(_mm_adds_epi16(s07, s34), 3);
+    r[0] = _mm_adds_epi16(h, f);
+    r[4] = _mm_subs_epi16(h, f);
+    r[2] = _mm_or_si128(_mm_adds_epi16(g, _mm_mulhi_epi16(e, t2)), one);
+    r[6] = _mm_or_si128(_mm_subs_epi16(_mm_mulhi_epi16(g, t2), e), one);
+
+    const __m128i D16 = _mm_slli_epi16(d16, 4), D25 = _mm_slli_epi16(d25, 4);
+    const __m128i p = _mm_or_si128(_mm_mulhi_epi16(_mm_adds_epi16(D16, D25), c4), one);
+    const __m128i q = _mm_mulhi_epi16(_mm_subs_epi16(D16, D25), c4);
+    const __m128i D34 = _mm_slli_epi16(d34, 3), D07 = _mm_slli_epi16(d07, 3);
+    const __m128i u = _mm_adds_epi16(D34, q), wv = _mm_subs_epi16(D34, q);
+    const __m128i a = _mm_adds_epi16(D07, p), b = _mm_subs_epi16(D07, p);
+    r[1] = _mm_or_si128(_mm_adds_epi16(_mm_mulhi_epi16(u, t1), a), one);
+    r[7] = _mm_subs_epi16(_mm_mulhi_epi16(a, t1), u);
+    r[3] = _mm_subs_epi16(b, _mm_adds_epi16(_mm_mulhi_epi16(wv, t3), wv));
+    r[5] = _mm_adds_epi16(_mm_adds_epi16(_mm_mulhi_epi16(b, t3), b), wv);
+}
+
+// Row pass of one row register y with the weights of its group: lanes 0..3 of y + reverse(y) and
+// y - reverse(y) are s0..s3 and d0..d3; the pairs (s0, s1), (s2, s3), (d0, d1), (d2, d3) are
+// broadcast and multiplied-added to give z0, z2, z4, z6 and z1, z3, z5, z7 as 32-bit sums.
+inline __m128i row(__m128i y, int group) {
+    const __m128i reverse = _mm_setr_epi8(14, 15, 12, 13, 10, 11, 8, 9, 6, 7, 4, 5, 2, 3, 0, 1);
+    const __m128i interleave = _mm_setr_epi8(0, 1, 8, 9, 2, 3, 10, 11, 4, 5, 12, 13, 6, 7, 14, 15);
+    const __m128i round = _mm_set1_epi32(1 << 19);
+    const __m128i yr = _mm_shuffle_epi8(y, reverse);
+    const __m128i sd = _mm_unpacklo_epi64(_mm_adds_epi16(y, yr), _mm_subs_epi16(y, yr));
+    __m128i even = _mm_add_epi32(_mm_madd_epi16(_mm_shuffle_epi32(sd, 0x00), w(group, 0)),
+                                 _mm_madd_epi16(_mm_shuffle_epi32(sd, 0x55), w(group, 1)));
+    __m128i odd = _mm_add_epi32(_mm_madd_epi16(_mm_shuffle_epi32(sd, 0xAA), w(group, 2)),
+                                _mm_madd_epi16(_mm_shuffle_epi32(sd, 0xFF), w(group, 3)));
+    even = _mm_srai_epi32(_mm_add_epi32(even, round), 20);
+    odd = _mm_srai_epi32(_mm_add_epi32(odd, round), 20);
+    return _mm_shuffle_epi8(_mm_packs_epi32(even, odd), interleave);
+}
+
+// p = x * f with f unsigned: the signed high half plus x where f >= 32768; then
+// (p + 16383 + ((p >> 15) & 1)) >> 15, packed with saturation.
+inline __m128i quantRound(__m128i p) {
+    const __m128i bias = _mm_set1_epi32(16383), bit = _mm_set1_epi32(1);
+    const __m128i odd = _mm_and_si128(_mm_srai_epi32(p, 15), bit);
+    return _mm_srai_epi32(_mm_add_epi32(_mm_add_epi32(p, bias), odd), 15);
+}
+inline __m128i quantize(__m128i x, __m128i f) {
+    const __m128i lo = _mm_mullo_epi16(x, f);
+    const __m128i hi = _mm_add_epi16(_mm_mulhi_epi16(x, f), _mm_and_si128(x, _mm_srai_epi16(f, 15)));
+    return _mm_packs_epi32(quantRound(_mm_unpacklo_epi16(lo, hi)), quantRound(_mm_unpackhi_epi16(lo, hi)));
+}
+
+inline void transformQuantize(__m128i* r, Kep16s* pDst, const Kep16u* pTable) {
+    columns(r);
+    for (int k = 0; k < 8; ++k) {
+        const __m128i z = row(r[k], kDctRowGroup[k]);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(pDst + 8 * k), quantize(z, ld(pTable + 8 * k)));
+    }
+}
+
+}  // namespace
+
+void ownDCTQuantFwd8x8_ssse3(const Kep16s* pSrc, Kep16s* pDst, const Kep16u* pTable) {
+    __m128i r[8];
+    for (int k = 0; k < 8; ++k) r[k] = ld(pSrc + 8 * k);
+    transformQuantize(r, pDst, pTable);
+}
+
+void ownDCTQuantFwd8x8LS_ssse3(const Kep8u* pSrc, int srcStep, Kep16s* pDst, const Kep16u* pTable) {
+    const __m128i zero = _mm_setzero_si128(), shift = _mm_set1_epi16(128);
+    __m128i r[8];
+    for (int k = 0; k < 8; ++k) {
+        const __m128i s = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(pSrc + static_cast<ptrdiff_t>(k) * srcStep));
+        r[k] = _mm_sub_epi16(_mm_unpacklo_epi8(s, zero), shift);
+    }
+    transformQuantize(r, pDst, pTable);
+}
+
+void ownSub128_ssse3(const Kep8u* pSrc, int srcStep, Kep16s* pDst, int dstStep, int width, int height) {
+    const __m128i zero = _mm_setzero_si128(), shift = _mm_set1_epi16(128);
+    for (int r = 0; r < height; ++r) {
+        const Kep8u* s = pSrc + static_cast<ptrdiff_t>(r) * srcStep;
+        Kep8u* d = reinterpret_cast<Kep8u*>(pDst) + static_cast<ptrdiff_t>(r) * dstStep;
+        int c = 0;
+        for (; c + 8 <= width; c += 8) {
+            const __m128i v = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(s + c));
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 2 * c), _mm_sub_epi16(_mm_unpacklo_epi8(v, zero), shift));
+        }
+        for (; c < width; ++c) ownStore16s(d + 2 * c, static_cast<Kep16s>(s[c] - 128));
+    }
+}

@@ -1,0 +1,84 @@
+// Decoder side of the 8x8 DCT: the integer inverse DCT fused with dequantization, its DC-only,
+// 2x2 and 4x4 shortcuts, the reduced-size 2x2 and 4x4 forms, and the level shift. The exports
+// check their arguments and run the kernels, which read and write at any address.
+
+#include "dct.h"
+#include "pjdispatch.h"
+
+namespace {
+
+// The checks shared by every form that writes an 8-bit plane: block and plane pointers, the plane's
+// step, then the table.
+inline KepResult checkLS(const void* pSrc, const void* pDst, int dstStep, const void* pTable) {
+    if (!pSrc || !pDst) return kepErrNullPtr;
+    if (dstStep < 1) return kepErrStep;
+    if (!pTable) return kepErrNullPtr;
+    return kepOk;
+}
+
+}  // namespace
+
+KepResult own_kepiDCTQuantInv8x8_JPEG_16s_C1(const Kep16s* pSrc, Kep16s* pDst, const Kep16u* pQuantInvTable) {
+    if (!pSrc || !pDst || !pQuantInvTable) return kepErrNullPtr;
+    // A pointer at an odd address dequantizes with saturation instead of wrapping.
+    ownDCTQuantInv8x8_ssse3(pSrc, pDst, pQuantInvTable, !ownAllAligned(2, pSrc, pDst, pQuantInvTable));
+    return kepOk;
+}
+
+KepResult own_kepiDCTQuantInv8x8_JPEG_16s_C1I(Kep16s* pSrcDst, const Kep16u* pQuantInvTable) {
+    if (!pSrcDst || !pQuantInvTable) return kepErrNullPtr;
+    ownDCTQuantInv8x8_ssse3(pSrcDst, pSrcDst, pQuantInvTable, false);
+    return kepOk;
+}
+
+KepResult own_kepiDCTQuantInv8x8LS_JPEG_16s8u_C1R(const Kep16s* pSrc, Kep8u* pDst, int dstStep,
+                                                   const Kep16u* pQuantInvTable) {
+    const KepResult r = checkLS(pSrc, pDst, dstStep, pQuantInvTable);
+    if (r == kepOk) ownDCTQuantInv8x8LS_ssse3(pSrc, pDst, dstStep, pQuantInvTable);
+    return r;
+}
+
+KepResult own_kepiDCTQuantInv8x8LS_1x1_JPEG_16s8u_C1R(const Kep16s* pSrc, Kep8u* pDst, int dstStep,
+                                                       const Kep16u* pQuantInvTable) {
+    const KepResult r = checkLS(pSrc, pDst, dstStep, pQuantInvTable);
+    if (r == kepOk) ownDCTQuantInv8x8LS_1x1_ssse3(pSrc, pDst, dstStep, pQuantInvTable);
+    return r;
+}
+
+KepResult own_kepiDCTQuantInv8x8LS_2x2_JPEG_16s8u_C1R(const Kep16s* pSrc, Kep8u* pDst, int dstStep,
+                                                       const Kep16u* pQuantInvTable) {
+    const KepResult r = checkLS(pSrc, pDst, dstStep, pQuantInvTable);
+    if (r == kepOk) ownDCTQuantInv8x8LS_2x2_ssse3(pSrc, pDst, dstStep, pQuantInvTable);
+    return r;
+}
+
+KepResult own_kepiDCTQuantInv8x8LS_4x4_JPEG_16s8u_C1R(const Kep16s* pSrc, Kep8u* pDst, int dstStep,
+                                                       const Kep16u* pQuantInvTable) {
+    const KepResult r = checkLS(pSrc, pDst, dstStep, pQuantInvTable);
+    if (r == kepOk) ownDCTQuantInv8x8LS_4x4_ssse3(pSrc, pDst, dstStep, pQuantInvTable);
+    return r;
+}
+
+KepResult own_kepiDCTQuantInv8x8To2x2LS_JPEG_16s8u_C1R(const Kep16s* pSrc, Kep8u* pDst, int dstStep,
+                                                        const Kep16u* pQuantInvTable) {
+    const KepResult r = checkLS(pSrc, pDst, dstStep, pQuantInvTable);
+    if (r == kepOk) ownDCTQuantInv8x8ToNxNLS_c(pSrc, pDst, dstStep, pQuantInvTable, 2);
+    return r;
+}
+
+KepResult own_kepiDCTQuantInv8x8To4x4LS_JPEG_16s8u_C1R(const Kep16s* pSrc, Kep8u* pDst, int dstStep,
+                                                        const Kep16u* pQuantInvTable) {
+    const KepResult r = checkLS(pSrc, pDst, dstStep, pQuantInvTable);
+    if (r == kepOk) ownDCTQuantInv8x8ToNxNLS_c(pSrc, pDst, dstStep, pQuantInvTable, 4);
+    return r;
+}
+
+KepResult own_kepiAdd128_JPEG_16s8u_C1R(const Kep16s* pSrc, int srcStep, Kep8u* pDst, int dstStep, KepiSize roiSize) {
+    if (!pSrc) return kepErrNullPtr;
+    if (srcStep < 1) return kepErrStep;
+    if (!pDst) return kepErrNullPtr;
+    if (dstStep < 1) return kepErrStep;
+    if (roiSize.width < 1 || roiSize.height < 1) return kepErrSize;
+    ownAdd128_ssse3(pSrc, srcStep, pDst, dstStep, roiSize.width, roiSize.height);
+    return kepOk;
+}

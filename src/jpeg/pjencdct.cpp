@@ -1,0 +1,37 @@
+// Encoder side of the 8x8 DCT: level shift, and the integer forward DCT fused with quantization.
+// The exports check their arguments and run the SSSE3 kernels, which read and write at any address.
+
+#include "dct.h"
+#include "pjdispatch.h"
+
+KepResult own_kepiSub128_JPEG_8u16s_C1R(const Kep8u* pSrc, int srcStep, Kep16s* pDst, int dstStep, KepiSize roiSize) {
+    if (!pSrc) return kepErrNullPtr;
+    if (srcStep < 1) return kepErrStep;
+    if (!pDst) return kepErrNullPtr;
+    if (dstStep < 1) return kepErrStep;
+    if (roiSize.width < 1 || roiSize.height < 1) return kepErrSize;
+    ownSub128_ssse3(pSrc, srcStep, pDst, dstStep, roiSize.width, roiSize.height);
+    return kepOk;
+}
+
+KepResult own_kepiDCTQuantFwd8x8_JPEG_16s_C1(const Kep16s* pSrc, Kep16s* pDst, const Kep16u* pQuantFwdTable) {
+    if (!pSrc || !pDst || !pQuantFwdTable) return kepErrNullPtr;
+    ownDCTQuantFwd8x8_ssse3(pSrc, pDst, pQuantFwdTable);
+    return kepOk;
+}
+
+KepResult own_kepiDCTQuantFwd8x8_JPEG_16s_C1I(Kep16s* pSrcDst, const Kep16u* pQuantFwdTable) {
+    if (!pSrcDst || !pQuantFwdTable) return kepErrNullPtr;
+    ownDCTQuantFwd8x8_ssse3(pSrcDst, pSrcDst, pQuantFwdTable);
+    return kepOk;
+}
+
+KepResult own_kepiDCTQuantFwd8x8LS_JPEG_8u16s_C1R(const Kep8u* pSrc, int srcStep, Kep16s* pDst,
+                                                   const Kep16u* pQuantFwdTable) {
+    // The step is tested after both block pointers and before the table.
+    if (!pSrc || !pDst) return kepErrNullPtr;
+    if (srcStep < 1) return kepErrStep;
+    if (!pQuantFwdTable) return kepErrNullPtr;
+    ownDCTQuantFwd8x8LS_ssse3(pSrc, srcStep, pDst, pQuantFwdTable);
+    return kepOk;
+}
