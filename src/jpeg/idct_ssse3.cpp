@@ -3,7 +3,8 @@
 // multiply-adds; the column pass runs on all eight columns at once in 16-bit lanes. The 4x4 and
 // 2x2 forms are the same arithmetic with the terms of the zero coefficients left out, which is
 // exact (x + 0 and M(0, c) are x and 0 in saturating arithmetic too), so they equal the full
-// transform on blocks whose other coefficients are zero. Bit for bit the arithmetic of idct_c.cpp.
+// transform on blocks whose other coefficients are zero. The rounding constants of the zero rows
+// are kept: row 2's (2260) still gives 1 after the shift. Bit for bit the arithmetic of idct_c.cpp.
 
 #include <tmmintrin.h>
 
@@ -56,17 +57,17 @@ inline __m128i row(__m128i x, int r) {
     return _mm_packs_epi32(lo, hi);
 }
 
-// Column pass over the row registers R[0..7]; rows N..7 are zero and their terms are left out.
+// Column pass over the row registers R[0..7]. With N < 8, rows 3..7 are zero and their terms are
+// left out; row 2 is a constant row of ones when N = 2.
 template <int N>
 inline void columns(__m128i* R) {
     const __m128i t1 = _mm_set1_epi16(kDctT1), t2 = _mm_set1_epi16(kDctT2), t3 = _mm_set1_epi16(kDctT3);
     const __m128i c4m = _mm_set1_epi16(kDctC4m), zero = _mm_setzero_si128();
-    __m128i c = R[1], d = _mm_mulhi_epi16(R[1], t1), e = zero, f = zero, a = zero, b = zero, s04 = R[0], d04 = R[0];
+    __m128i c = R[1], d = _mm_mulhi_epi16(R[1], t1), e = zero, f = zero, s04 = R[0], d04 = R[0];
+    __m128i a = R[2], b = _mm_mulhi_epi16(R[2], t2);
     if constexpr (N >= 4) {
         e = R[3];
         f = _mm_subs_epi16(zero, _mm_adds_epi16(_mm_mulhi_epi16(R[3], t3), R[3]));
-        a = R[2];
-        b = _mm_mulhi_epi16(R[2], t2);
     }
     if constexpr (N == 8) {
         c = _mm_adds_epi16(c, _mm_mulhi_epi16(R[7], t1));
@@ -99,7 +100,8 @@ inline void columns(__m128i* R) {
 template <int N, bool Saturate>
 inline void inverse(const Kep16s* pSrc, const Kep16u* pTable, __m128i* R) {
     for (int r = 0; r < N; ++r) R[r] = row<N>(dequantize<Saturate>(loadRow<N>(pSrc + 8 * r), loadRow<N>(pTable + 8 * r)), r);
-    for (int r = N; r < 8; ++r) R[r] = _mm_setzero_si128();  // (0 + R_r) >> 11 is 0 for rows 1..7
+    // An all-zero row r gives (0 + R_r + 0) >> 11 everywhere: 1 for row 2 (2260), 0 for rows 3..7.
+    for (int r = N; r < 8; ++r) R[r] = _mm_set1_epi16(static_cast<Kep16s>(kIdctRowRound[r] >> 11));
     columns<N>(R);
 }
 
