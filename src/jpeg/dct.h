@@ -52,9 +52,6 @@ constexpr OwnMaddWeights ownMaddWeights(const int (&layout)[4][8]) {
             }
     return w;
 }
-// The odd-frequency products of both row passes, applied to the pairs (v1, v3) and (v5, v7) of the
-// inverse or (d0, d1) and (d2, d3) of the forward transform, give the four odd sums in order.
-#define KEP_DCT_ODD_LAYOUT {1, 3, 3, -7, 5, -1, 7, -5}, {5, 7, -1, -5, 7, 3, 3, -1}
 
 // Scalar forms of the 16-bit operations, for the references.
 static inline Kep16s ownAdds16(Kep16s a, Kep16s b) { return ownSat16s(static_cast<Kep32s>(a) + b); }

@@ -9,8 +9,14 @@
 
 namespace {
 
-constexpr int kEvenLayout[4][8] = {{4, 4, 2, 6, 4, -4, 6, -2}, {4, 4, -6, -2, -4, 4, 2, -6}, KEP_DCT_ODD_LAYOUT};
-constexpr OwnMaddWeights kWeights = ownMaddWeights(kEvenLayout);
+// Row-pass weights: with A = (s0, s1), (d0, d1), (s0, s1), (d0, d1) and
+// B = (s2, s3), (d2, d3), (s2, s3), (d2, d3), madd(A, W0) + madd(B, W1) is z0..z3 and
+// madd(A, W2) + madd(B, W3) is z4..z7.
+constexpr int kLayout[4][8] = {{4, 4, 1, 3, 2, 6, 3, -7},
+                               {4, 4, 5, 7, -6, -2, -1, -5},
+                               {4, -4, 5, -1, 6, -2, 7, -5},
+                               {-4, 4, 7, 3, 2, -6, 3, -1}};
+constexpr OwnMaddWeights kWeights = ownMaddWeights(kLayout);
 
 inline __m128i ld(const void* p) { return _mm_loadu_si128(static_cast<const __m128i*>(p)); }
 inline __m128i w(int group, int m) { return _mm_load_si128(reinterpret_cast<const __m128i*>(kWeights.v[group][m])); }
@@ -47,38 +53,38 @@ inline void columns(__m128i* r) {
 }
 
 // Row pass of one row register y with the weights of its group: lanes 0..3 of y + reverse(y) and
-// y - reverse(y) are s0..s3 and d0..d3; the pairs (s0, s1), (s2, s3), (d0, d1), (d2, d3) are
-// broadcast and multiplied-added to give z0, z2, z4, z6 and z1, z3, z5, z7 as 32-bit sums.
+// y - reverse(y) are s0..s3 and d0..d3; their pairs, interleaved and broadcast, are
+// multiplied-added into z0..z3 and z4..z7 as 32-bit sums.
 inline __m128i row(__m128i y, int group) {
     const __m128i reverse = _mm_setr_epi8(14, 15, 12, 13, 10, 11, 8, 9, 6, 7, 4, 5, 2, 3, 0, 1);
-    const __m128i interleave = _mm_setr_epi8(0, 1, 8, 9, 2, 3, 10, 11, 4, 5, 12, 13, 6, 7, 14, 15);
     const __m128i round = _mm_set1_epi32(1 << 19);
     const __m128i yr = _mm_shuffle_epi8(y, reverse);
-    const __m128i sd = _mm_unpacklo_epi64(_mm_adds_epi16(y, yr), _mm_subs_epi16(y, yr));
-    __m128i even = _mm_add_epi32(_mm_madd_epi16(_mm_shuffle_epi32(sd, 0x00), w(group, 0)),
-                                 _mm_madd_epi16(_mm_shuffle_epi32(sd, 0x55), w(group, 1)));
-    __m128i odd = _mm_add_epi32(_mm_madd_epi16(_mm_shuffle_epi32(sd, 0xAA), w(group, 2)),
-                                _mm_madd_epi16(_mm_shuffle_epi32(sd, 0xFF), w(group, 3)));
-    even = _mm_srai_epi32(_mm_add_epi32(even, round), 20);
-    odd = _mm_srai_epi32(_mm_add_epi32(odd, round), 20);
-    return _mm_shuffle_epi8(_mm_packs_epi32(even, odd), interleave);
+    const __m128i sd = _mm_unpacklo_epi32(_mm_adds_epi16(y, yr), _mm_subs_epi16(y, yr));
+    const __m128i a = _mm_shuffle_epi32(sd, 0x44), b = _mm_shuffle_epi32(sd, 0xEE);
+    __m128i lo = _mm_add_epi32(_mm_madd_epi16(a, w(group, 0)), _mm_madd_epi16(b, w(group, 1)));
+    __m128i hi = _mm_add_epi32(_mm_madd_epi16(a, w(group, 2)), _mm_madd_epi16(b, w(group, 3)));
+    lo = _mm_srai_epi32(_mm_add_epi32(lo, round), 20);
+    hi = _mm_srai_epi32(_mm_add_epi32(hi, round), 20);
+    return _mm_packs_epi32(lo, hi);
 }
 
-// p = x * f with f unsigned: the signed high half plus x where f >= 32768; then
-// (p + 16383 + ((p >> 15) & 1)) >> 15, packed with saturation.
-inline __m128i quantRound(__m128i p) {
-    const __m128i bias = _mm_set1_epi32(16383), bit = _mm_set1_epi32(1);
-    const __m128i odd = _mm_and_si128(_mm_srai_epi32(p, 15), bit);
-    return _mm_srai_epi32(_mm_add_epi32(_mm_add_epi32(p, bias), odd), 15);
-}
+// p = x * f with f unsigned, as its signed high half hi (the signed high product, plus x where
+// f >= 32768) and its unsigned low half lo. Then (p + 16383 + ((p >> 15) & 1)) >> 15 is
+// 2 hi + carry with carry = (lo + 16383 + (lo >> 15)) >> 15 = [lo >= 16385] + [lo >= 49152],
+// saturated; hi + (hi + carry) saturates exactly when 2 hi + carry does. The unsigned comparisons
+// are signed ones after flipping the top bit.
 inline __m128i quantize(__m128i x, __m128i f) {
-    const __m128i lo = _mm_mullo_epi16(x, f);
+    const __m128i lo = _mm_xor_si128(_mm_mullo_epi16(x, f), _mm_set1_epi16(-32768));
     const __m128i hi = _mm_add_epi16(_mm_mulhi_epi16(x, f), _mm_and_si128(x, _mm_srai_epi16(f, 15)));
-    return _mm_packs_epi32(quantRound(_mm_unpacklo_epi16(lo, hi)), quantRound(_mm_unpackhi_epi16(lo, hi)));
+    const __m128i ge16385 = _mm_cmpgt_epi16(lo, _mm_set1_epi16(16384 - 32768));
+    const __m128i ge49152 = _mm_cmpgt_epi16(lo, _mm_set1_epi16(49151 - 32768));
+    const __m128i carry = _mm_add_epi16(ge16385, ge49152);  // 0, -1 or -2
+    return _mm_adds_epi16(hi, _mm_subs_epi16(hi, carry));
 }
 
-inline void transformQuantize(__m128i* r, Kep16s* pDst, const Kep16u* pTable) {
+__attribute__((always_inline)) inline void transformQuantize(__m128i* r, Kep16s* pDst, const Kep16u* pTable) {
     columns(r);
+#pragma GCC unroll 8
     for (int k = 0; k < 8; ++k) {
         const __m128i z = row(r[k], kDctRowGroup[k]);
         _mm_storeu_si128(reinterpret_cast<__m128i*>(pDst + 8 * k), quantize(z, ld(pTable + 8 * k)));

@@ -1,5 +1,5 @@
-// SSSE3 inverse 8x8 DCT with dequantization. The row pass de-interleaves each row into the pairs
-// (x0, x2), (x4, x6), (x1, x3), (x5, x7) and takes the even and odd sums from paired 16x16->32
+// SSSE3 inverse 8x8 DCT with dequantization. The row pass broadcasts each of the pairs
+// (x0, x2), (x4, x6), (x1, x3), (x5, x7) of a row and takes the even and odd sums from paired 16x16->32
 // multiply-adds; the column pass runs on all eight columns at once in 16-bit lanes. The 4x4 and
 // 2x2 forms are the same arithmetic with the terms of the zero coefficients left out, which is
 // exact (x + 0 and M(0, c) are x and 0 in saturating arithmetic too), so they equal the full
@@ -12,7 +12,12 @@
 
 namespace {
 
-constexpr int kLayout[4][8] = {{4, 2, 4, 6, 4, -6, 4, -2}, {4, 6, -4, -2, -4, 2, 4, -6}, KEP_DCT_ODD_LAYOUT};
+// Row-pass weights: madd of the broadcast pairs (x0, x2), (x4, x6) with W0, W1 gives E0..E3, of
+// (x1, x3), (x5, x7) with W2, W3 gives O0..O3.
+constexpr int kLayout[4][8] = {{4, 2, 4, 6, 4, -6, 4, -2},
+                               {4, 6, -4, -2, -4, 2, 4, -6},
+                               {1, 3, 3, -7, 5, -1, 7, -5},
+                               {5, 7, -1, -5, 7, 3, 3, -1}};
 constexpr OwnMaddWeights kWeights = ownMaddWeights(kLayout);
 
 inline __m128i w(int group, int m) { return _mm_load_si128(reinterpret_cast<const __m128i*>(kWeights.v[group][m])); }
@@ -42,14 +47,17 @@ inline __m128i dequantize(__m128i x, __m128i q) {
 // which are zero.
 template <int N>
 inline __m128i row(__m128i x, int r) {
-    const __m128i pairs = _mm_setr_epi8(0, 1, 4, 5, 8, 9, 12, 13, 2, 3, 6, 7, 10, 11, 14, 15);
+    // Each pair broadcast to the four 32-bit lanes.
+    const __m128i x02 = _mm_setr_epi8(0, 1, 4, 5, 0, 1, 4, 5, 0, 1, 4, 5, 0, 1, 4, 5);
+    const __m128i x46 = _mm_setr_epi8(8, 9, 12, 13, 8, 9, 12, 13, 8, 9, 12, 13, 8, 9, 12, 13);
+    const __m128i x13 = _mm_setr_epi8(2, 3, 6, 7, 2, 3, 6, 7, 2, 3, 6, 7, 2, 3, 6, 7);
+    const __m128i x57 = _mm_setr_epi8(10, 11, 14, 15, 10, 11, 14, 15, 10, 11, 14, 15, 10, 11, 14, 15);
     const int g = kDctRowGroup[r];
-    const __m128i xp = _mm_shuffle_epi8(x, pairs);
-    __m128i even = _mm_madd_epi16(_mm_shuffle_epi32(xp, 0x00), w(g, 0));
-    __m128i odd = _mm_madd_epi16(_mm_shuffle_epi32(xp, 0xAA), w(g, 2));
+    __m128i even = _mm_madd_epi16(_mm_shuffle_epi8(x, x02), w(g, 0));
+    __m128i odd = _mm_madd_epi16(_mm_shuffle_epi8(x, x13), w(g, 2));
     if constexpr (N == 8) {
-        even = _mm_add_epi32(even, _mm_madd_epi16(_mm_shuffle_epi32(xp, 0x55), w(g, 1)));
-        odd = _mm_add_epi32(odd, _mm_madd_epi16(_mm_shuffle_epi32(xp, 0xFF), w(g, 3)));
+        even = _mm_add_epi32(even, _mm_madd_epi16(_mm_shuffle_epi8(x, x46), w(g, 1)));
+        odd = _mm_add_epi32(odd, _mm_madd_epi16(_mm_shuffle_epi8(x, x57), w(g, 3)));
     }
     even = _mm_add_epi32(even, _mm_set1_epi32(kIdctRowRound[r]));
     const __m128i lo = _mm_srai_epi32(_mm_add_epi32(even, odd), 11);                               // y0..y3
@@ -99,6 +107,7 @@ inline void columns(__m128i* R) {
 // The transformed block in R[0..7], rows of 16-bit samples (not level-shifted).
 template <int N, bool Saturate>
 inline void inverse(const Kep16s* pSrc, const Kep16u* pTable, __m128i* R) {
+#pragma GCC unroll 8
     for (int r = 0; r < N; ++r) R[r] = row<N>(dequantize<Saturate>(loadRow<N>(pSrc + 8 * r), loadRow<N>(pTable + 8 * r)), r);
     // An all-zero row r gives (0 + R_r + 0) >> 11 everywhere: 1 for row 2 (2260), 0 for rows 3..7.
     for (int r = N; r < 8; ++r) R[r] = _mm_set1_epi16(static_cast<Kep16s>(kIdctRowRound[r] >> 11));
@@ -110,6 +119,7 @@ inline void inverseLS(const Kep16s* pSrc, Kep8u* pDst, int dstStep, const Kep16u
     __m128i R[8];
     inverse<N, false>(pSrc, pTable, R);
     const __m128i shift = _mm_set1_epi16(128);
+#pragma GCC unroll 8
     for (int r = 0; r < 8; ++r) {
         const __m128i v = _mm_packus_epi16(_mm_add_epi16(R[r], shift), R[r]);
         _mm_storel_epi64(reinterpret_cast<__m128i*>(pDst + static_cast<ptrdiff_t>(r) * dstStep), v);
