@@ -53,6 +53,15 @@ constexpr OwnMaddWeights ownMaddWeights(const int (&layout)[4][8]) {
     return w;
 }
 
+// Scale factors of the single-precision transforms (scaled factorisation of Arai, Agui and
+// Nakajima): sqrt(2) cos(k pi / 16) for k = 2, 6; 1 for k = 0, 4; and for odd k the same times
+// `odd`, the extra factor by which the factorisation scales its odd half.
+constexpr double ownAanScale(int k, double odd) {
+    constexpr double c[8] = {1.0, 0.98078528040323043, 0.92387953251128674, 0.83146961230254524,
+                             0.70710678118654752, 0.55557023301960218, 0.38268343236508977, 0.19509032201612826};
+    return (k == 0 || k == 4) ? 1.0 : 1.4142135623730951 * c[k] * ((k & 1) ? odd : 1.0);
+}
+
 // Scalar forms of the 16-bit operations, for the references.
 static inline Kep16s ownAdds16(Kep16s a, Kep16s b) { return ownSat16s(static_cast<Kep32s>(a) + b); }
 static inline Kep16s ownSubs16(Kep16s a, Kep16s b) { return ownSat16s(static_cast<Kep32s>(a) - b); }

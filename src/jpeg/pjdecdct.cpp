@@ -7,13 +7,24 @@
 
 namespace {
 
-// The checks shared by every form that writes an 8-bit plane: block and plane pointers, the plane's
-// step, then the table.
-inline KepResult checkLS(const void* pSrc, const void* pDst, int dstStep, const void* pTable) {
+using LSKernel = void (*)(const Kep16s*, Kep8u*, int, const Kep16u*);
+
+// The forms that write an 8-bit plane: block and plane pointers, the plane's step, then the table;
+// then the kernel.
+template <LSKernel K>
+inline KepResult inverseLS(const Kep16s* pSrc, Kep8u* pDst, int dstStep, const Kep16u* pTable) {
     if (!pSrc || !pDst) return kepErrNullPtr;
     if (dstStep < 1) return kepErrStep;
     if (!pTable) return kepErrNullPtr;
+    K(pSrc, pDst, dstStep, pTable);
     return kepOk;
+}
+
+void reduced2x2(const Kep16s* pSrc, Kep8u* pDst, int dstStep, const Kep16u* pTable) {
+    ownDCTQuantInv8x8ToNxNLS_c(pSrc, pDst, dstStep, pTable, 2);
+}
+void reduced4x4(const Kep16s* pSrc, Kep8u* pDst, int dstStep, const Kep16u* pTable) {
+    ownDCTQuantInv8x8ToNxNLS_c(pSrc, pDst, dstStep, pTable, 4);
 }
 
 }  // namespace
@@ -31,47 +42,17 @@ KepResult own_kepiDCTQuantInv8x8_JPEG_16s_C1I(Kep16s* pSrcDst, const Kep16u* pQu
     return kepOk;
 }
 
-KepResult own_kepiDCTQuantInv8x8LS_JPEG_16s8u_C1R(const Kep16s* pSrc, Kep8u* pDst, int dstStep,
-                                                   const Kep16u* pQuantInvTable) {
-    const KepResult r = checkLS(pSrc, pDst, dstStep, pQuantInvTable);
-    if (r == kepOk) ownDCTQuantInv8x8LS_ssse3(pSrc, pDst, dstStep, pQuantInvTable);
-    return r;
-}
-
-KepResult own_kepiDCTQuantInv8x8LS_1x1_JPEG_16s8u_C1R(const Kep16s* pSrc, Kep8u* pDst, int dstStep,
-                                                       const Kep16u* pQuantInvTable) {
-    const KepResult r = checkLS(pSrc, pDst, dstStep, pQuantInvTable);
-    if (r == kepOk) ownDCTQuantInv8x8LS_1x1_ssse3(pSrc, pDst, dstStep, pQuantInvTable);
-    return r;
-}
-
-KepResult own_kepiDCTQuantInv8x8LS_2x2_JPEG_16s8u_C1R(const Kep16s* pSrc, Kep8u* pDst, int dstStep,
-                                                       const Kep16u* pQuantInvTable) {
-    const KepResult r = checkLS(pSrc, pDst, dstStep, pQuantInvTable);
-    if (r == kepOk) ownDCTQuantInv8x8LS_2x2_ssse3(pSrc, pDst, dstStep, pQuantInvTable);
-    return r;
-}
-
-KepResult own_kepiDCTQuantInv8x8LS_4x4_JPEG_16s8u_C1R(const Kep16s* pSrc, Kep8u* pDst, int dstStep,
-                                                       const Kep16u* pQuantInvTable) {
-    const KepResult r = checkLS(pSrc, pDst, dstStep, pQuantInvTable);
-    if (r == kepOk) ownDCTQuantInv8x8LS_4x4_ssse3(pSrc, pDst, dstStep, pQuantInvTable);
-    return r;
-}
-
-KepResult own_kepiDCTQuantInv8x8To2x2LS_JPEG_16s8u_C1R(const Kep16s* pSrc, Kep8u* pDst, int dstStep,
-                                                        const Kep16u* pQuantInvTable) {
-    const KepResult r = checkLS(pSrc, pDst, dstStep, pQuantInvTable);
-    if (r == kepOk) ownDCTQuantInv8x8ToNxNLS_c(pSrc, pDst, dstStep, pQuantInvTable, 2);
-    return r;
-}
-
-KepResult own_kepiDCTQuantInv8x8To4x4LS_JPEG_16s8u_C1R(const Kep16s* pSrc, Kep8u* pDst, int dstStep,
-                                                        const Kep16u* pQuantInvTable) {
-    const KepResult r = checkLS(pSrc, pDst, dstStep, pQuantInvTable);
-    if (r == kepOk) ownDCTQuantInv8x8ToNxNLS_c(pSrc, pDst, dstStep, pQuantInvTable, 4);
-    return r;
-}
+#define KEP_INVERSE_LS(name, kernel)                                                                       \
+    KepResult own_##name(const Kep16s* pSrc, Kep8u* pDst, int dstStep, const Kep16u* pQuantInvTable) { \
+        return inverseLS<kernel>(pSrc, pDst, dstStep, pQuantInvTable);                                  \
+    }
+KEP_INVERSE_LS(kepiDCTQuantInv8x8LS_JPEG_16s8u_C1R, ownDCTQuantInv8x8LS_ssse3)
+KEP_INVERSE_LS(kepiDCTQuantInv8x8LS_1x1_JPEG_16s8u_C1R, ownDCTQuantInv8x8LS_1x1_ssse3)
+KEP_INVERSE_LS(kepiDCTQuantInv8x8LS_2x2_JPEG_16s8u_C1R, ownDCTQuantInv8x8LS_2x2_ssse3)
+KEP_INVERSE_LS(kepiDCTQuantInv8x8LS_4x4_JPEG_16s8u_C1R, ownDCTQuantInv8x8LS_4x4_ssse3)
+KEP_INVERSE_LS(kepiDCTQuantInv8x8To2x2LS_JPEG_16s8u_C1R, reduced2x2)
+KEP_INVERSE_LS(kepiDCTQuantInv8x8To4x4LS_JPEG_16s8u_C1R, reduced4x4)
+#undef KEP_INVERSE_LS
 
 KepResult own_kepiAdd128_JPEG_16s8u_C1R(const Kep16s* pSrc, int srcStep, Kep8u* pDst, int dstStep, KepiSize roiSize) {
     if (!pSrc) return kepErrNullPtr;

@@ -40,13 +40,9 @@ struct PreScale {
     float v[64];
 };
 constexpr PreScale makePreScale() {
-    const double c[8] = {1.0, 0.98078528040323043, 0.92387953251128674, 0.83146961230254524,
-                         0.70710678118654752, 0.55557023301960218, 0.38268343236508977, 0.19509032201612826};
-    double q[8] = {};
-    for (int k = 0; k < 8; ++k)
-        q[k] = (k == 0 || k == 4) ? 1.0 : 1.4142135623730951 * c[k] * ((k & 1) ? 2.0 * c[2] : 1.0);
     PreScale s{};
-    for (int i = 0; i < 64; ++i) s.v[i] = static_cast<float>(q[i >> 3] * q[i & 7] / 8.0);
+    const double odd = 2.0 * 0.92387953251128674;  // 2 cos(pi/8)
+    for (int i = 0; i < 64; ++i) s.v[i] = static_cast<float>(ownAanScale(i >> 3, odd) * ownAanScale(i & 7, odd) / 8.0);
     return s;
 }
 constexpr PreScale kPreScale = makePreScale();

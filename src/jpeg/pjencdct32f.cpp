@@ -40,15 +40,9 @@ struct PostScale {
     float v[64];
 };
 constexpr PostScale makePostScale() {
-    const double c[8] = {1.0, 0.98078528040323043, 0.92387953251128674, 0.83146961230254524,
-                         0.70710678118654752, 0.55557023301960218, 0.38268343236508977, 0.19509032201612826};
-    double p[8] = {};
-    for (int k = 0; k < 8; ++k) {
-        const double q = (k == 0 || k == 4) ? 1.0 : 1.4142135623730951 * c[k] * ((k & 1) ? 1.0823922002923940 : 1.0);
-        p[k] = 1.0 / (8.0 * q);
-    }
     PostScale s{};
-    for (int i = 0; i < 64; ++i) s.v[i] = static_cast<float>(8.0 * p[i >> 3] * p[i & 7]);
+    const double odd = 1.0823922002923940;  // 2 cos(pi/8) / sqrt(2)
+    for (int i = 0; i < 64; ++i) s.v[i] = static_cast<float>(1.0 / (8.0 * ownAanScale(i >> 3, odd) * ownAanScale(i & 7, odd)));
     return s;
 }
 constexpr PostScale kPostScale = makePostScale();
