@@ -225,28 +225,23 @@ std::function<KepResult(const Src*, int, Dst*, int, KepiSize)> shiftKernel(void 
     };
 }
 
-TEST(DctEquivalence, Sub128) {
-    using S = Kep8u;
-    using D = Kep16s;
-    const auto& tbl = ownTbl_kepiSub128_JPEG_8u16s_C1R;
-    kepcheck::runVariants<ShiftCase>("sub128", kCases, [](Rng& r, ShiftCase& c) { genShift(r, c, 1, 2); },
-                                     {shift<S, D>("c", shiftKernel(ownSub128_c), Place::Aligned),
-                                      shift<S, D>("ssse3", shiftKernel(ownSub128_ssse3), Place::Any),
+template <typename S, typename D, typename Export>
+void runShift(const char* family, void (*ref)(const S*, int, D*, int, int, int), void (*simd)(const S*, int, D*, int, int, int),
+              const Export (&tbl)[2], Export stub) {
+    kepcheck::runVariants<ShiftCase>(family, kCases, [](Rng& r, ShiftCase& c) { genShift(r, c, sizeof(S), sizeof(D)); },
+                                     {shift<S, D>("c", shiftKernel(ref), Place::Aligned),
+                                      shift<S, D>("ssse3", shiftKernel(simd), Place::Any),
                                       shift<S, D>("slot 0", slot(tbl, 0), Place::Any),
                                       shift<S, D>("slot 1", slot(tbl, 1), Place::Odd),
-                                      shift<S, D>("stub", kepiSub128_JPEG_8u16s_C1R, Place::Even)});
+                                      shift<S, D>("stub", stub, Place::Even)});
+}
+
+TEST(DctEquivalence, Sub128) {
+    runShift("sub128", ownSub128_c, ownSub128_ssse3, ownTbl_kepiSub128_JPEG_8u16s_C1R, kepiSub128_JPEG_8u16s_C1R);
 }
 
 TEST(DctEquivalence, Add128) {
-    using S = Kep16s;
-    using D = Kep8u;
-    const auto& tbl = ownTbl_kepiAdd128_JPEG_16s8u_C1R;
-    kepcheck::runVariants<ShiftCase>("add128", kCases, [](Rng& r, ShiftCase& c) { genShift(r, c, 2, 1); },
-                                     {shift<S, D>("c", shiftKernel(ownAdd128_c), Place::Aligned),
-                                      shift<S, D>("ssse3", shiftKernel(ownAdd128_ssse3), Place::Any),
-                                      shift<S, D>("slot 0", slot(tbl, 0), Place::Odd),
-                                      shift<S, D>("slot 1", slot(tbl, 1), Place::Any),
-                                      shift<S, D>("stub", kepiAdd128_JPEG_16s8u_C1R, Place::Even)});
+    runShift("add128", ownAdd128_c, ownAdd128_ssse3, ownTbl_kepiAdd128_JPEG_16s8u_C1R, kepiAdd128_JPEG_16s8u_C1R);
 }
 
 // ---- Inverse, 16-bit blocks ----------------------------------------------------------------------

@@ -53,6 +53,24 @@ constexpr OwnMaddWeights ownMaddWeights(const int (&layout)[4][8]) {
     return w;
 }
 
+// Argument checks shared by the exports. A block and a plane (either way round), the plane's step,
+// then the table.
+static inline KepResult ownCheckBlockPlane(const void* pSrc, const void* pDst, int step, const void* pTable) {
+    if (!pSrc || !pDst) return kepErrNullPtr;
+    if (step < 1) return kepErrStep;
+    if (!pTable) return kepErrNullPtr;
+    return kepOk;
+}
+// A region copy: each pointer followed by its step, then the region.
+static inline KepResult ownCheckRegion(const void* pSrc, int srcStep, const void* pDst, int dstStep, KepiSize roi) {
+    if (!pSrc) return kepErrNullPtr;
+    if (srcStep < 1) return kepErrStep;
+    if (!pDst) return kepErrNullPtr;
+    if (dstStep < 1) return kepErrStep;
+    if (roi.width < 1 || roi.height < 1) return kepErrSize;
+    return kepOk;
+}
+
 // Scale factors of the single-precision transforms (scaled factorisation of Arai, Agui and
 // Nakajima): sqrt(2) cos(k pi / 16) for k = 2, 6; 1 for k = 0, 4; and for odd k the same times
 // `odd`, the extra factor by which the factorisation scales its odd half.

@@ -9,15 +9,12 @@ namespace {
 
 using LSKernel = void (*)(const Kep16s*, Kep8u*, int, const Kep16u*);
 
-// The forms that write an 8-bit plane: block and plane pointers, the plane's step, then the table;
-// then the kernel.
+// The forms that write an 8-bit plane: the checks, then the kernel.
 template <LSKernel K>
 inline KepResult inverseLS(const Kep16s* pSrc, Kep8u* pDst, int dstStep, const Kep16u* pTable) {
-    if (!pSrc || !pDst) return kepErrNullPtr;
-    if (dstStep < 1) return kepErrStep;
-    if (!pTable) return kepErrNullPtr;
-    K(pSrc, pDst, dstStep, pTable);
-    return kepOk;
+    const KepResult r = ownCheckBlockPlane(pSrc, pDst, dstStep, pTable);
+    if (r == kepOk) K(pSrc, pDst, dstStep, pTable);
+    return r;
 }
 
 void reduced2x2(const Kep16s* pSrc, Kep8u* pDst, int dstStep, const Kep16u* pTable) {
@@ -55,11 +52,7 @@ KEP_INVERSE_LS(kepiDCTQuantInv8x8To4x4LS_JPEG_16s8u_C1R, reduced4x4)
 #undef KEP_INVERSE_LS
 
 KepResult own_kepiAdd128_JPEG_16s8u_C1R(const Kep16s* pSrc, int srcStep, Kep8u* pDst, int dstStep, KepiSize roiSize) {
-    if (!pSrc) return kepErrNullPtr;
-    if (srcStep < 1) return kepErrStep;
-    if (!pDst) return kepErrNullPtr;
-    if (dstStep < 1) return kepErrStep;
-    if (roiSize.width < 1 || roiSize.height < 1) return kepErrSize;
-    ownAdd128_ssse3(pSrc, srcStep, pDst, dstStep, roiSize.width, roiSize.height);
-    return kepOk;
+    const KepResult r = ownCheckRegion(pSrc, srcStep, pDst, dstStep, roiSize);
+    if (r == kepOk) ownAdd128_ssse3(pSrc, srcStep, pDst, dstStep, roiSize.width, roiSize.height);
+    return r;
 }

@@ -75,9 +75,7 @@ void ownDCTQuantInv8x8LS_32f(const Kep16s* pSrc, Kep16u* pDst, int dstStep, cons
 
 KepResult own_kepiDCTQuantInv8x8LS_JPEG_16s16u_C1R(const Kep16s* pSrc, Kep16u* pDst, int dstStep,
                                                     const Kep32f* pQuantInvTable) {
-    if (!pSrc || !pDst) return kepErrNullPtr;
-    if (dstStep < 1) return kepErrStep;
-    if (!pQuantInvTable) return kepErrNullPtr;
-    ownDCTQuantInv8x8LS_32f(pSrc, pDst, dstStep, pQuantInvTable);
-    return kepOk;
+    const KepResult r = ownCheckBlockPlane(pSrc, pDst, dstStep, pQuantInvTable);
+    if (r == kepOk) ownDCTQuantInv8x8LS_32f(pSrc, pDst, dstStep, pQuantInvTable);
+    return r;
 }

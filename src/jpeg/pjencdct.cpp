@@ -5,13 +5,9 @@
 #include "pjdispatch.h"
 
 KepResult own_kepiSub128_JPEG_8u16s_C1R(const Kep8u* pSrc, int srcStep, Kep16s* pDst, int dstStep, KepiSize roiSize) {
-    if (!pSrc) return kepErrNullPtr;
-    if (srcStep < 1) return kepErrStep;
-    if (!pDst) return kepErrNullPtr;
-    if (dstStep < 1) return kepErrStep;
-    if (roiSize.width < 1 || roiSize.height < 1) return kepErrSize;
-    ownSub128_ssse3(pSrc, srcStep, pDst, dstStep, roiSize.width, roiSize.height);
-    return kepOk;
+    const KepResult r = ownCheckRegion(pSrc, srcStep, pDst, dstStep, roiSize);
+    if (r == kepOk) ownSub128_ssse3(pSrc, srcStep, pDst, dstStep, roiSize.width, roiSize.height);
+    return r;
 }
 
 KepResult own_kepiDCTQuantFwd8x8_JPEG_16s_C1(const Kep16s* pSrc, Kep16s* pDst, const Kep16u* pQuantFwdTable) {
@@ -29,9 +25,7 @@ KepResult own_kepiDCTQuantFwd8x8_JPEG_16s_C1I(Kep16s* pSrcDst, const Kep16u* pQu
 KepResult own_kepiDCTQuantFwd8x8LS_JPEG_8u16s_C1R(const Kep8u* pSrc, int srcStep, Kep16s* pDst,
                                                    const Kep16u* pQuantFwdTable) {
     // The step is tested after both block pointers and before the table.
-    if (!pSrc || !pDst) return kepErrNullPtr;
-    if (srcStep < 1) return kepErrStep;
-    if (!pQuantFwdTable) return kepErrNullPtr;
-    ownDCTQuantFwd8x8LS_ssse3(pSrc, srcStep, pDst, pQuantFwdTable);
-    return kepOk;
+    const KepResult r = ownCheckBlockPlane(pSrc, pDst, srcStep, pQuantFwdTable);
+    if (r == kepOk) ownDCTQuantFwd8x8LS_ssse3(pSrc, srcStep, pDst, pQuantFwdTable);
+    return r;
 }

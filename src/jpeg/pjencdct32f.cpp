@@ -72,9 +72,7 @@ void ownDCTQuantFwd8x8LS_32f(const Kep16u* pSrc, int srcStep, Kep16s* pDst, cons
 
 KepResult own_kepiDCTQuantFwd8x8LS_JPEG_16u16s_C1R(const Kep16u* pSrc, int srcStep, Kep16s* pDst,
                                                     const Kep32f* pQuantFwdTable) {
-    if (!pSrc || !pDst) return kepErrNullPtr;
-    if (srcStep < 1) return kepErrStep;
-    if (!pQuantFwdTable) return kepErrNullPtr;
-    ownDCTQuantFwd8x8LS_32f(pSrc, srcStep, pDst, pQuantFwdTable);
-    return kepOk;
+    const KepResult r = ownCheckBlockPlane(pSrc, pDst, srcStep, pQuantFwdTable);
+    if (r == kepOk) ownDCTQuantFwd8x8LS_32f(pSrc, srcStep, pDst, pQuantFwdTable);
+    return r;
 }
