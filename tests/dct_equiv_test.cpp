@@ -54,38 +54,41 @@ void table16u(Rng& rng, Kep16u* t, bool forward) {
     else kepiQuantInvTableInit_JPEG_8u16u(raw, t);
 }
 
-// ---- Forward, 16-bit blocks ----------------------------------------------------------------------
+// ---- 16-bit blocks, both directions -------------------------------------------------------------
 
-struct FwdCase {
+// A block, its output and a forward or inverse table.
+struct BlockCase {
     Kep16s src[64], dst[64];
     Kep16u table[64];
 };
-void genFwd(Rng& rng, FwdCase& c) {
+void genFwd(Rng& rng, BlockCase& c) {
     block16s(rng, c.src);
     table16u(rng, c.table, true);
 }
+void genInv(Rng& rng, BlockCase& c) {
+    block16s(rng, c.src);
+    table16u(rng, c.table, false);
+}
 
-using FwdKernel = void (*)(const Kep16s*, Kep16s*, const Kep16u*);
-Variant<FwdCase> fwdKernel(const std::string& name, FwdKernel k, Place place) {
-    return dcttest::placed<FwdCase>(name, place, [k](FwdCase& c, const Offsets& at) {
+// fn(src, dst, table) on the placed arrays: kernels and out-of-place exports.
+using BlockFn = std::function<KepResult(const Kep16s*, Kep16s*, const Kep16u*)>;
+Variant<BlockCase> blockVariant(const std::string& name, BlockFn f, Place place) {
+    return dcttest::placed<BlockCase>(name, place, [f](BlockCase& c, const Offsets& at) {
         Placed s(c.src, at);
         Placed d(c.dst, at);
         Placed t(c.table, at);
-        k(s.get(), d.get(), t.get());
-        return kepOk;
+        return f(s.get(), d.get(), t.get());
     });
 }
-Variant<FwdCase> fwdExport(const std::string& name, decltype(&kepiDCTQuantFwd8x8_JPEG_16s_C1) e, Place place) {
-    return dcttest::placed<FwdCase>(name, place, [e](FwdCase& c, const Offsets& at) {
-        Placed s(c.src, at);
-        Placed d(c.dst, at);
-        Placed t(c.table, at);
-        return e(s.get(), d.get(), t.get());
-    });
+BlockFn kernel(void (*k)(const Kep16s*, Kep16s*, const Kep16u*)) {
+    return [k](const Kep16s* s, Kep16s* d, const Kep16u* t) { k(s, d, t); return kepOk; };
 }
-// The in-place form leaves its output in dst: it runs on a copy of src placed there.
-Variant<FwdCase> fwdInPlace(const std::string& name, decltype(&kepiDCTQuantFwd8x8_JPEG_16s_C1I) e, Place place) {
-    return dcttest::placed<FwdCase>(name, place, [e](FwdCase& c, const Offsets& at) {
+BlockFn kernel(void (*k)(const Kep16s*, Kep16s*, const Kep16u*, bool), bool saturate) {
+    return [k, saturate](const Kep16s* s, Kep16s* d, const Kep16u* t) { k(s, d, t, saturate); return kepOk; };
+}
+// The in-place forms leave their output in dst: they run on a copy of src placed there.
+Variant<BlockCase> inPlace(const std::string& name, KepResult (*e)(Kep16s*, const Kep16u*), Place place) {
+    return dcttest::placed<BlockCase>(name, place, [e](BlockCase& c, const Offsets& at) {
         std::memcpy(c.dst, c.src, sizeof c.dst);
         Placed d(c.dst, at);
         Placed t(c.table, at);
@@ -96,17 +99,17 @@ Variant<FwdCase> fwdInPlace(const std::string& name, decltype(&kepiDCTQuantFwd8x
 TEST(DctEquivalence, Forward16s) {
     const auto& tbl = ownTbl_kepiDCTQuantFwd8x8_JPEG_16s_C1;
     const auto& tblI = ownTbl_kepiDCTQuantFwd8x8_JPEG_16s_C1I;
-    kepcheck::runVariants<FwdCase>("dct fwd 16s", kCases, genFwd,
-                                   {fwdKernel("c", ownDCTQuantFwd8x8_c, Place::Aligned),
-                                    fwdKernel("c anywhere", ownDCTQuantFwd8x8_c, Place::Any),
-                                    fwdKernel("ssse3 aligned", ownDCTQuantFwd8x8_ssse3, Place::Aligned),
-                                    fwdKernel("ssse3 anywhere", ownDCTQuantFwd8x8_ssse3, Place::Any),
-                                    fwdExport("slot 0 even", slot(tbl, 0), Place::Even),
-                                    fwdExport("slot 1 odd", slot(tbl, 1), Place::Odd),
-                                    fwdExport("stub", kepiDCTQuantFwd8x8_JPEG_16s_C1, Place::Any),
-                                    fwdInPlace("in place slot 0", slot(tblI, 0), Place::Any),
-                                    fwdInPlace("in place slot 1", slot(tblI, 1), Place::Even),
-                                    fwdInPlace("in place stub", kepiDCTQuantFwd8x8_JPEG_16s_C1I, Place::Odd)});
+    kepcheck::runVariants<BlockCase>("dct fwd 16s", kCases, genFwd,
+                                   {blockVariant("c", kernel(ownDCTQuantFwd8x8_c), Place::Aligned),
+                                    blockVariant("c anywhere", kernel(ownDCTQuantFwd8x8_c), Place::Any),
+                                    blockVariant("ssse3 aligned", kernel(ownDCTQuantFwd8x8_ssse3), Place::Aligned),
+                                    blockVariant("ssse3 anywhere", kernel(ownDCTQuantFwd8x8_ssse3), Place::Any),
+                                    blockVariant("slot 0 even", slot(tbl, 0), Place::Even),
+                                    blockVariant("slot 1 odd", slot(tbl, 1), Place::Odd),
+                                    blockVariant("stub", kepiDCTQuantFwd8x8_JPEG_16s_C1, Place::Any),
+                                    inPlace("in place slot 0", slot(tblI, 0), Place::Any),
+                                    inPlace("in place slot 1", slot(tblI, 1), Place::Even),
+                                    inPlace("in place stub", kepiDCTQuantFwd8x8_JPEG_16s_C1I, Place::Odd)});
 }
 
 // ---- Planes --------------------------------------------------------------------------------------
@@ -244,54 +247,16 @@ TEST(DctEquivalence, Add128) {
     runShift("add128", ownAdd128_c, ownAdd128_ssse3, ownTbl_kepiAdd128_JPEG_16s8u_C1R, kepiAdd128_JPEG_16s8u_C1R);
 }
 
-// ---- Inverse, 16-bit blocks ----------------------------------------------------------------------
-
-struct InvCase {
-    Kep16s src[64], dst[64];
-    Kep16u table[64];
-};
-void genInv(Rng& rng, InvCase& c) {
-    block16s(rng, c.src);
-    table16u(rng, c.table, false);
-}
-
-using InvKernel = void (*)(const Kep16s*, Kep16s*, const Kep16u*, bool);
-Variant<InvCase> invKernel(const std::string& name, InvKernel k, bool saturate, Place place) {
-    return dcttest::placed<InvCase>(name, place, [k, saturate](InvCase& c, const Offsets& at) {
-        Placed s(c.src, at);
-        Placed d(c.dst, at);
-        Placed t(c.table, at);
-        k(s.get(), d.get(), t.get(), saturate);
-        return kepOk;
-    });
-}
-Variant<InvCase> invExport(const std::string& name, decltype(&kepiDCTQuantInv8x8_JPEG_16s_C1) e, Place place) {
-    return dcttest::placed<InvCase>(name, place, [e](InvCase& c, const Offsets& at) {
-        Placed s(c.src, at);
-        Placed d(c.dst, at);
-        Placed t(c.table, at);
-        return e(s.get(), d.get(), t.get());
-    });
-}
-
 TEST(DctEquivalence, Inverse16sWrapping) {
     const auto& tbl = ownTbl_kepiDCTQuantInv8x8_JPEG_16s_C1;
     const auto& tblI = ownTbl_kepiDCTQuantInv8x8_JPEG_16s_C1I;
-    auto inPlace = [](const std::string& name, decltype(&kepiDCTQuantInv8x8_JPEG_16s_C1I) e, Place place) {
-        return dcttest::placed<InvCase>(name, place, [e](InvCase& c, const Offsets& at) {
-            std::memcpy(c.dst, c.src, sizeof c.dst);
-            Placed d(c.dst, at);
-            Placed t(c.table, at);
-            return e(d.get(), t.get());
-        });
-    };
-    kepcheck::runVariants<InvCase>("dct inv 16s", kCases, genInv,
-                                   {invKernel("c", ownDCTQuantInv8x8_c, false, Place::Aligned),
-                                    invKernel("ssse3", ownDCTQuantInv8x8_ssse3, false, Place::Aligned),
-                                    invKernel("ssse3 anywhere", ownDCTQuantInv8x8_ssse3, false, Place::Any),
-                                    invExport("slot 0", slot(tbl, 0), Place::Even),
-                                    invExport("slot 1", slot(tbl, 1), Place::Even),
-                                    invExport("stub", kepiDCTQuantInv8x8_JPEG_16s_C1, Place::Aligned),
+    kepcheck::runVariants<BlockCase>("dct inv 16s", kCases, genInv,
+                                   {blockVariant("c", kernel(ownDCTQuantInv8x8_c, false), Place::Aligned),
+                                    blockVariant("ssse3", kernel(ownDCTQuantInv8x8_ssse3, false), Place::Aligned),
+                                    blockVariant("ssse3 anywhere", kernel(ownDCTQuantInv8x8_ssse3, false), Place::Any),
+                                    blockVariant("slot 0", slot(tbl, 0), Place::Even),
+                                    blockVariant("slot 1", slot(tbl, 1), Place::Even),
+                                    blockVariant("stub", kepiDCTQuantInv8x8_JPEG_16s_C1, Place::Aligned),
                                     inPlace("in place slot 0", slot(tblI, 0), Place::Any),
                                     inPlace("in place slot 1", slot(tblI, 1), Place::Odd),
                                     inPlace("in place stub", kepiDCTQuantInv8x8_JPEG_16s_C1I, Place::Even)});
@@ -300,12 +265,12 @@ TEST(DctEquivalence, Inverse16sWrapping) {
 // Any pointer of the out-of-place form at an odd address: saturating dequantization.
 TEST(DctEquivalence, Inverse16sOddAddressSaturates) {
     const auto& tbl = ownTbl_kepiDCTQuantInv8x8_JPEG_16s_C1;
-    kepcheck::runVariants<InvCase>("dct inv 16s odd", kCases, genInv,
-                                   {invKernel("c saturating", ownDCTQuantInv8x8_c, true, Place::Aligned),
-                                    invKernel("ssse3 saturating", ownDCTQuantInv8x8_ssse3, true, Place::Any),
-                                    invExport("slot 0 odd", slot(tbl, 0), Place::Odd),
-                                    invExport("slot 1 odd", slot(tbl, 1), Place::Odd),
-                                    invExport("stub odd", kepiDCTQuantInv8x8_JPEG_16s_C1, Place::Odd)});
+    kepcheck::runVariants<BlockCase>("dct inv 16s odd", kCases, genInv,
+                                   {blockVariant("c saturating", kernel(ownDCTQuantInv8x8_c, true), Place::Aligned),
+                                    blockVariant("ssse3 saturating", kernel(ownDCTQuantInv8x8_ssse3, true), Place::Any),
+                                    blockVariant("slot 0 odd", slot(tbl, 0), Place::Odd),
+                                    blockVariant("slot 1 odd", slot(tbl, 1), Place::Odd),
+                                    blockVariant("stub odd", kepiDCTQuantInv8x8_JPEG_16s_C1, Place::Odd)});
 }
 
 // ---- Inverse to 8-bit planes ---------------------------------------------------------------------
