@@ -8,6 +8,7 @@
 #include <cstring>
 #include <vector>
 
+#include "dct.h"
 #include "dct_exact.h"
 #include "kepcheck.h"
 #include "kepjx1.h"
@@ -45,6 +46,26 @@ Plane8 inverseOf(const Block& b, const Kep16u* inv) {
     Plane8 p;
     EXPECT_EQ(kepOk, kepiDCTQuantInv8x8LS_JPEG_16s8u_C1R(b.c, p.s, 8, inv));
     return p;
+}
+
+// ---- Constants -----------------------------------------------------------------------------------
+
+// The fixed-point constants of the integer transforms against their definitions.
+TEST(DctConstants, FollowTheirDefinitions) {
+    const double pi = M_PI;
+    EXPECT_EQ(std::lround(65536 * std::tan(pi / 16)), kDctT1);
+    EXPECT_EQ(std::lround(65536 * std::tan(2 * pi / 16)), kDctT2);
+    EXPECT_EQ(std::lround(65536 * (std::tan(3 * pi / 16) - 1)), kDctT3);
+    EXPECT_EQ(std::lround(32768 * std::cos(4 * pi / 16)), kDctC4);
+    EXPECT_EQ(std::lround(65536 * (std::cos(4 * pi / 16) - 1)), kDctC4m);
+    // Row weights: round(32768 G cos(k pi/16)), G = cos(g pi/16) for the groups g = 4, 1, 2, 3, and
+    // row r in the group of frequency r (rows r and 8 - r share one).
+    const int groupAngle[4] = {4, 1, 2, 3};
+    for (int g = 0; g < 4; ++g)
+        for (int k = 1; k < 8; ++k)
+            EXPECT_EQ(std::lround(32768 * std::cos(groupAngle[g] * pi / 16) * std::cos(k * pi / 16)), kDctWeights[g][k])
+                << "group " << g << " k " << k;
+    for (int r = 0; r < 8; ++r) EXPECT_EQ(r == 0 ? 4 : std::min(r, 8 - r), groupAngle[kDctRowGroup[r]]) << "row " << r;
 }
 
 // ---- Forward -------------------------------------------------------------------------------------
