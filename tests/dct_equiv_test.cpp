@@ -37,7 +37,9 @@ void block16s(Rng& rng, Kep16s* b) {
         for (int i = 0; i < 64; ++i) b[i] = v;
         break;
     }
-    default: for (int i = 0; i < 64; ++i) b[i] = static_cast<Kep16s>(rng.chance(50) ? rng.range(-2048, 2047) : rng.value<Kep16s>()); break;
+    default:
+        for (int i = 0; i < 64; ++i) b[i] = static_cast<Kep16s>(rng.chance(50) ? rng.range(-2048, 2047) : rng.value<Kep16s>());
+        break;
     }
 }
 
@@ -301,45 +303,42 @@ InvLSFn kernel(void (*k)(const Kep16s*, Kep8u*, int, const Kep16u*)) {
 InvLSFn reference(int n) {
     return [n](const Kep16s* s, Kep8u* d, int st, const Kep16u* t) { ownDCTQuantInv8x8LS_c(s, d, st, t, n); return kepOk; };
 }
-std::vector<Variant<InvLSCase>> invLSVariants(InvLSFn ref, InvLSFn simd, const decltype(ownTbl_kepiDCTQuantInv8x8LS_JPEG_16s8u_C1R)& tbl,
-                                              decltype(&kepiDCTQuantInv8x8LS_JPEG_16s8u_C1R) stub) {
+using InvLSExport = decltype(&kepiDCTQuantInv8x8LS_JPEG_16s8u_C1R);
+void runInvLS(const char* family, InvLSFn ref, InvLSFn simd, const InvLSExport (&tbl)[2], InvLSExport stub) {
     std::vector<Variant<InvLSCase>> v = {invLS("c", ref, Place::Aligned), invLS("slot 0", slot(tbl, 0), Place::Any),
                                          invLS("slot 1", slot(tbl, 1), Place::Odd), invLS("stub", stub, Place::Even)};
     if (simd) v.insert(v.begin() + 1, invLS("ssse3", simd, Place::Any));
-    return v;
+    kepcheck::runVariants<InvLSCase>(family, kCases, genInvLS, v);
 }
 
 TEST(DctEquivalence, InverseLevelShift8u) {
-    kepcheck::runVariants<InvLSCase>("dct inv ls 8u", kCases, genInvLS,
-                                     invLSVariants(reference(8), kernel(ownDCTQuantInv8x8LS_ssse3),
-                                                   ownTbl_kepiDCTQuantInv8x8LS_JPEG_16s8u_C1R, kepiDCTQuantInv8x8LS_JPEG_16s8u_C1R));
+    runInvLS("dct inv ls 8u", reference(8), kernel(ownDCTQuantInv8x8LS_ssse3), ownTbl_kepiDCTQuantInv8x8LS_JPEG_16s8u_C1R,
+             kepiDCTQuantInv8x8LS_JPEG_16s8u_C1R);
 }
 
 // The shortcuts on any block: coefficients outside their corner are ignored, which also covers
 // every block that meets their precondition.
 TEST(DctEquivalence, InverseShortcuts) {
-    kepcheck::runVariants<InvLSCase>("dct inv ls 4x4", kCases, genInvLS,
-                                     invLSVariants(reference(4), kernel(ownDCTQuantInv8x8LS_4x4_ssse3),
-                                                   ownTbl_kepiDCTQuantInv8x8LS_4x4_JPEG_16s8u_C1R, kepiDCTQuantInv8x8LS_4x4_JPEG_16s8u_C1R));
-    kepcheck::runVariants<InvLSCase>("dct inv ls 2x2", kCases, genInvLS,
-                                     invLSVariants(reference(2), kernel(ownDCTQuantInv8x8LS_2x2_ssse3),
-                                                   ownTbl_kepiDCTQuantInv8x8LS_2x2_JPEG_16s8u_C1R, kepiDCTQuantInv8x8LS_2x2_JPEG_16s8u_C1R));
-    kepcheck::runVariants<InvLSCase>("dct inv ls 1x1", kCases, genInvLS,
-                                     invLSVariants(kernel(ownDCTQuantInv8x8LS_1x1_c), kernel(ownDCTQuantInv8x8LS_1x1_ssse3),
-                                                   ownTbl_kepiDCTQuantInv8x8LS_1x1_JPEG_16s8u_C1R, kepiDCTQuantInv8x8LS_1x1_JPEG_16s8u_C1R));
+    runInvLS("dct inv ls 4x4", reference(4), kernel(ownDCTQuantInv8x8LS_4x4_ssse3),
+             ownTbl_kepiDCTQuantInv8x8LS_4x4_JPEG_16s8u_C1R, kepiDCTQuantInv8x8LS_4x4_JPEG_16s8u_C1R);
+    runInvLS("dct inv ls 2x2", reference(2), kernel(ownDCTQuantInv8x8LS_2x2_ssse3),
+             ownTbl_kepiDCTQuantInv8x8LS_2x2_JPEG_16s8u_C1R, kepiDCTQuantInv8x8LS_2x2_JPEG_16s8u_C1R);
+    runInvLS("dct inv ls 1x1", kernel(ownDCTQuantInv8x8LS_1x1_c), kernel(ownDCTQuantInv8x8LS_1x1_ssse3),
+             ownTbl_kepiDCTQuantInv8x8LS_1x1_JPEG_16s8u_C1R, kepiDCTQuantInv8x8LS_1x1_JPEG_16s8u_C1R);
 }
 
 // The reduced-size forms have one implementation; its accuracy is checked in dct_test.cpp.
 TEST(DctEquivalence, InverseReducedSizeSlots) {
     auto ref = [](int n) {
-        return [n](const Kep16s* s, Kep8u* d, int st, const Kep16u* t) { ownDCTQuantInv8x8ToNxNLS_c(s, d, st, t, n); return kepOk; };
+        return [n](const Kep16s* s, Kep8u* d, int st, const Kep16u* t) {
+            ownDCTQuantInv8x8ToNxNLS_c(s, d, st, t, n);
+            return kepOk;
+        };
     };
-    kepcheck::runVariants<InvLSCase>("dct inv to 2x2", kCases, genInvLS,
-                                     invLSVariants(ref(2), nullptr, ownTbl_kepiDCTQuantInv8x8To2x2LS_JPEG_16s8u_C1R,
-                                                   kepiDCTQuantInv8x8To2x2LS_JPEG_16s8u_C1R));
-    kepcheck::runVariants<InvLSCase>("dct inv to 4x4", kCases, genInvLS,
-                                     invLSVariants(ref(4), nullptr, ownTbl_kepiDCTQuantInv8x8To4x4LS_JPEG_16s8u_C1R,
-                                                   kepiDCTQuantInv8x8To4x4LS_JPEG_16s8u_C1R));
+    runInvLS("dct inv to 2x2", ref(2), nullptr, ownTbl_kepiDCTQuantInv8x8To2x2LS_JPEG_16s8u_C1R,
+             kepiDCTQuantInv8x8To2x2LS_JPEG_16s8u_C1R);
+    runInvLS("dct inv to 4x4", ref(4), nullptr, ownTbl_kepiDCTQuantInv8x8To4x4LS_JPEG_16s8u_C1R,
+             kepiDCTQuantInv8x8To4x4LS_JPEG_16s8u_C1R);
 }
 
 struct Inv16uCase {
