@@ -23,6 +23,7 @@ struct Pool {
     std::vector<Kep16s> coefs, out;
     std::vector<Kep8u> pixels;
     alignas(16) Kep16u fwd[64], inv[64];
+    alignas(16) Kep16u fwdUnit[64];  // Q = 1 everywhere (quality 100): reciprocals of 32768
     alignas(16) Kep32f ffwd[64], finv[64];
     Pool() : planes(64 * kBlocks), planes16(64 * kBlocks), coefs(64 * kBlocks), out(64 * kBlocks), pixels(64 * kBlocks) {
         kepcheck::Rng rng(1);
@@ -35,6 +36,8 @@ struct Pool {
         for (Kep8u& q : raw) q = static_cast<Kep8u>(rng.range(2, 40));
         kepiQuantFwdTableInit_JPEG_8u16u(raw, fwd);
         kepiQuantInvTableInit_JPEG_8u16u(raw, inv);
+        for (Kep8u& q : raw) q = 1;
+        kepiQuantFwdTableInit_JPEG_8u16u(raw, fwdUnit);
         for (int i = 0; i < 64; ++i) {
             ffwd[i] = 1.0f / static_cast<float>(inv[i]);
             finv[i] = static_cast<float>(inv[i]);
@@ -57,6 +60,10 @@ void run(benchmark::State& state, Fn fn) {
 template <void (*K)(const Kep8u*, int, Kep16s*, const Kep16u*)>
 void FwdLS(benchmark::State& s) {
     run(s, [](Pool& p, int b) { K(&p.planes[64 * b], 8, &p.out[64 * b], p.fwd); });
+}
+// Tables with an entry of Q = 1 take the longer quantization.
+void DCTQuantFwd8x8LS_8u_ssse3_unitTable(benchmark::State& s) {
+    run(s, [](Pool& p, int b) { ownDCTQuantFwd8x8LS_ssse3(&p.planes[64 * b], 8, &p.out[64 * b], p.fwdUnit); });
 }
 void DCTQuantFwd8x8LS_8u_export(benchmark::State& s) {
     run(s, [](Pool& p, int b) { kepiDCTQuantFwd8x8LS_JPEG_8u16s_C1R(&p.planes[64 * b], 8, &p.out[64 * b], p.fwd); });
@@ -96,6 +103,7 @@ void DCTQuantInv8x8To2x2LS_c(benchmark::State& s) { InvLS_c<ownDCTQuantInv8x8ToN
 
 BENCHMARK(FwdLS<ownDCTQuantFwd8x8LS_c>)->Name("DCTQuantFwd8x8LS_8u_c");
 BENCHMARK(FwdLS<ownDCTQuantFwd8x8LS_ssse3>)->Name("DCTQuantFwd8x8LS_8u_ssse3");
+BENCHMARK(DCTQuantFwd8x8LS_8u_ssse3_unitTable);
 BENCHMARK(DCTQuantFwd8x8LS_8u_export);
 BENCHMARK(Fwd16s<ownDCTQuantFwd8x8_c>)->Name("DCTQuantFwd8x8_16s_c");
 BENCHMARK(Fwd16s<ownDCTQuantFwd8x8_ssse3>)->Name("DCTQuantFwd8x8_16s_ssse3");

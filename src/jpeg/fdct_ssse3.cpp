@@ -22,6 +22,10 @@ inline __m128i ld(const void* p) { return _mm_loadu_si128(static_cast<const __m1
 inline __m128i w(int group, int m) { return _mm_load_si128(reinterpret_cast<const __m128i*>(kWeights.v[group][m])); }
 
 // Column pass over the eight row registers r[0..7]; see fdct_c.cpp for the arithmetic.
+// Unshifted: the rows hold 8-bit samples s, not s - 128. Every sum that the level shift changes
+// cancels in the differences, and h + f, the DC, is 8192 too large; with 8-bit samples nothing
+// saturates or wraps, so subtracting 8192 from it gives exactly the result for s - 128.
+template <bool Unshifted>
 inline void columns(__m128i* r) {
     const __m128i one = _mm_set1_epi16(1);
     const __m128i t1 = _mm_set1_epi16(kDctT1), t2 = _mm_set1_epi16(kDctT2);
@@ -36,6 +40,7 @@ inline void columns(__m128i* r) {
     const __m128i g = _mm_slli_epi16(_mm_subs_epi16(s07, s34), 3);
     const __m128i h = _mm_slli_epi16(_mm_adds_epi16(s07, s34), 3);
     r[0] = _mm_adds_epi16(h, f);
+    if constexpr (Unshifted) r[0] = _mm_sub_epi16(r[0], _mm_set1_epi16(8192));
     r[4] = _mm_subs_epi16(h, f);
     r[2] = _mm_or_si128(_mm_adds_epi16(g, _mm_mulhi_epi16(e, t2)), one);
     r[6] = _mm_or_si128(_mm_subs_epi16(_mm_mulhi_epi16(g, t2), e), one);
@@ -73,22 +78,36 @@ inline __m128i row(__m128i y, int group) {
 // 2 hi + carry with carry = (lo + 16383 + (lo >> 15)) >> 15 = [lo >= 16385] + [lo >= 49152],
 // saturated; hi + (hi + carry) saturates exactly when 2 hi + carry does. The unsigned comparisons
 // are signed ones after flipping the top bit.
+// Small: every f is below 32768, so the signed high product needs no correction.
+template <bool Small>
 inline __m128i quantize(__m128i x, __m128i f) {
     const __m128i lo = _mm_xor_si128(_mm_mullo_epi16(x, f), _mm_set1_epi16(-32768));
-    const __m128i hi = _mm_add_epi16(_mm_mulhi_epi16(x, f), _mm_and_si128(x, _mm_srai_epi16(f, 15)));
+    __m128i hi = _mm_mulhi_epi16(x, f);
+    if constexpr (!Small) hi = _mm_add_epi16(hi, _mm_and_si128(x, _mm_srai_epi16(f, 15)));
     const __m128i ge16385 = _mm_cmpgt_epi16(lo, _mm_set1_epi16(16384 - 32768));
     const __m128i ge49152 = _mm_cmpgt_epi16(lo, _mm_set1_epi16(49151 - 32768));
     const __m128i carry = _mm_add_epi16(ge16385, ge49152);  // 0, -1 or -2
     return _mm_adds_epi16(hi, _mm_subs_epi16(hi, carry));
 }
 
-__attribute__((always_inline)) inline void transformQuantize(__m128i* r, Kep16s* pDst, const Kep16u* pTable) {
-    columns(r);
+template <bool Small>
+__attribute__((always_inline)) inline void rowsQuantize(const __m128i* r, Kep16s* pDst, const Kep16u* pTable) {
 #pragma GCC unroll 8
     for (int k = 0; k < 8; ++k) {
         const __m128i z = row(r[k], kDctRowGroup[k]);
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(pDst + 8 * k), quantize(z, ld(pTable + 8 * k)));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(pDst + 8 * k), quantize<Small>(z, ld(pTable + 8 * k)));
     }
+}
+
+// Tables of quantizers 2..255 hold only reciprocals below 32768 (Q = 1 gives 32768): those take the
+// shorter quantization.
+template <bool Unshifted>
+__attribute__((always_inline)) inline void transformQuantize(__m128i* r, Kep16s* pDst, const Kep16u* pTable) {
+    __m128i any = ld(pTable);
+    for (int k = 1; k < 8; ++k) any = _mm_or_si128(any, ld(pTable + 8 * k));
+    columns<Unshifted>(r);
+    if (_mm_movemask_epi8(any) & 0xAAAA) rowsQuantize<false>(r, pDst, pTable);
+    else rowsQuantize<true>(r, pDst, pTable);
 }
 
 }  // namespace
@@ -96,17 +115,17 @@ __attribute__((always_inline)) inline void transformQuantize(__m128i* r, Kep16s*
 void ownDCTQuantFwd8x8_ssse3(const Kep16s* pSrc, Kep16s* pDst, const Kep16u* pTable) {
     __m128i r[8];
     for (int k = 0; k < 8; ++k) r[k] = ld(pSrc + 8 * k);
-    transformQuantize(r, pDst, pTable);
+    transformQuantize<false>(r, pDst, pTable);
 }
 
 void ownDCTQuantFwd8x8LS_ssse3(const Kep8u* pSrc, int srcStep, Kep16s* pDst, const Kep16u* pTable) {
-    const __m128i zero = _mm_setzero_si128(), shift = _mm_set1_epi16(128);
+    const __m128i zero = _mm_setzero_si128();
     __m128i r[8];
     for (int k = 0; k < 8; ++k) {
         const __m128i s = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(pSrc + static_cast<ptrdiff_t>(k) * srcStep));
-        r[k] = _mm_sub_epi16(_mm_unpacklo_epi8(s, zero), shift);
+        r[k] = _mm_unpacklo_epi8(s, zero);
     }
-    transformQuantize(r, pDst, pTable);
+    transformQuantize<true>(r, pDst, pTable);  // the level shift is folded into the column pass
 }
 
 void ownSub128_ssse3(const Kep8u* pSrc, int srcStep, Kep16s* pDst, int dstStep, int width, int height) {
