@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "dct.h"
+#include "dct32f.h"
 #include "kepcheck_data.h"
 #include "kepjx1.h"
 
@@ -73,8 +74,9 @@ template <void (*K)(const Kep16s*, Kep16s*, const Kep16u*)>
 void Fwd16s(benchmark::State& s) {
     run(s, [](Pool& p, int b) { K(&p.coefs[64 * b], &p.out[64 * b], p.fwd); });
 }
-void DCTQuantFwd8x8LS_16u_32f(benchmark::State& s) {
-    run(s, [](Pool& p, int b) { kepiDCTQuantFwd8x8LS_JPEG_16u16s_C1R(&p.planes16[64 * b], 16, &p.out[64 * b], p.ffwd); });
+template <void (*K)(const Kep16u*, int, Kep16s*, const Kep32f*)>
+void Fwd16u(benchmark::State& s) {
+    run(s, [](Pool& p, int b) { K(&p.planes16[64 * b], 16, &p.out[64 * b], p.ffwd); });
 }
 
 // Inverse to 8-bit samples.
@@ -93,10 +95,9 @@ template <void (*K)(const Kep16s*, Kep16s*, const Kep16u*, bool)>
 void Inv16s(benchmark::State& s) {
     run(s, [](Pool& p, int b) { K(&p.coefs[64 * b], &p.out[64 * b], p.inv, false); });
 }
-void DCTQuantInv8x8LS_16u_32f(benchmark::State& s) {
-    run(s, [](Pool& p, int b) {
-        kepiDCTQuantInv8x8LS_JPEG_16s16u_C1R(&p.coefs[64 * b], reinterpret_cast<Kep16u*>(&p.out[64 * b]), 16, p.finv);
-    });
+template <void (*K)(const Kep16s*, Kep16u*, int, const Kep32f*)>
+void Inv16u(benchmark::State& s) {
+    run(s, [](Pool& p, int b) { K(&p.coefs[64 * b], reinterpret_cast<Kep16u*>(&p.out[64 * b]), 16, p.finv); });
 }
 void DCTQuantInv8x8To4x4LS_c(benchmark::State& s) { InvLS_c<ownDCTQuantInv8x8ToNxNLS_c, 4>(s); }
 void DCTQuantInv8x8To2x2LS_c(benchmark::State& s) { InvLS_c<ownDCTQuantInv8x8ToNxNLS_c, 2>(s); }
@@ -107,7 +108,8 @@ BENCHMARK(DCTQuantFwd8x8LS_8u_ssse3_unitTable);
 BENCHMARK(DCTQuantFwd8x8LS_8u_export);
 BENCHMARK(Fwd16s<ownDCTQuantFwd8x8_c>)->Name("DCTQuantFwd8x8_16s_c");
 BENCHMARK(Fwd16s<ownDCTQuantFwd8x8_ssse3>)->Name("DCTQuantFwd8x8_16s_ssse3");
-BENCHMARK(DCTQuantFwd8x8LS_16u_32f);
+BENCHMARK(Fwd16u<ownDCTQuantFwd8x8LS_32f_c>)->Name("DCTQuantFwd8x8LS_16u_c");
+BENCHMARK(Fwd16u<ownDCTQuantFwd8x8LS_32f_ssse3>)->Name("DCTQuantFwd8x8LS_16u_ssse3");
 BENCHMARK(InvLS_c<ownDCTQuantInv8x8LS_c, 8>)->Name("DCTQuantInv8x8LS_8u_c");
 BENCHMARK(InvLS<ownDCTQuantInv8x8LS_ssse3>)->Name("DCTQuantInv8x8LS_8u_ssse3");
 BENCHMARK(DCTQuantInv8x8LS_8u_export);
@@ -121,6 +123,7 @@ BENCHMARK(InvLS<ownDCTQuantInv8x8LS_1x1_c>)->Name("DCTQuantInv8x8LS_1x1_c");
 BENCHMARK(InvLS<ownDCTQuantInv8x8LS_1x1_ssse3>)->Name("DCTQuantInv8x8LS_1x1_ssse3");
 BENCHMARK(DCTQuantInv8x8To4x4LS_c);
 BENCHMARK(DCTQuantInv8x8To2x2LS_c);
-BENCHMARK(DCTQuantInv8x8LS_16u_32f);
+BENCHMARK(Inv16u<ownDCTQuantInv8x8LS_32f_c>)->Name("DCTQuantInv8x8LS_16u_c");
+BENCHMARK(Inv16u<ownDCTQuantInv8x8LS_32f_ssse3>)->Name("DCTQuantInv8x8LS_16u_ssse3");
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <limits>
 
 #include "dct.h"
+#include "dct32f.h"
 #include "dct_place.h"
 #include "kepcheck.h"
 #include "pjdispatch.h"
@@ -56,6 +57,15 @@ void table16u(Rng& rng, Kep16u* t, bool forward) {
     else kepiQuantInvTableInit_JPEG_8u16u(raw, t);
 }
 
+// A kernel that returns nothing, as a variant function returning kepOk.
+template <typename... A>
+std::function<KepResult(A...)> kernel(void (*k)(A...)) {
+    return [k](A... a) {
+        k(a...);
+        return kepOk;
+    };
+}
+
 // ---- 16-bit blocks, both directions -------------------------------------------------------------
 
 // A block, its output and a forward or inverse table.
@@ -81,9 +91,6 @@ Variant<BlockCase> blockVariant(const std::string& name, BlockFn f, Place place)
         Placed t(c.table, at);
         return f(s.get(), d.get(), t.get());
     });
-}
-BlockFn kernel(void (*k)(const Kep16s*, Kep16s*, const Kep16u*)) {
-    return [k](const Kep16s* s, Kep16s* d, const Kep16u* t) { k(s, d, t); return kepOk; };
 }
 BlockFn kernel(void (*k)(const Kep16s*, Kep16s*, const Kep16u*, bool), bool saturate) {
     return [k, saturate](const Kep16s* s, Kep16s* d, const Kep16u* t) { k(s, d, t, saturate); return kepOk; };
@@ -143,9 +150,6 @@ Variant<FwdLSCase> fwdLS(const std::string& name, FwdLSFn f, Place place) {
         return f(s.get(), c.src.step, d.get(), t.get());
     });
 }
-FwdLSFn kernel(void (*k)(const Kep8u*, int, Kep16s*, const Kep16u*)) {
-    return [k](const Kep8u* s, int st, Kep16s* d, const Kep16u* t) { k(s, st, d, t); return kepOk; };
-}
 
 TEST(DctEquivalence, ForwardLevelShift8u) {
     const auto& tbl = ownTbl_kepiDCTQuantFwd8x8LS_JPEG_8u16s_C1R;
@@ -161,8 +165,7 @@ TEST(DctEquivalence, ForwardLevelShift8u) {
                                       fwdLS("stub", kepiDCTQuantFwd8x8LS_JPEG_8u16s_C1R, Place::Even)});
 }
 
-// The single-precision forms have one implementation; both slots and the stub must agree with it at
-// any address, NaN and infinite table entries included.
+// The single-precision forms: tables with NaN, infinite and huge entries besides ordinary ones.
 void table32f(Rng& rng, Kep32f* t) {
     for (int i = 0; i < 64; ++i) {
         const int kind = static_cast<int>(rng.range(0, 19));
@@ -178,8 +181,8 @@ struct Fwd16uCase {
     Kep16s dst[64];
     Kep32f table[64];
 };
-TEST(DctEquivalence, ForwardLevelShift16uSlots) {
-    auto run = [](const std::string& name, decltype(&kepiDCTQuantFwd8x8LS_JPEG_16u16s_C1R) e, Place place) {
+TEST(DctEquivalence, ForwardLevelShift16u) {
+    auto run = [](const std::string& name, std::function<KepResult(const Kep16u*, int, Kep16s*, const Kep32f*)> e, Place place) {
         return dcttest::placed<Fwd16uCase>(name, place, [e](Fwd16uCase& c, const Offsets& at) {
             Placed s(c.src.bytes, at);
             Placed d(c.dst, at);
@@ -195,7 +198,9 @@ TEST(DctEquivalence, ForwardLevelShift16uSlots) {
                                               for (int i = 0; i + 1 < 8 * kMaxStep; i += 2) c.src.bytes[i + 1] &= 0x0F;
                                           table32f(r, c.table);
                                       },
-                                      {run("slot 0", slot(tbl, 0), Place::Aligned), run("slot 1", slot(tbl, 1), Place::Any),
+                                      {run("c", kernel(ownDCTQuantFwd8x8LS_32f_c), Place::Aligned),
+                                       run("ssse3", kernel(ownDCTQuantFwd8x8LS_32f_ssse3), Place::Any),
+                                       run("slot 0", slot(tbl, 0), Place::Aligned), run("slot 1", slot(tbl, 1), Place::Any),
                                        run("stub", kepiDCTQuantFwd8x8LS_JPEG_16u16s_C1R, Place::Odd)});
 }
 
@@ -296,9 +301,6 @@ void genInvLS(Rng& rng, InvLSCase& c) {
     table16u(rng, c.table, false);
     genPlane(rng, c.dst, 8);
 }
-InvLSFn kernel(void (*k)(const Kep16s*, Kep8u*, int, const Kep16u*)) {
-    return [k](const Kep16s* s, Kep8u* d, int st, const Kep16u* t) { k(s, d, st, t); return kepOk; };
-}
 // The reference of the shortcuts: the full transform of the corner, the rest taken as zero.
 InvLSFn reference(int n) {
     return [n](const Kep16s* s, Kep8u* d, int st, const Kep16u* t) { ownDCTQuantInv8x8LS_c(s, d, st, t, n); return kepOk; };
@@ -346,8 +348,8 @@ struct Inv16uCase {
     Kep32f table[64];
     Plane dst;
 };
-TEST(DctEquivalence, InverseLevelShift16uSlots) {
-    auto run = [](const std::string& name, decltype(&kepiDCTQuantInv8x8LS_JPEG_16s16u_C1R) e, Place place) {
+TEST(DctEquivalence, InverseLevelShift16u) {
+    auto run = [](const std::string& name, std::function<KepResult(const Kep16s*, Kep16u*, int, const Kep32f*)> e, Place place) {
         return dcttest::placed<Inv16uCase>(name, place, [e](Inv16uCase& c, const Offsets& at) {
             Placed s(c.src, at);
             Placed t(c.table, at);
@@ -362,7 +364,9 @@ TEST(DctEquivalence, InverseLevelShift16uSlots) {
                                           table32f(r, c.table);
                                           genPlane(r, c.dst, 16);
                                       },
-                                      {run("slot 0", slot(tbl, 0), Place::Aligned), run("slot 1", slot(tbl, 1), Place::Any),
+                                      {run("c", kernel(ownDCTQuantInv8x8LS_32f_c), Place::Aligned),
+                                       run("ssse3", kernel(ownDCTQuantInv8x8LS_32f_ssse3), Place::Any),
+                                       run("slot 0", slot(tbl, 0), Place::Aligned), run("slot 1", slot(tbl, 1), Place::Any),
                                        run("stub", kepiDCTQuantInv8x8LS_JPEG_16s16u_C1R, Place::Odd)});
 }
 

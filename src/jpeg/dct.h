@@ -71,15 +71,6 @@ static inline KepResult ownCheckRegion(const void* pSrc, int srcStep, const void
     return kepOk;
 }
 
-// Scale factors of the single-precision transforms (scaled factorisation of Arai, Agui and
-// Nakajima): sqrt(2) cos(k pi / 16) for k = 2, 6; 1 for k = 0, 4; and for odd k the same times
-// `odd`, the extra factor by which the factorisation scales its odd half.
-constexpr double ownAanScale(int k, double odd) {
-    constexpr double c[8] = {1.0, 0.98078528040323043, 0.92387953251128674, 0.83146961230254524,
-                             0.70710678118654752, 0.55557023301960218, 0.38268343236508977, 0.19509032201612826};
-    return (k == 0 || k == 4) ? 1.0 : 1.4142135623730951 * c[k] * ((k & 1) ? odd : 1.0);
-}
-
 // Scalar forms of the 16-bit operations, for the references.
 static inline Kep16s ownAdds16(Kep16s a, Kep16s b) { return ownSat16s(static_cast<Kep32s>(a) + b); }
 static inline Kep16s ownSubs16(Kep16s a, Kep16s b) { return ownSat16s(static_cast<Kep32s>(a) - b); }
@@ -100,10 +91,6 @@ KEP_HIDDEN void ownDCTQuantFwd8x8LS_ssse3(const Kep8u* pSrc, int srcStep, Kep16s
 // dst = src - 128 over a width x height region (steps in bytes).
 KEP_HIDDEN void ownSub128_c(const Kep8u* pSrc, int srcStep, Kep16s* pDst, int dstStep, int width, int height);
 KEP_HIDDEN void ownSub128_ssse3(const Kep8u* pSrc, int srcStep, Kep16s* pDst, int dstStep, int width, int height);
-
-// Single-precision forward DCT of 12-bit samples (read as signed 16-bit, minus 2048) with a
-// multiplier table, rounding to nearest even, saturated to 16 bits.
-KEP_HIDDEN void ownDCTQuantFwd8x8LS_32f(const Kep16u* pSrc, int srcStep, Kep16s* pDst, const Kep32f* pTable);
 
 // ---- Inverse -------------------------------------------------------------------------------------
 
@@ -127,9 +114,5 @@ KEP_HIDDEN void ownDCTQuantInv8x8ToNxNLS_c(const Kep16s* pSrc, Kep8u* pDst, int 
 // dst = sat8u(src + 128) over a width x height region (steps in bytes).
 KEP_HIDDEN void ownAdd128_c(const Kep16s* pSrc, int srcStep, Kep8u* pDst, int dstStep, int width, int height);
 KEP_HIDDEN void ownAdd128_ssse3(const Kep16s* pSrc, int srcStep, Kep8u* pDst, int dstStep, int width, int height);
-
-// Single-precision inverse DCT of 12-bit samples with a multiplier table: each result + 2048
-// truncated toward zero and clamped to 0..4095.
-KEP_HIDDEN void ownDCTQuantInv8x8LS_32f(const Kep16s* pSrc, Kep16u* pDst, int dstStep, const Kep32f* pTable);
 
 #endif  // KEP_DCT_H

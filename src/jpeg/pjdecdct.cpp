@@ -1,8 +1,10 @@
 // Decoder side of the 8x8 DCT: the integer inverse DCT fused with dequantization, its DC-only,
-// 2x2 and 4x4 shortcuts, the reduced-size 2x2 and 4x4 forms, and the level shift. The exports
-// check their arguments and run the kernels, which read and write at any address.
+// 2x2 and 4x4 shortcuts, the reduced-size 2x2 and 4x4 forms, the level shift, and the
+// single-precision inverse DCT to 12-bit samples. The exports check their arguments and run the
+// kernels, which read and write at any address.
 
 #include "dct.h"
+#include "dct32f.h"
 #include "pjdispatch.h"
 
 namespace {
@@ -50,6 +52,13 @@ KEP_INVERSE_LS(kepiDCTQuantInv8x8LS_4x4_JPEG_16s8u_C1R, ownDCTQuantInv8x8LS_4x4_
 KEP_INVERSE_LS(kepiDCTQuantInv8x8To2x2LS_JPEG_16s8u_C1R, reduced2x2)
 KEP_INVERSE_LS(kepiDCTQuantInv8x8To4x4LS_JPEG_16s8u_C1R, reduced4x4)
 #undef KEP_INVERSE_LS
+
+KepResult own_kepiDCTQuantInv8x8LS_JPEG_16s16u_C1R(const Kep16s* pSrc, Kep16u* pDst, int dstStep,
+                                                    const Kep32f* pQuantInvTable) {
+    const KepResult r = ownCheckBlockPlane(pSrc, pDst, dstStep, pQuantInvTable);
+    if (r == kepOk) ownDCTQuantInv8x8LS_32f_ssse3(pSrc, pDst, dstStep, pQuantInvTable);
+    return r;
+}
 
 KepResult own_kepiAdd128_JPEG_16s8u_C1R(const Kep16s* pSrc, int srcStep, Kep8u* pDst, int dstStep, KepiSize roiSize) {
     const KepResult r = ownCheckRegion(pSrc, srcStep, pDst, dstStep, roiSize);

@@ -1,7 +1,9 @@
-// Encoder side of the 8x8 DCT: level shift, and the integer forward DCT fused with quantization.
+// Encoder side of the 8x8 DCT: level shift, the integer forward DCT fused with quantization, and the
+// single-precision forward DCT of 12-bit samples.
 // The exports check their arguments and run the SSSE3 kernels, which read and write at any address.
 
 #include "dct.h"
+#include "dct32f.h"
 #include "pjdispatch.h"
 
 KepResult own_kepiSub128_JPEG_8u16s_C1R(const Kep8u* pSrc, int srcStep, Kep16s* pDst, int dstStep, KepiSize roiSize) {
@@ -27,5 +29,12 @@ KepResult own_kepiDCTQuantFwd8x8LS_JPEG_8u16s_C1R(const Kep8u* pSrc, int srcStep
     // The step is tested after both block pointers and before the table.
     const KepResult r = ownCheckBlockPlane(pSrc, pDst, srcStep, pQuantFwdTable);
     if (r == kepOk) ownDCTQuantFwd8x8LS_ssse3(pSrc, srcStep, pDst, pQuantFwdTable);
+    return r;
+}
+
+KepResult own_kepiDCTQuantFwd8x8LS_JPEG_16u16s_C1R(const Kep16u* pSrc, int srcStep, Kep16s* pDst,
+                                                    const Kep32f* pQuantFwdTable) {
+    const KepResult r = ownCheckBlockPlane(pSrc, pDst, srcStep, pQuantFwdTable);
+    if (r == kepOk) ownDCTQuantFwd8x8LS_32f_ssse3(pSrc, srcStep, pDst, pQuantFwdTable);
     return r;
 }
