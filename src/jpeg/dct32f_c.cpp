@@ -2,6 +2,22 @@
 
 #include "dct32f.h"
 
+namespace {
+
+// Rows, then columns, of the block in b.
+template <void (*Pass)(float*)>
+void separable(float* b) {
+    for (int r = 0; r < 8; ++r) Pass(b + 8 * r);
+    for (int c = 0; c < 8; ++c) {
+        float col[8];
+        for (int k = 0; k < 8; ++k) col[k] = b[8 * k + c];
+        Pass(col);
+        for (int k = 0; k < 8; ++k) b[8 * k + c] = col[k];
+    }
+}
+
+}  // namespace
+
 void ownDCTQuantFwd8x8LS_32f_c(const Kep16u* pSrc, int srcStep, Kep16s* pDst, const Kep32f* pTable) {
     float b[64];
     for (int r = 0; r < 8; ++r) {
@@ -9,13 +25,7 @@ void ownDCTQuantFwd8x8LS_32f_c(const Kep16u* pSrc, int srcStep, Kep16s* pDst, co
         // Samples are read as signed: values above 32767 are negative.
         for (int c = 0; c < 8; ++c) b[8 * r + c] = static_cast<float>(ownLoad16s(s + 2 * c)) - 2048.0f;
     }
-    for (int r = 0; r < 8; ++r) ownFdct8(b + 8 * r);
-    for (int c = 0; c < 8; ++c) {
-        float col[8];
-        for (int k = 0; k < 8; ++k) col[k] = b[8 * k + c];
-        ownFdct8(col);
-        for (int k = 0; k < 8; ++k) b[8 * k + c] = col[k];
-    }
+    separable<ownFdct8<float>>(b);
     const Kep8u* tab = reinterpret_cast<const Kep8u*>(pTable);
     Kep8u* dst = reinterpret_cast<Kep8u*>(pDst);
     for (int i = 0; i < 64; ++i) {
@@ -37,13 +47,7 @@ void ownDCTQuantInv8x8LS_32f_c(const Kep16s* pSrc, Kep16u* pDst, int dstStep, co
         memcpy(&m, tab + 4 * i, sizeof m);
         b[i] = static_cast<float>(ownLoad16s(src + 2 * i)) * m * kIdctPreScale.v[i];
     }
-    for (int r = 0; r < 8; ++r) ownIdct8(b + 8 * r);
-    for (int c = 0; c < 8; ++c) {
-        float col[8];
-        for (int k = 0; k < 8; ++k) col[k] = b[8 * k + c];
-        ownIdct8(col);
-        for (int k = 0; k < 8; ++k) b[8 * k + c] = col[k];
-    }
+    separable<ownIdct8<float>>(b);
     for (int r = 0; r < 8; ++r) {
         Kep8u* d = reinterpret_cast<Kep8u*>(pDst) + static_cast<ptrdiff_t>(r) * dstStep;
         for (int c = 0; c < 8; ++c) {
