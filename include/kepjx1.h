@@ -104,8 +104,8 @@ KEPAPI KepResult kepiDCTQuantFwd8x8LS_JPEG_16u16s_C1R(const Kep16u* pSrc, int sr
  * keeps the low 16 bits of x * Q (it wraps). The integer inverse DCT, within one unit of the
  * T.81 inverse DCT, is a row pass of 32-bit sums of 16x16-bit products with per-row weights and
  * per-row rounding constants, >> 11 saturated to 16 bits, then a column pass in saturating 16-bit
- * arithmetic ending in >> 6 (the only rounding is the row constant that reaches every output
- * through the DC). The LS forms add 128 and clamp to 0..255, writing rows at dstStep bytes.
+ * arithmetic ending in >> 6 (its rounding comes from the row constants: row 0's reaches every
+ * output through the DC as half a unit). The LS forms add 128 and clamp to 0..255, writing rows at dstStep bytes.
  * The caller chooses the shortcut forms; the block is not inspected. Nothing is allocated; any
  * address works with identical results.
  * Errors of every LS form, in order: pSrc or pDst null (-8); dstStep < 1 (-14); table null (-8). */

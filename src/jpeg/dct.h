@@ -33,8 +33,8 @@ inline constexpr Kep16s kDctWeights[4][8] = {
     {0, 26722, 25172, 22654, 19266, 15137, 10426, 5315},
 };
 inline constexpr int kDctRowGroup[8] = {0, 1, 2, 3, 0, 3, 2, 1};
-// Rounding constants of the inverse row pass, one per row; the 65536 of row 0 reaches every output
-// through the DC path and is the only rounding of the inverse transform.
+// Rounding constants of the inverse row pass, one per row. The 65536 of row 0 reaches every output
+// through the DC path as half a unit of the final >> 6; the column pass adds no rounding of its own.
 inline constexpr Kep32s kIdctRowRound[8] = {65536, 2901, 2260, 1704, 1024, 455, 512, 373};
 
 // Weight vectors for paired 16x16->32 multiply-adds (pmaddwd) in the row passes: for each group,
