@@ -41,7 +41,9 @@ TYPED_TEST(Wt53, WholeTileRoundTripEverySizeAndParity) {
                 Plane<T> p = orig;
                 auto buf = j2ktest::scratch<T>(r, true);
                 ASSERT_EQ(kepOk, A::fwdI(p.data(), p.step(), &r, buf.data()));
-                if (w * h > 1) EXPECT_NE(p.v, orig.v);
+                if (w * h > 1) {
+                    EXPECT_NE(p.v, orig.v);
+                }
                 ASSERT_EQ(kepOk, A::invI(p.data(), p.step(), &r, buf.data()));
                 ASSERT_EQ(p.v, orig.v);
                 // Not in place, through four separate band planes.
@@ -99,7 +101,6 @@ TYPED_TEST(Wt53, MatchesIndependentAnnexFModel) {
                 } else {
                     ASSERT_EQ(kepOk, kepiRCTFwd_JPEG2K_32s_P3IR(planes, comp[0].step(), roi));
                 }
-                else ASSERT_EQ(kepOk, kepiRCTFwd_JPEG2K_32s_P3IR(planes, comp[0].step(), roi));
                 auto buf = j2ktest::scratch<T>(r, true);
                 ASSERT_EQ(kepOk, A::fwdI(comp[0].data(), comp[0].step(), &r, buf.data()));
                 const auto expect = j2kref::sd53Tile(refY, w, h, ox, oy);
