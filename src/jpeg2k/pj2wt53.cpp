@@ -1,9 +1,8 @@
 // Reversible 5/3 wavelet exports: argument checks, then the kernels of wt53.h.
 
-#include <limits.h>
-
 #include "pjdispatch.h"
 #include "wt53.h"
+#include "wtframe.h"
 
 namespace {
 
@@ -43,101 +42,17 @@ KepResult invLift(const T* l1, const T* h0, const T* h1, const T* x0, T* x1, T* 
     return kepOk;
 }
 
-// Scratch sizes (E = sizeof(T)); sizes beyond INT_MAX are reported as INT_MAX.
+// In-place scratch: one extended line, 0 when no line reaches 3 samples.
 template <typename T>
 Kep64s inPlaceBytes(Kep64s w, Kep64s h) {
     constexpr Kep64s e = sizeof(T);
     if (w < 3 && h < 3) return 0;
     return (w > h ? w : h) * e + 4 * e;
 }
-template <typename T>
-Kep64s copyRowBytes(Kep64s w) { return (static_cast<Kep64s>(sizeof(T)) * w + 31) & ~static_cast<Kep64s>(31); }
 
 template <typename T>
 KepResult bufSize(const KepiRect* r, int* size, bool inPlace) {
-    if (!r || !size) return kepErrNullPtr;
-    const Kep64s w = r->width > 0 ? r->width : 0, h = r->height > 0 ? r->height : 0;
-    Kep64s bytes = inPlaceBytes<T>(w, h);
-    if (!inPlace) bytes += copyRowBytes<T>(w) * h;
-    *size = bytes > INT_MAX ? INT_MAX : static_cast<int>(bytes);
-    return kepOk;
-}
-
-template <typename T>
-KepResult fwdInPlace(T* p, int step, const KepiRect* r, Kep8u* buf) {
-    if (!p) return kepErrNullPtr;
-    if (step < 1) return kepErrStep;
-    if (!r || !buf) return kepErrNullPtr;
-    if (r->width > 0 && r->height > 0) ownWt53FwdTile_ssse3(p, step, r->width, r->height, r->x & 1, r->y & 1, buf);
-    return kepOk;
-}
-
-template <typename T>
-KepResult invInPlace(T* p, int step, const KepiRect* r, Kep8u* buf) {
-    if (!p) return kepErrNullPtr;
-    if (step < 1) return kepErrStep;
-    if (!r || !buf) return kepErrNullPtr;
-    if (r->width > 0 && r->height > 0) ownWt53InvTile_ssse3(p, step, r->width, r->height, r->x & 1, r->y & 1, buf);
-    return kepOk;
-}
-
-// Copies a w x h block of elements between two planes.
-template <typename T>
-void copyBlock(const T* s, ptrdiff_t sStep, T* d, ptrdiff_t dStep, int w, int h) {
-    for (int y = 0; y < h; ++y)
-        memcpy(ownAt(d, dStep, y), ownAt(s, sStep, y), static_cast<size_t>(w) * sizeof(T));
-}
-
-// The fixed band split of the not-in-place forms: band b (LL, LH, HL, HH) starts at column
-// (b & 2 ? ceil(w/2) : 0) and row (b & 1 ? ceil(h/2) : 0) of the tile copy.
-struct Band {
-    int x, y, w, h;
-};
-Band band(int b, int w, int h) {
-    const int cw = (w + 1) / 2, ch = (h + 1) / 2;
-    return {b & 2 ? cw : 0, b & 1 ? ch : 0, b & 2 ? w / 2 : cw, b & 1 ? h / 2 : ch};
-}
-
-template <typename T>
-KepResult fwdCopy(const T* src, int srcStep, const KepiRect* r, T* dst[4], int dstStep[4], Kep8u* buf) {
-    if (!src || !dst || !dstStep || !r || !buf) return kepErrNullPtr;
-    if (srcStep < 1) return kepErrStep;
-    for (int b = 0; b < 4; ++b)
-        if (!dst[b]) return kepErrNullPtr;
-    for (int b = 0; b < 4; ++b)
-        if (dstStep[b] < 1) return kepErrStep;
-    const int w = r->width, h = r->height;
-    if (w < 1 || h < 1) return kepErrSize;
-    const ptrdiff_t copyStep = static_cast<ptrdiff_t>(copyRowBytes<T>(w));
-    T* tile = reinterpret_cast<T*>(buf);
-    copyBlock(src, srcStep, tile, copyStep, w, h);
-    ownWt53FwdTile_ssse3(tile, static_cast<int>(copyStep), w, h, r->x & 1, r->y & 1, buf + copyStep * h);
-    for (int b = 0; b < 4; ++b) {
-        const Band k = band(b, w, h);
-        copyBlock(reinterpret_cast<const T*>(ownAt(tile, copyStep, k.y)) + k.x, copyStep, dst[b], dstStep[b], k.w, k.h);
-    }
-    return kepOk;
-}
-
-template <typename T>
-KepResult invCopy(const T* src[4], int srcStep[4], T* dst, int dstStep, const KepiRect* r, Kep8u* buf) {
-    if (!src || !srcStep || !dst || !r || !buf) return kepErrNullPtr;
-    if (dstStep < 1) return kepErrStep;
-    for (int b = 0; b < 4; ++b)
-        if (!src[b]) return kepErrNullPtr;
-    for (int b = 0; b < 4; ++b)
-        if (srcStep[b] < 1) return kepErrStep;
-    const int w = r->width, h = r->height;
-    if (w < 1 || h < 1) return kepErrSize;
-    const ptrdiff_t copyStep = static_cast<ptrdiff_t>(copyRowBytes<T>(w));
-    T* tile = reinterpret_cast<T*>(buf);
-    for (int b = 0; b < 4; ++b) {
-        const Band k = band(b, w, h);
-        copyBlock(src[b], srcStep[b], reinterpret_cast<T*>(ownAt(tile, copyStep, k.y)) + k.x, copyStep, k.w, k.h);
-    }
-    ownWt53InvTile_ssse3(tile, static_cast<int>(copyStep), w, h, r->x & 1, r->y & 1, buf + copyStep * h);
-    copyBlock(tile, copyStep, dst, dstStep, w, h);
-    return kepOk;
+    return ownWtBufSize<T>(r, size, inPlace, inPlaceBytes<T>);
 }
 
 }  // namespace
@@ -169,17 +84,17 @@ KepResult invCopy(const T* src[4], int srcStep[4], T* dst, int dstStep, const Ke
     }                                                                                                                            \
     KepResult own_kepiWTFwd_B53_JPEG2K_##t##_C1R(const T* pSrc, int srcStep, const KepiRect* pTileRect, T* pDst[4],             \
                                                   int dstStep[4], Kep8u* pBuffer) {                                              \
-        return fwdCopy(pSrc, srcStep, pTileRect, pDst, dstStep, pBuffer);                                                       \
+        return ownWtFwdCopy(pSrc, srcStep, pTileRect, pDst, dstStep, pBuffer, ownWt53FwdTile_ssse3<T>);                                                       \
     }                                                                                                                            \
     KepResult own_kepiWTFwd_B53_JPEG2K_##t##_C1IR(T* pSrcDst, int srcDstStep, const KepiRect* pTileRect, Kep8u* pBuffer) {      \
-        return fwdInPlace(pSrcDst, srcDstStep, pTileRect, pBuffer);                                                             \
+        return ownWtInPlace(pSrcDst, srcDstStep, pTileRect, pBuffer, ownWt53FwdTile_ssse3<T>);                                                             \
     }                                                                                                                            \
     KepResult own_kepiWTInv_B53_JPEG2K_##t##_C1R(const T* pSrc[4], int srcStep[4], T* pDst, int dstStep,                        \
                                                   const KepiRect* pTileRect, Kep8u* pBuffer) {                                   \
-        return invCopy(pSrc, srcStep, pDst, dstStep, pTileRect, pBuffer);                                                       \
+        return ownWtInvCopy(pSrc, srcStep, pDst, dstStep, pTileRect, pBuffer, ownWt53InvTile_ssse3<T>);                                                       \
     }                                                                                                                            \
     KepResult own_kepiWTInv_B53_JPEG2K_##t##_C1IR(T* pSrcDst, int srcDstStep, const KepiRect* pTileRect, Kep8u* pBuffer) {      \
-        return invInPlace(pSrcDst, srcDstStep, pTileRect, pBuffer);                                                             \
+        return ownWtInPlace(pSrcDst, srcDstStep, pTileRect, pBuffer, ownWt53InvTile_ssse3<T>);                                                             \
     }                                                                                                                            \
     KepResult own_kepiWTGetBufSize_B53_JPEG2K_##t##_C1R(const KepiRect* pTileRect, int* pSize) {                                \
         return bufSize<T>(pTileRect, pSize, false);                                                                             \

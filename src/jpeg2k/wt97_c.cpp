@@ -5,18 +5,6 @@
 
 namespace {
 
-struct ScalarOps {
-    static void split(const Kep32f* b, int count, Kep32f* e, Kep32f* o) {
-        for (int i = 0; i < count; ++i) (i & 1 ? o : e)[i / 2] = b[i];
-    }
-    static void lift(Kep32f* d, const Kep32f* a, const Kep32f* b, int n, Kep32f c) {
-        for (int j = 0; j < n; ++j) d[j] = (a[j] + b[j]) * c + d[j];
-    }
-    static void scale(Kep32f* out, const Kep32f* in, int n, Kep32f c) {
-        for (int k = 0; k < n; ++k) out[k] = in[k] * c;
-    }
-};
-
 // Fixed-point constants (16 fraction bits).
 constexpr Kep32s kAlpha = -103949, kBeta = -3472, kGamma = 57862, kDelta = 29066;
 constexpr Kep32s kLowGain = 53274, kHighGain = 80621, kFusedDelta = 23627;  // 23627 = delta / K
@@ -74,6 +62,33 @@ struct Fixed32 {
     }
 };
 
+// Inverse policies: each lifting step is removed by subtracting the very term the forward step
+// added (same constant, same rounding), so the integer lifting alone is exactly reversible; the
+// gains are undone by the reciprocal gain with the same rounding (low * K, high / K). 16s
+// saturates every value, 32s keeps 32 bits (wrapping).
+constexpr Kep32s kSteps[4] = {kAlpha, kBeta, kGamma, kDelta};
+struct Inv16 {
+    using V = Kep32s;
+    static V load(const void* p) { return ownLoad16s(p); }
+    static void store(void* p, V v) { ownStore16s(p, static_cast<Kep16s>(v)); }
+    static V lowIn(V v) { return ownSat16s(static_cast<Kep32s>((static_cast<Kep64s>(v) * kHighGain + 32768) >> 16)); }
+    static V highIn(V v) { return (v * kLowGain + 32768) >> 16; }
+    static V undo(V centre, V l, V r, int k) {
+        const Kep32u p = static_cast<Kep32u>(l + r) * static_cast<Kep32u>(kSteps[k]) + 32768u;
+        return ownSat16s(centre - (static_cast<Kep32s>(p) >> 16));
+    }
+};
+struct Inv32 {
+    using V = Kep32s;
+    static V load(const void* p) { V v; memcpy(&v, p, 4); return v; }
+    static void store(void* p, V v) { memcpy(p, &v, 4); }
+    static V lowIn(V v) { return static_cast<Kep32s>((static_cast<Kep64s>(v) * kHighGain + 32768) >> 16); }
+    static V highIn(V v) { return static_cast<Kep32s>((static_cast<Kep64s>(v) * kLowGain + 32768) >> 16); }
+    static V undo(V centre, V l, V r, int k) {
+        return static_cast<Kep32s>(static_cast<Kep64s>(centre) - (((static_cast<Kep64s>(l) + r) * kSteps[k] + 32768) >> 16));
+    }
+};
+
 // The fixed-point lifting, chunked like the float form. Only the first low of a phase-0 row
 // takes the fused last update and gain; every other low (the last included) is updated, then
 // scaled, each with its own rounding.
@@ -103,17 +118,27 @@ void fixedRow(const typename F::T* x, typename F::T* lo, typename F::T* hi, int 
 
 }  // namespace
 
-void ownWt97FwdRow1_32f(const Kep32f* x, Kep32f* lo, Kep32f* hi, bool odd) {
-    const int c = odd ? 1 : 0, d = odd ? 0 : 1;
-    *lo = (x[c - 4] + x[c + 4]) * 0.026748758f + (x[c - 3] + x[c + 3]) * -0.01686412f + (x[c - 2] + x[c + 2]) * -0.078223266f +
-          (x[c - 1] + x[c + 1]) * 0.26686412f + x[c] * 0.602949f;
-    *hi = (x[d - 3] + x[d + 3]) * 0.091271766f + (x[d - 2] + x[d + 2]) * -0.057543527f + (x[d - 1] + x[d + 1]) * -0.59127176f +
-          x[d] * 1.115087f;
-}
-
 void ownWt97FwdRow_32f_c(const Kep32f* x, Kep32f* lo, Kep32f* hi, int w, bool odd) {
-    if (w == 1) ownWt97FwdRow1_32f(x, lo, hi, odd);
-    else ownWt97FwdRowChunks32f<ScalarOps>(x, lo, hi, w, odd);
+    ownWt97FwdLine32f<OwnWt97Scalar>(x, sizeof(Kep32f), lo, sizeof(Kep32f), hi, sizeof(Kep32f), w, odd);
 }
 void ownWt97FwdRow_16s_c(const Kep16s* x, Kep16s* lo, Kep16s* hi, int w, bool odd) { fixedRow<Fixed16>(x, lo, hi, w, odd); }
 void ownWt97FwdRow_32s_c(const Kep32s* x, Kep32s* lo, Kep32s* hi, int w, bool odd) { fixedRow<Fixed32>(x, lo, hi, w, odd); }
+
+void ownWt97InvRow_32f_c(const Kep32f* lo, const Kep32f* hi, Kep32f* x, int w, bool odd) {
+    ownWt97InvLine<OwnWt97InvFloat<OwnWt97Scalar>>(lo, sizeof(Kep32f), hi, sizeof(Kep32f), x, sizeof(Kep32f), w, odd);
+}
+void ownWt97InvRow_16s_c(const Kep16s* lo, const Kep16s* hi, Kep16s* x, int w, bool odd) {
+    ownWt97InvLine<Inv16>(lo, sizeof(Kep16s), hi, sizeof(Kep16s), x, sizeof(Kep16s), w, odd);
+}
+void ownWt97InvRow_32s_c(const Kep32s* lo, const Kep32s* hi, Kep32s* x, int w, bool odd) {
+    ownWt97InvLine<Inv32>(lo, sizeof(Kep32s), hi, sizeof(Kep32s), x, sizeof(Kep32s), w, odd);
+}
+
+void ownWt97FwdCols_32f_c(const Kep32f* src, int srcStep, Kep32f* lo, int loStep, Kep32f* hi, int hiStep, KepiSize size, int phase) {
+    for (int x = 0; x < size.width; ++x)
+        ownWt97FwdLine32f<OwnWt97Scalar>(src + x, srcStep, lo + x, loStep, hi + x, hiStep, size.height, phase != 0);
+}
+void ownWt97InvCols_32f_c(const Kep32f* lo, int loStep, const Kep32f* hi, int hiStep, KepiSize size, Kep32f* dst, int dstStep, int phase) {
+    for (int x = 0; x < size.width; ++x)
+        ownWt97InvLine<OwnWt97InvFloat<OwnWt97Scalar>>(lo + x, loStep, hi + x, hiStep, dst + x, dstStep, size.height, phase != 0);
+}

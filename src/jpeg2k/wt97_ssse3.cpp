@@ -32,9 +32,32 @@ struct SseOps {
     }
 };
 
+// Four adjacent columns.
+struct Lane4 {
+    using V = __m128;
+    static V load(const void* p) { return _mm_loadu_ps(static_cast<const float*>(p)); }
+    static void store(void* p, V v) { _mm_storeu_ps(static_cast<float*>(p), v); }
+    static V add(V a, V b) { return _mm_add_ps(a, b); }
+    static V mul(V a, V b) { return _mm_mul_ps(a, b); }
+    static V set1(Kep32f c) { return _mm_set1_ps(c); }
+};
+
 }  // namespace
 
 void ownWt97FwdRow_32f_ssse3(const Kep32f* x, Kep32f* lo, Kep32f* hi, int w, bool odd) {
-    if (w == 1) ownWt97FwdRow1_32f(x, lo, hi, odd);
+    if (w == 1) ownWt97FwdLine32f<OwnWt97Scalar>(x, 4, lo, 4, hi, 4, 1, odd);
     else ownWt97FwdRowChunks32f<SseOps>(x, lo, hi, w, odd);
+}
+
+void ownWt97FwdCols_32f_ssse3(const Kep32f* src, int srcStep, Kep32f* lo, int loStep, Kep32f* hi, int hiStep, KepiSize size, int phase) {
+    int x = 0;
+    for (; x + 4 <= size.width; x += 4) ownWt97FwdLine32f<Lane4>(src + x, srcStep, lo + x, loStep, hi + x, hiStep, size.height, phase != 0);
+    for (; x < size.width; ++x) ownWt97FwdLine32f<OwnWt97Scalar>(src + x, srcStep, lo + x, loStep, hi + x, hiStep, size.height, phase != 0);
+}
+void ownWt97InvCols_32f_ssse3(const Kep32f* lo, int loStep, const Kep32f* hi, int hiStep, KepiSize size, Kep32f* dst, int dstStep, int phase) {
+    int x = 0;
+    for (; x + 4 <= size.width; x += 4)
+        ownWt97InvLine<OwnWt97InvFloat<Lane4>>(lo + x, loStep, hi + x, hiStep, dst + x, dstStep, size.height, phase != 0);
+    for (; x < size.width; ++x)
+        ownWt97InvLine<OwnWt97InvFloat<OwnWt97Scalar>>(lo + x, loStep, hi + x, hiStep, dst + x, dstStep, size.height, phase != 0);
 }
