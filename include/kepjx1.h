@@ -202,6 +202,57 @@ KEPAPI KepResult kepiWTFwdRow_D97_JPEG2K_32f_C1R(const Kep32f* pSrc, int srcStep
 KEPAPI KepResult kepiWTFwdRow_D97_JPEG2K_16s_C1R(const Kep16s* pSrc, int srcStep, Kep16s* pDstLow, int dstLowStep, Kep16s* pDstHigh, int dstHighStep, KepiSize dstRoiSize, int phase);
 KEPAPI KepResult kepiWTFwdRow_D97_JPEG2K_32s_C1R(const Kep32s* pSrc, int srcStep, Kep32s* pDstLow, int dstLowStep, Kep32s* pDstHigh, int dstHighStep, KepiSize dstRoiSize, int phase);
 
+/* Irreversible 9/7 wavelet, the other forms (ITU-T T.800 F.3.8.2 / F.4.8.2 lifting), with the
+ * conventions of the 5/3 forms: no border extension in the row and column forms, phase 0 or odd,
+ * steps in bytes, the same argument checks in the same order.
+ * Inverse rows: each forward step undone in reverse order: low *= K (1.2301741), high *= 1/K
+ *   (0.8128931), then l -= delta(h + h), h -= gamma(l + l), l -= beta(h + h), h -= alpha(l + l).
+ *   32f computes each as (left + right) * -c + centre in single precision. 16s and 32s subtract
+ *   exactly the term the forward step added (((left + right) * c + 32768) >> 16, 16s in 32-bit
+ *   wrapping arithmetic and saturated after every step, 32s with 64-bit products and no
+ *   saturation), so only the two gains round; the gains are (v * 80621 + 32768) >> 16 for the
+ *   low band (saturated in 16s) and (v * 53274 + 32768) >> 16 for the high band. There is no
+ *   separate width-1 path. Band samples read per row (w = width): phase 0 L[-1 .. w+1] and
+ *   H[-2 .. w+1]; odd phase L[-2 .. w] and H[-2 .. w+1]. Writes 2w samples.
+ *   Accuracy: 32f inverse after forward restores the samples to about 1e-5 of their range. For
+ *   16s / 32s the forward rounds each of its six steps and the inverse its two gains; with
+ *   samples of up to 12 bits the fixed-point round trip stays within 2 of the input and either
+ *   fixed-point direction within 4 of the float form (verified by the library's tests). */
+KEPAPI KepResult kepiWTInvRow_D97_JPEG2K_32f_C1R(const Kep32f* pSrcLow, int srcLowStep, const Kep32f* pSrcHigh, int srcHighStep, KepiSize srcRoiSize, Kep32f* pDst, int dstStep, int phase);
+KEPAPI KepResult kepiWTInvRow_D97_JPEG2K_16s_C1R(const Kep16s* pSrcLow, int srcLowStep, const Kep16s* pSrcHigh, int srcHighStep, KepiSize srcRoiSize, Kep16s* pDst, int dstStep, int phase);
+KEPAPI KepResult kepiWTInvRow_D97_JPEG2K_32s_C1R(const Kep32s* pSrcLow, int srcLowStep, const Kep32s* pSrcHigh, int srcHighStep, KepiSize srcRoiSize, Kep32s* pDst, int dstStep, int phase);
+
+/* Float columns: the row lifting (forward, including the direct filters when the band height is
+ * 1, and inverse) along columns, neighbours one step apart. Size: width = columns, height = rows
+ * per band. The result of each column equals the row form on the transposed data. */
+KEPAPI KepResult kepiWTFwdCol_D97_JPEG2K_32f_C1R(const Kep32f* pSrc, int srcStep, Kep32f* pDstLow, int dstLowStep, Kep32f* pDstHigh, int dstHighStep, KepiSize dstRoiSize, int phase);
+KEPAPI KepResult kepiWTInvCol_D97_JPEG2K_32f_C1R(const Kep32f* pSrcLow, int srcLowStep, const Kep32f* pSrcHigh, int srcHighStep, KepiSize srcRoiSize, Kep32f* pDst, int dstStep, int phase);
+
+/* Whole tile, fixed point (16s, 32s), one level, with internal periodic symmetric extension
+ * (T.800 F.3.7): every column and then every row is extended, run through the forward row
+ * arithmetic above (including the direct filters for lines of 2 samples) and stored as
+ * [low | high]; the inverse runs the rows first, then the columns, each line's bands extended
+ * as the symmetric interleaved line extends them. A line of one sample is doubled at an odd
+ * position (saturated in 16s, wrapping in 32s) and kept at an even one; the inverse halves it,
+ * truncating toward zero. Layout, checks, the in-place acceptance of empty tiles and the fixed
+ * band split of the not-in-place forms are those of the 5/3 whole-tile forms. */
+KEPAPI KepResult kepiWTFwd_D97_JPEG2K_16s_C1R(const Kep16s* pSrc, int srcStep, const KepiRect* pTileRect, Kep16s* pDst[4], int dstStep[4], Kep8u* pBuffer);
+KEPAPI KepResult kepiWTFwd_D97_JPEG2K_32s_C1R(const Kep32s* pSrc, int srcStep, const KepiRect* pTileRect, Kep32s* pDst[4], int dstStep[4], Kep8u* pBuffer);
+KEPAPI KepResult kepiWTFwd_D97_JPEG2K_16s_C1IR(Kep16s* pSrcDst, int srcDstStep, const KepiRect* pTileRect, Kep8u* pBuffer);
+KEPAPI KepResult kepiWTFwd_D97_JPEG2K_32s_C1IR(Kep32s* pSrcDst, int srcDstStep, const KepiRect* pTileRect, Kep8u* pBuffer);
+KEPAPI KepResult kepiWTInv_D97_JPEG2K_16s_C1R(const Kep16s* pSrc[4], int srcStep[4], Kep16s* pDst, int dstStep, const KepiRect* pTileRect, Kep8u* pBuffer);
+KEPAPI KepResult kepiWTInv_D97_JPEG2K_32s_C1R(const Kep32s* pSrc[4], int srcStep[4], Kep32s* pDst, int dstStep, const KepiRect* pTileRect, Kep8u* pBuffer);
+KEPAPI KepResult kepiWTInv_D97_JPEG2K_16s_C1IR(Kep16s* pSrcDst, int srcDstStep, const KepiRect* pTileRect, Kep8u* pBuffer);
+KEPAPI KepResult kepiWTInv_D97_JPEG2K_32s_C1IR(Kep32s* pSrcDst, int srcDstStep, const KepiRect* pTileRect, Kep8u* pBuffer);
+
+/* Scratch size in bytes for the 9/7 whole-tile forms (E = 2 for 16s, 4 for 32s): in place
+ * E * (2 * max(w, h) + 24), 0 for an empty tile; not in place ((E*w + 31) & ~31) * h + the
+ * in-place size. Errors: rectangle or output pointer null (-8). */
+KEPAPI KepResult kepiWTGetBufSize_D97_JPEG2K_16s_C1R(const KepiRect* pTileRect, int* pSize);
+KEPAPI KepResult kepiWTGetBufSize_D97_JPEG2K_32s_C1R(const KepiRect* pTileRect, int* pSize);
+KEPAPI KepResult kepiWTGetBufSize_D97_JPEG2K_16s_C1IR(const KepiRect* pTileRect, int* pSize);
+KEPAPI KepResult kepiWTGetBufSize_D97_JPEG2K_32s_C1IR(const KepiRect* pTileRect, int* pSize);
+
 /* ---- JPEG 2000 code-block coding (ITU-T T.800 Annex C, D) ----------------------------------- */
 
 /* ---- JPEG XR photo core transform (ITU-T T.832) --------------------------------------------- */

@@ -3,6 +3,7 @@
 
 #include "pjdispatch.h"
 #include "wt97.h"
+#include "wtframe.h"
 
 namespace {
 
@@ -32,3 +33,78 @@ KepResult own_kepiWTFwdRow_D97_JPEG2K_32s_C1R(const Kep32s* pSrc, int srcStep, K
                                               int dstHighStep, KepiSize dstRoiSize, int phase) {
     return fwdRows(pSrc, srcStep, pDstLow, dstLowStep, pDstHigh, dstHighStep, dstRoiSize, phase, ownWt97FwdRow_32s_c);
 }
+
+namespace {
+
+template <typename T, typename Kernel>
+KepResult invRows(const T* lo, int loStep, const T* hi, int hiStep, KepiSize size, T* dst, int dstStep, int phase, Kernel k) {
+    if (!lo || !hi || !dst) return kepErrNullPtr;
+    if (loStep < 1 || hiStep < 1 || dstStep < 1) return kepErrStep;
+    if (size.width < 1 || size.height < 1) return kepErrSize;
+    auto row = [](auto* p, int step, int y) { return reinterpret_cast<decltype(p)>(reinterpret_cast<uintptr_t>(p) + static_cast<ptrdiff_t>(y) * step); };
+    for (int y = 0; y < size.height; ++y) k(row(lo, loStep, y), row(hi, hiStep, y), row(dst, dstStep, y), size.width, phase != 0);
+    return kepOk;
+}
+
+// In-place scratch of the 9/7 whole-tile forms: two extended lines' worth.
+template <typename T>
+Kep64s inPlaceBytes97(Kep64s w, Kep64s h) {
+    if (w < 1 || h < 1) return 0;
+    return static_cast<Kep64s>(sizeof(T)) * (2 * (w > h ? w : h) + 24);
+}
+
+}  // namespace
+
+KepResult own_kepiWTInvRow_D97_JPEG2K_32f_C1R(const Kep32f* pSrcLow, int srcLowStep, const Kep32f* pSrcHigh, int srcHighStep, KepiSize srcRoiSize,
+                                              Kep32f* pDst, int dstStep, int phase) {
+    return invRows(pSrcLow, srcLowStep, pSrcHigh, srcHighStep, srcRoiSize, pDst, dstStep, phase, ownWt97InvRow_32f_c);
+}
+KepResult own_kepiWTInvRow_D97_JPEG2K_16s_C1R(const Kep16s* pSrcLow, int srcLowStep, const Kep16s* pSrcHigh, int srcHighStep, KepiSize srcRoiSize,
+                                              Kep16s* pDst, int dstStep, int phase) {
+    return invRows(pSrcLow, srcLowStep, pSrcHigh, srcHighStep, srcRoiSize, pDst, dstStep, phase, ownWt97InvRow_16s_c);
+}
+KepResult own_kepiWTInvRow_D97_JPEG2K_32s_C1R(const Kep32s* pSrcLow, int srcLowStep, const Kep32s* pSrcHigh, int srcHighStep, KepiSize srcRoiSize,
+                                              Kep32s* pDst, int dstStep, int phase) {
+    return invRows(pSrcLow, srcLowStep, pSrcHigh, srcHighStep, srcRoiSize, pDst, dstStep, phase, ownWt97InvRow_32s_c);
+}
+
+KepResult own_kepiWTFwdCol_D97_JPEG2K_32f_C1R(const Kep32f* pSrc, int srcStep, Kep32f* pDstLow, int dstLowStep, Kep32f* pDstHigh,
+                                              int dstHighStep, KepiSize dstRoiSize, int phase) {
+    if (!pSrc || !pDstLow || !pDstHigh) return kepErrNullPtr;
+    if (srcStep < 1 || dstLowStep < 1 || dstHighStep < 1) return kepErrStep;
+    if (dstRoiSize.width < 1 || dstRoiSize.height < 1) return kepErrSize;
+    ownWt97FwdCols_32f_ssse3(pSrc, srcStep, pDstLow, dstLowStep, pDstHigh, dstHighStep, dstRoiSize, phase);
+    return kepOk;
+}
+KepResult own_kepiWTInvCol_D97_JPEG2K_32f_C1R(const Kep32f* pSrcLow, int srcLowStep, const Kep32f* pSrcHigh, int srcHighStep, KepiSize srcRoiSize,
+                                              Kep32f* pDst, int dstStep, int phase) {
+    if (!pSrcLow || !pSrcHigh || !pDst) return kepErrNullPtr;
+    if (srcLowStep < 1 || srcHighStep < 1 || dstStep < 1) return kepErrStep;
+    if (srcRoiSize.width < 1 || srcRoiSize.height < 1) return kepErrSize;
+    ownWt97InvCols_32f_ssse3(pSrcLow, srcLowStep, pSrcHigh, srcHighStep, srcRoiSize, pDst, dstStep, phase);
+    return kepOk;
+}
+
+#define KEP_WT97_TILE_EXPORTS(T, t)                                                                                              \
+    KepResult own_kepiWTFwd_D97_JPEG2K_##t##_C1R(const T* pSrc, int srcStep, const KepiRect* pTileRect, T* pDst[4],             \
+                                                  int dstStep[4], Kep8u* pBuffer) {                                              \
+        return ownWtFwdCopy(pSrc, srcStep, pTileRect, pDst, dstStep, pBuffer, ownWt97FwdTile<T>);                               \
+    }                                                                                                                            \
+    KepResult own_kepiWTFwd_D97_JPEG2K_##t##_C1IR(T* pSrcDst, int srcDstStep, const KepiRect* pTileRect, Kep8u* pBuffer) {      \
+        return ownWtInPlace(pSrcDst, srcDstStep, pTileRect, pBuffer, ownWt97FwdTile<T>);                                        \
+    }                                                                                                                            \
+    KepResult own_kepiWTInv_D97_JPEG2K_##t##_C1R(const T* pSrc[4], int srcStep[4], T* pDst, int dstStep,                        \
+                                                  const KepiRect* pTileRect, Kep8u* pBuffer) {                                   \
+        return ownWtInvCopy(pSrc, srcStep, pDst, dstStep, pTileRect, pBuffer, ownWt97InvTile<T>);                               \
+    }                                                                                                                            \
+    KepResult own_kepiWTInv_D97_JPEG2K_##t##_C1IR(T* pSrcDst, int srcDstStep, const KepiRect* pTileRect, Kep8u* pBuffer) {      \
+        return ownWtInPlace(pSrcDst, srcDstStep, pTileRect, pBuffer, ownWt97InvTile<T>);                                        \
+    }                                                                                                                            \
+    KepResult own_kepiWTGetBufSize_D97_JPEG2K_##t##_C1R(const KepiRect* pTileRect, int* pSize) {                                \
+        return ownWtBufSize<T>(pTileRect, pSize, false, inPlaceBytes97<T>);                                                     \
+    }                                                                                                                            \
+    KepResult own_kepiWTGetBufSize_D97_JPEG2K_##t##_C1IR(const KepiRect* pTileRect, int* pSize) {                               \
+        return ownWtBufSize<T>(pTileRect, pSize, true, inPlaceBytes97<T>);                                                      \
+    }
+KEP_WT97_TILE_EXPORTS(Kep16s, 16s)
+KEP_WT97_TILE_EXPORTS(Kep32s, 32s)

@@ -157,4 +157,11 @@ KEP_HIDDEN void ownWt97FwdCols_32f_ssse3(const Kep32f* src, int srcStep, Kep32f*
 KEP_HIDDEN void ownWt97InvCols_32f_c(const Kep32f* lo, int loStep, const Kep32f* hi, int hiStep, KepiSize size, Kep32f* dst, int dstStep, int phase);
 KEP_HIDDEN void ownWt97InvCols_32f_ssse3(const Kep32f* lo, int loStep, const Kep32f* hi, int hiStep, KepiSize size, Kep32f* dst, int dstStep, int phase);
 
+// Whole tile in place, fixed point (wt97tile.cpp); the buffer holds 2 * max(w, h) + 24
+// elements. w, h >= 1.
+template <typename T>
+KEP_HIDDEN void ownWt97FwdTile(T* p, int step, int w, int h, int px, int py, Kep8u* buf);
+template <typename T>
+KEP_HIDDEN void ownWt97InvTile(T* p, int step, int w, int h, int px, int py, Kep8u* buf);
+
 #endif  // KEP_WT97_H
