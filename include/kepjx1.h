@@ -214,10 +214,13 @@ KEPAPI KepResult kepiWTFwdRow_D97_JPEG2K_32s_C1R(const Kep32s* pSrc, int srcStep
  *   low band (saturated in 16s) and (v * 53274 + 32768) >> 16 for the high band. There is no
  *   separate width-1 path. Band samples read per row (w = width): phase 0 L[-1 .. w+1] and
  *   H[-2 .. w+1]; odd phase L[-2 .. w] and H[-2 .. w+1]. Writes 2w samples.
- *   Accuracy: 32f inverse after forward restores the samples to about 1e-5 of their range. For
- *   16s / 32s the forward rounds each of its six steps and the inverse its two gains; with
- *   samples of up to 12 bits the fixed-point round trip stays within 2 of the input and either
- *   fixed-point direction within 4 of the float form (verified by the library's tests). */
+ *   Accuracy: 32f inverse after forward restores the samples to within about 1e-6 of their
+ *   range. The fixed-point forms round every lifting step and output integer coefficients: for
+ *   samples of up to 12 bits the forward rows stay within 4 of the real T.800 filter bank and a
+ *   row round trip (forward, then inverse) within 4 of the input; one level of the whole-tile
+ *   forms, whose second pass works on the rounded output of the first, within 8 of the filter
+ *   bank and within 10 of the input after the round trip. These bounds are what the library's
+ *   tests check; they are not exact-reconstruction guarantees. */
 KEPAPI KepResult kepiWTInvRow_D97_JPEG2K_32f_C1R(const Kep32f* pSrcLow, int srcLowStep, const Kep32f* pSrcHigh, int srcHighStep, KepiSize srcRoiSize, Kep32f* pDst, int dstStep, int phase);
 KEPAPI KepResult kepiWTInvRow_D97_JPEG2K_16s_C1R(const Kep16s* pSrcLow, int srcLowStep, const Kep16s* pSrcHigh, int srcHighStep, KepiSize srcRoiSize, Kep16s* pDst, int dstStep, int phase);
 KEPAPI KepResult kepiWTInvRow_D97_JPEG2K_32s_C1R(const Kep32s* pSrcLow, int srcLowStep, const Kep32s* pSrcHigh, int srcHighStep, KepiSize srcRoiSize, Kep32s* pDst, int dstStep, int phase);

@@ -227,3 +227,153 @@ TEST(Wt97Rows, ArgumentChecks) {
 }
 
 }  // namespace
+
+// ---- the other 9/7 forms ---------------------------------------------------------------
+
+namespace {
+
+template <typename T> struct Row97;
+template <> struct Row97<Kep32f> { static constexpr auto fwd = kepiWTFwdRow_D97_JPEG2K_32f_C1R; static constexpr auto inv = kepiWTInvRow_D97_JPEG2K_32f_C1R; };
+template <> struct Row97<Kep16s> { static constexpr auto fwd = kepiWTFwdRow_D97_JPEG2K_16s_C1R; static constexpr auto inv = kepiWTInvRow_D97_JPEG2K_16s_C1R; };
+template <> struct Row97<Kep32s> { static constexpr auto fwd = kepiWTFwdRow_D97_JPEG2K_32s_C1R; static constexpr auto inv = kepiWTInvRow_D97_JPEG2K_32s_C1R; };
+
+// Forward over a range four band samples wider on each side (an even shift keeps the phase),
+// so that the inverse finds the band samples around the region it reads, then the inverse;
+// returns the largest error over the region.
+template <typename T>
+double rowRoundTripError(const Region& r) {
+    constexpr int kM = 16;
+    const auto e = extend<T>(r, kM, 2 * r.width + 16);
+    const int wide = r.width + 4;
+    std::vector<T> lo(static_cast<size_t>(wide)), hi(static_cast<size_t>(wide)), y(static_cast<size_t>(2 * r.width));
+    EXPECT_EQ(kepOk, Row97<T>::fwd(e.data() + kM - 4, 64, lo.data(), 64, hi.data(), 64, KepiSize{wide, 1}, r.par));
+    EXPECT_EQ(kepOk, Row97<T>::inv(lo.data() + 2, 64, hi.data() + 2, 64, KepiSize{r.width, 1}, y.data(), 64, r.par ? -1 : 0));
+    double err = 0;
+    for (size_t i = 0; i < r.x.size(); ++i) err = std::max(err, std::fabs(r.x[i] - static_cast<double>(y[i])));
+    return err;
+}
+
+TEST(Wt97Inverse, RowsUndoTheForwardRows) {
+    Rng rng(kepcheck::seed() + 10);
+    double worst[3] = {0, 0, 0};
+    for (int n = 2; n <= 40; ++n)
+        for (int par = 0; par < 2; ++par)
+            for (int rep = 0; rep < 16; ++rep) {
+                const Region r = region(rng, n, par, 2047);  // 12-bit samples
+                worst[0] = std::max(worst[0], rowRoundTripError<Kep32f>(r));
+                worst[1] = std::max(worst[1], rowRoundTripError<Kep16s>(r));
+                worst[2] = std::max(worst[2], rowRoundTripError<Kep32s>(r));
+            }
+    EXPECT_LE(worst[0], 2047 * 1e-5) << "float";
+    EXPECT_LE(worst[1], 4.0) << "16s";  // the documented bound for samples of up to 12 bits
+    EXPECT_LE(worst[2], 4.0) << "32s";
+    EXPECT_GT(worst[0], 0.0);  // the float inverse is not exact: the test measures something
+}
+
+// The float columns are the rows on transposed data, bit for bit, both directions.
+TEST(Wt97Columns, EqualRowsOnTransposedData) {
+    Rng rng(kepcheck::seed() + 11);
+    for (int cols : {1, 3, 4, 9}) {
+        for (int w = 1; w <= 12; ++w)
+            for (int par = 0; par < 2; ++par) {
+                const int len = 2 * w + 8;  // samples -4 .. 2w+3
+                std::vector<Kep32f> plane(static_cast<size_t>(len * cols)), rows(static_cast<size_t>(len * cols));
+                for (int i = 0; i < len; ++i)
+                    for (int c = 0; c < cols; ++c) {
+                        const Kep32f v = static_cast<Kep32f>(rng.range(-5000, 5000)) / 8.0f;
+                        plane[static_cast<size_t>(i * cols + c)] = v;  // column c, sample i
+                        rows[static_cast<size_t>(c * len + i)] = v;    // row c, sample i
+                    }
+                const int cs = cols * 4, rs = len * 4;
+                std::vector<Kep32f> clo(static_cast<size_t>(w * cols)), chi(clo.size()), rlo(clo.size()), rhi(clo.size());
+                ASSERT_EQ(kepOk, kepiWTFwdCol_D97_JPEG2K_32f_C1R(plane.data() + 4 * cols, cs, clo.data(), cs, chi.data(), cs, KepiSize{cols, w}, par));
+                ASSERT_EQ(kepOk, kepiWTFwdRow_D97_JPEG2K_32f_C1R(rows.data() + 4, rs, rlo.data(), w * 4, rhi.data(), w * 4, KepiSize{w, cols}, par));
+                for (int k = 0; k < w; ++k)
+                    for (int c = 0; c < cols; ++c) {
+                        ASSERT_EQ(rlo[static_cast<size_t>(c * w + k)], clo[static_cast<size_t>(k * cols + c)]) << cols << " " << w << " " << par;
+                        ASSERT_EQ(rhi[static_cast<size_t>(c * w + k)], chi[static_cast<size_t>(k * cols + c)]);
+                    }
+                // Inverse: bands from the same planes (rows 2 .. 2+w of a wider band plane).
+                std::vector<Kep32f> cx(static_cast<size_t>(2 * w * cols)), rx(cx.size());
+                ASSERT_EQ(kepOk, kepiWTInvCol_D97_JPEG2K_32f_C1R(plane.data() + 2 * cols, cs, plane.data() + 3 * cols, cs, KepiSize{cols, w}, cx.data(), cs, par));
+                ASSERT_EQ(kepOk, kepiWTInvRow_D97_JPEG2K_32f_C1R(rows.data() + 2, rs, rows.data() + 3, rs, KepiSize{w, cols}, rx.data(), 2 * w * 4, par));
+                for (int i = 0; i < 2 * w; ++i)
+                    for (int c = 0; c < cols; ++c) ASSERT_EQ(rx[static_cast<size_t>(c * 2 * w + i)], cx[static_cast<size_t>(i * cols + c)]) << "inverse";
+            }
+    }
+}
+
+template <typename T> struct Tile97;
+template <> struct Tile97<Kep16s> {
+    static constexpr auto fwdI = kepiWTFwd_D97_JPEG2K_16s_C1IR; static constexpr auto invI = kepiWTInv_D97_JPEG2K_16s_C1IR;
+    static constexpr auto fwd = kepiWTFwd_D97_JPEG2K_16s_C1R; static constexpr auto inv = kepiWTInv_D97_JPEG2K_16s_C1R;
+    static constexpr auto sizeI = kepiWTGetBufSize_D97_JPEG2K_16s_C1IR; static constexpr auto size = kepiWTGetBufSize_D97_JPEG2K_16s_C1R;
+};
+template <> struct Tile97<Kep32s> {
+    static constexpr auto fwdI = kepiWTFwd_D97_JPEG2K_32s_C1IR; static constexpr auto invI = kepiWTInv_D97_JPEG2K_32s_C1IR;
+    static constexpr auto fwd = kepiWTFwd_D97_JPEG2K_32s_C1R; static constexpr auto inv = kepiWTInv_D97_JPEG2K_32s_C1R;
+    static constexpr auto sizeI = kepiWTGetBufSize_D97_JPEG2K_32s_C1IR; static constexpr auto size = kepiWTGetBufSize_D97_JPEG2K_32s_C1R;
+};
+
+template <typename T>
+class Wt97Tile : public ::testing::Test {};
+using FixedTypes = ::testing::Types<Kep16s, Kep32s>;
+TYPED_TEST_SUITE(Wt97Tile, FixedTypes);
+
+// Every size 1..17 and origin parity: the fixed-point tile against the T.800 filter bank in
+// double precision, the round trip within its documented bound, and the not-in-place forms
+// against the in-place ones.
+TYPED_TEST(Wt97Tile, FilterBankRoundTripAndLayouts) {
+    using T = TypeParam;
+    using A = Tile97<T>;
+    Rng rng(kepcheck::seed() + 12);
+    double worstFwd = 0, worstTrip = 0;
+    for (int h = 1; h <= 17; ++h)
+        for (int w = 1; w <= 17; ++w)
+            for (int par = 0; par < 4; ++par) {
+                const KepiRect r{par & 1, par >> 1, w, h};
+                SCOPED_TRACE(testing::Message() << w << "x" << h << " origin parity " << par);
+                j2ktest::Plane<T> p(w, h);
+                std::vector<double> ref(static_cast<size_t>(w * h));
+                for (int y = 0; y < h; ++y)
+                    for (int x = 0; x < w; ++x) ref[static_cast<size_t>(y * w + x)] = p.at(x, y) = static_cast<T>(rng.range(-2048, 2047));
+                const j2ktest::Plane<T> orig = p;
+                int bytes = 0;
+                ASSERT_EQ(kepOk, A::sizeI(&r, &bytes));
+                std::vector<Kep8u> buf(static_cast<size_t>(bytes));
+                ASSERT_EQ(kepOk, A::fwdI(p.data(), p.step(), &r, buf.data()));
+                const auto want = j2kref::sd97Tile(ref, w, h, r.x, r.y);
+                for (int y = 0; y < h; ++y)
+                    for (int x = 0; x < w; ++x) worstFwd = std::max(worstFwd, std::fabs(want[static_cast<size_t>(y * w + x)] - p.at(x, y)));
+                const j2ktest::Plane<T> coeffs = p;
+                ASSERT_EQ(kepOk, A::invI(p.data(), p.step(), &r, buf.data()));
+                for (int y = 0; y < h; ++y)
+                    for (int x = 0; x < w; ++x) worstTrip = std::max(worstTrip, std::fabs(static_cast<double>(orig.v[static_cast<size_t>(y * p.stride + x)]) - p.at(x, y)));
+
+                // Not in place through separate bands: same coefficients at an even origin (where
+                // the fixed split is the parity split), and the inverse gives the same samples.
+                if (par != 0) continue;
+                ASSERT_EQ(kepOk, A::size(&r, &bytes));
+                std::vector<Kep8u> buf2(static_cast<size_t>(bytes));
+                std::vector<j2ktest::Plane<T>> bands = {j2ktest::Plane<T>((w + 1) / 2, (h + 1) / 2), j2ktest::Plane<T>((w + 1) / 2, h / 2),
+                                                        j2ktest::Plane<T>(w / 2, (h + 1) / 2), j2ktest::Plane<T>(w / 2, h / 2)};
+                T* bp[4];
+                int bs[4];
+                for (int b = 0; b < 4; ++b) bp[b] = bands[b].data(), bs[b] = bands[b].step();
+                ASSERT_EQ(kepOk, A::fwd(orig.v.data(), p.step(), &r, bp, bs, buf2.data()));
+                for (int b = 0; b < 4; ++b)
+                    for (int y = 0; y < bands[b].h; ++y)
+                        for (int x = 0; x < bands[b].w; ++x)
+                            ASSERT_EQ(coeffs.v[static_cast<size_t>((y + (b & 1 ? (h + 1) / 2 : 0)) * p.stride + x + (b & 2 ? (w + 1) / 2 : 0))], bands[b].at(x, y));
+                j2ktest::Plane<T> back(w, h);
+                const T* cbp[4] = {bp[0], bp[1], bp[2], bp[3]};
+                ASSERT_EQ(kepOk, A::inv(cbp, bs, back.data(), back.step(), &r, buf2.data()));
+                for (int y = 0; y < h; ++y)
+                    for (int x = 0; x < w; ++x) ASSERT_EQ(p.at(x, y), back.at(x, y));
+            }
+    // The documented bounds for samples of up to 12 bits: both passes round to integers.
+    EXPECT_LE(worstFwd, 8.0);
+    EXPECT_LE(worstTrip, 10.0);
+}
+
+}  // namespace

@@ -66,60 +66,53 @@ inline std::vector<int64_t> sr53(const std::vector<int64_t>& y, int64_t i0) {
     return x;
 }
 
-// One level of 2D_SD on a tile [x0, x0+w) x [y0, y0+h) stored row-major: VER_SD on every column,
-// then HOR_SD on every row, then 2D_DEINTERLEAVE. The result is the four sub-bands in the
-// layout of one plane: LL top left, HL top right, LH bottom left, HH bottom right, where the
-// low-pass extents are the counts of even coordinates.
-inline std::vector<int64_t> sd53Tile(const std::vector<int64_t>& a, int w, int h, int64_t x0, int64_t y0) {
-    std::vector<int64_t> t = a, line;
-    for (int x = 0; x < w; ++x) {
+// Position of coordinate g of a line starting at o with n samples in the band order
+// [even coordinates | odd coordinates], as 2D_DEINTERLEAVE places it.
+inline int bandIndex(int64_t g, int64_t o, int n) {
+    const int nLow = static_cast<int>((o + n + 1) / 2 - (o + 1) / 2);
+    return g % 2 == 0 ? static_cast<int>(g / 2 - (o + 1) / 2) : nLow + static_cast<int>(g / 2 - o / 2);
+}
+
+// Applies f(line, origin) to every column of a row-major w x h tile, or to every row.
+template <typename V, typename F>
+void eachLine(std::vector<V>& t, int w, int h, bool columns, int64_t origin, F f) {
+    std::vector<V> line;
+    const int lines = columns ? w : h, len = columns ? h : w;
+    for (int l = 0; l < lines; ++l) {
         line.clear();
-        for (int y = 0; y < h; ++y) line.push_back(t[static_cast<size_t>(y * w + x)]);
-        line = sd53(line, y0);
-        for (int y = 0; y < h; ++y) t[static_cast<size_t>(y * w + x)] = line[static_cast<size_t>(y)];
+        for (int i = 0; i < len; ++i) line.push_back(t[static_cast<size_t>(columns ? i * w + l : l * w + i)]);
+        line = f(line, origin);
+        for (int i = 0; i < len; ++i) t[static_cast<size_t>(columns ? i * w + l : l * w + i)] = line[static_cast<size_t>(i)];
     }
-    for (int y = 0; y < h; ++y) {
-        line.assign(t.begin() + y * w, t.begin() + (y + 1) * w);
-        line = sd53(line, x0);
-        std::copy(line.begin(), line.end(), t.begin() + y * w);
-    }
-    // Deinterleave: coordinate parity decides the band, order within a band is kept.
-    const int nlx = static_cast<int>((x0 + w + 1) / 2 - (x0 + 1) / 2);  // even coordinates in range
-    const int nly = static_cast<int>((y0 + h + 1) / 2 - (y0 + 1) / 2);
-    std::vector<int64_t> out(t.size());
+}
+
+// 2D_DEINTERLEAVE (or, with inverse, 2D_INTERLEAVE): LL top left, HL top right, LH bottom left,
+// HH bottom right, low-pass extents being the counts of even coordinates.
+template <typename V>
+std::vector<V> deinterleave(const std::vector<V>& t, int w, int h, int64_t x0, int64_t y0, bool inverse = false) {
+    std::vector<V> out(t.size());
     for (int y = 0; y < h; ++y)
         for (int x = 0; x < w; ++x) {
-            const int64_t gx = x0 + x, gy = y0 + y;
-            const int ox = gx % 2 == 0 ? static_cast<int>(gx / 2 - (x0 + 1) / 2) : nlx + static_cast<int>(gx / 2 - x0 / 2);
-            const int oy = gy % 2 == 0 ? static_cast<int>(gy / 2 - (y0 + 1) / 2) : nly + static_cast<int>(gy / 2 - y0 / 2);
-            out[static_cast<size_t>(oy * w + ox)] = t[static_cast<size_t>(y * w + x)];
+            const size_t band = static_cast<size_t>(bandIndex(y0 + y, y0, h) * w + bandIndex(x0 + x, x0, w));
+            const size_t grid = static_cast<size_t>(y * w + x);
+            if (inverse) out[grid] = t[band];
+            else out[band] = t[grid];
         }
     return out;
 }
 
+// One level of 2D_SD: VER_SD on every column, HOR_SD on every row, then 2D_DEINTERLEAVE.
+inline std::vector<int64_t> sd53Tile(std::vector<int64_t> t, int w, int h, int64_t x0, int64_t y0) {
+    eachLine(t, w, h, true, y0, sd53);
+    eachLine(t, w, h, false, x0, sd53);
+    return deinterleave(t, w, h, x0, y0);
+}
+
 // One level of 2D_SR: 2D_INTERLEAVE, HOR_SR on every row, then VER_SR on every column.
 inline std::vector<int64_t> sr53Tile(const std::vector<int64_t>& bands, int w, int h, int64_t x0, int64_t y0) {
-    const int nlx = static_cast<int>((x0 + w + 1) / 2 - (x0 + 1) / 2);
-    const int nly = static_cast<int>((y0 + h + 1) / 2 - (y0 + 1) / 2);
-    std::vector<int64_t> t(bands.size()), line;
-    for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x) {
-            const int64_t gx = x0 + x, gy = y0 + y;
-            const int ox = gx % 2 == 0 ? static_cast<int>(gx / 2 - (x0 + 1) / 2) : nlx + static_cast<int>(gx / 2 - x0 / 2);
-            const int oy = gy % 2 == 0 ? static_cast<int>(gy / 2 - (y0 + 1) / 2) : nly + static_cast<int>(gy / 2 - y0 / 2);
-            t[static_cast<size_t>(y * w + x)] = bands[static_cast<size_t>(oy * w + ox)];
-        }
-    for (int y = 0; y < h; ++y) {
-        line.assign(t.begin() + y * w, t.begin() + (y + 1) * w);
-        line = sr53(line, x0);
-        std::copy(line.begin(), line.end(), t.begin() + y * w);
-    }
-    for (int x = 0; x < w; ++x) {
-        line.clear();
-        for (int y = 0; y < h; ++y) line.push_back(t[static_cast<size_t>(y * w + x)]);
-        line = sr53(line, y0);
-        for (int y = 0; y < h; ++y) t[static_cast<size_t>(y * w + x)] = line[static_cast<size_t>(y)];
-    }
+    std::vector<int64_t> t = deinterleave(bands, w, h, x0, y0, true);
+    eachLine(t, w, h, false, x0, sr53);
+    eachLine(t, w, h, true, y0, sr53);
     return t;
 }
 
@@ -144,6 +137,18 @@ inline std::vector<double> sd97(const std::vector<double>& x, int64_t i0) {
         y[static_cast<size_t>(n - i0)] = s;
     }
     return y;
+}
+
+// One level of 2D_SD with the 9/7 filter bank (the lone-sample rule of 1D_SD for lines of one
+// sample), in the band layout of sd53Tile.
+inline std::vector<double> sd97Tile(std::vector<double> t, int w, int h, int64_t x0, int64_t y0) {
+    auto sd = [](const std::vector<double>& x, int64_t i0) {
+        if (x.size() == 1) return std::vector<double>{(i0 % 2 == 0) ? x[0] : 2 * x[0]};
+        return sd97(x, i0);
+    };
+    eachLine(t, w, h, true, y0, sd);
+    eachLine(t, w, h, false, x0, sd);
+    return deinterleave(t, w, h, x0, y0);
 }
 
 }  // namespace j2kref
