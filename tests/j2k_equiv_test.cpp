@@ -45,7 +45,9 @@ struct TileCase {
     int w, h, px, py, scratchBytes;
 };
 
-template <typename T>
+using SizeFn = KepResult (*)(const KepiRect*, int*);
+
+template <typename T, SizeFn size>
 void genTile(Rng& rng, TileCase<T>& c) {
     c.w = static_cast<int>(rng.range(1, kTileMax));
     c.h = static_cast<int>(rng.range(1, kTileMax));
@@ -54,11 +56,8 @@ void genTile(Rng& rng, TileCase<T>& c) {
     T* p = reinterpret_cast<T*>(c.mem);
     const bool small = rng.chance(50);  // half the cases in the lossless range, half anything
     for (int i = 0; i < kTileMax * kTileMax; ++i) p[i] = small ? static_cast<T>(rng.range(-3000, 3000)) : rng.value<T>();
-    int bytes = 0;
     const KepiRect r{c.px, c.py, c.w, c.h};
-    if (sizeof(T) == 2) kepiWTGetBufSize_B53_JPEG2K_16s_C1IR(&r, &bytes);
-    else kepiWTGetBufSize_B53_JPEG2K_32s_C1IR(&r, &bytes);
-    c.scratchBytes = bytes;
+    size(&r, &c.scratchBytes);
 }
 
 template <typename T>
@@ -78,37 +77,52 @@ std::vector<Variant<TileCase<T>>> tileVariants(TileKernel<T> ref, TileKernel<T> 
             return e(reinterpret_cast<T*>(m), step, &r, s);
         };
     };
-    return {placed<TileCase<T>>("c", 0, kernel(ref)),
-            placed<TileCase<T>>("ssse3", 0, kernel(simd)),
-            placed<TileCase<T>>("ssse3 shifted", sizeof(T) * 3, kernel(simd)),
-            placed<TileCase<T>>("slot 0", sizeof(T), exported(kepcheck::slot(tbl, 0))),
-            placed<TileCase<T>>("slot 1", sizeof(T) * 5, exported(kepcheck::slot(tbl, 1))),
-            placed<TileCase<T>>("stub", 8, exported(stub))};
+    std::vector<Variant<TileCase<T>>> v = {placed<TileCase<T>>("c", 0, kernel(ref))};
+    if (simd) {
+        v.push_back(placed<TileCase<T>>("ssse3", 0, kernel(simd)));
+        v.push_back(placed<TileCase<T>>("ssse3 shifted", sizeof(T) * 3, kernel(simd)));
+    }
+    v.push_back(placed<TileCase<T>>("slot 0", sizeof(T), exported(kepcheck::slot(tbl, 0))));
+    v.push_back(placed<TileCase<T>>("slot 1", sizeof(T) * 5, exported(kepcheck::slot(tbl, 1))));
+    v.push_back(placed<TileCase<T>>("stub", 8, exported(stub)));
+    return v;
 }
 
 const int kCases = kepcheck::iterations(1500);
 const int kLineCases = kepcheck::iterations(500);
 
 TEST(J2kEquivalence, Wt53TileForward16s) {
-    kepcheck::runVariants<TileCase<Kep16s>>("5/3 tile fwd 16s", kCases, genTile<Kep16s>,
+    kepcheck::runVariants<TileCase<Kep16s>>("5/3 tile fwd 16s", kCases, genTile<Kep16s, kepiWTGetBufSize_B53_JPEG2K_16s_C1IR>,
                                             tileVariants<Kep16s>(ownWt53FwdTile_c, ownWt53FwdTile_ssse3, ownTbl_kepiWTFwd_B53_JPEG2K_16s_C1IR,
                                                                  kepiWTFwd_B53_JPEG2K_16s_C1IR));
 }
 TEST(J2kEquivalence, Wt53TileForward32s) {
-    kepcheck::runVariants<TileCase<Kep32s>>("5/3 tile fwd 32s", kCases, genTile<Kep32s>,
+    kepcheck::runVariants<TileCase<Kep32s>>("5/3 tile fwd 32s", kCases, genTile<Kep32s, kepiWTGetBufSize_B53_JPEG2K_32s_C1IR>,
                                             tileVariants<Kep32s>(ownWt53FwdTile_c, ownWt53FwdTile_ssse3, ownTbl_kepiWTFwd_B53_JPEG2K_32s_C1IR,
                                                                  kepiWTFwd_B53_JPEG2K_32s_C1IR));
 }
 TEST(J2kEquivalence, Wt53TileInverse16s) {
-    kepcheck::runVariants<TileCase<Kep16s>>("5/3 tile inv 16s", kCases, genTile<Kep16s>,
+    kepcheck::runVariants<TileCase<Kep16s>>("5/3 tile inv 16s", kCases, genTile<Kep16s, kepiWTGetBufSize_B53_JPEG2K_16s_C1IR>,
                                             tileVariants<Kep16s>(ownWt53InvTile_c, ownWt53InvTile_ssse3, ownTbl_kepiWTInv_B53_JPEG2K_16s_C1IR,
                                                                  kepiWTInv_B53_JPEG2K_16s_C1IR));
 }
 TEST(J2kEquivalence, Wt53TileInverse32s) {
-    kepcheck::runVariants<TileCase<Kep32s>>("5/3 tile inv 32s", kCases, genTile<Kep32s>,
+    kepcheck::runVariants<TileCase<Kep32s>>("5/3 tile inv 32s", kCases, genTile<Kep32s, kepiWTGetBufSize_B53_JPEG2K_32s_C1IR>,
                                             tileVariants<Kep32s>(ownWt53InvTile_c, ownWt53InvTile_ssse3, ownTbl_kepiWTInv_B53_JPEG2K_32s_C1IR,
                                                                  kepiWTInv_B53_JPEG2K_32s_C1IR));
 }
+
+#define J2K_TILE97_EQUIV(name, T, t, dir, Dir)                                                                        \
+    TEST(J2kEquivalence, name) {                                                                                         \
+        kepcheck::runVariants<TileCase<T>>(#name, kCases / 3, genTile<T, kepiWTGetBufSize_D97_JPEG2K_##t##_C1IR>,       \
+                                           tileVariants<T>(ownWt97##Dir##Tile<T>, nullptr,                               \
+                                                           ownTbl_kepiWT##Dir##_D97_JPEG2K_##t##_C1IR,                   \
+                                                           kepiWT##Dir##_D97_JPEG2K_##t##_C1IR));                        \
+    }
+J2K_TILE97_EQUIV(Wt97TileForward16s, Kep16s, 16s, fwd, Fwd)
+J2K_TILE97_EQUIV(Wt97TileForward32s, Kep32s, 32s, fwd, Fwd)
+J2K_TILE97_EQUIV(Wt97TileInverse16s, Kep16s, 16s, inv, Inv)
+J2K_TILE97_EQUIV(Wt97TileInverse32s, Kep32s, 32s, inv, Inv)
 
 // ---- 5/3 rows, columns and lifting steps, 9/7 rows -----------------------------------------
 // One square plane holds everything, without overlaps: source lines from row/column 8 (extension
@@ -219,6 +233,22 @@ J2K_LINE_EQUIV(Wt97Rows16s, Kep16s, fwd, false, ([](auto... a) { rowsOf<Kep16s>(
                kepiWTFwdRow_D97_JPEG2K_16s_C1R)
 J2K_LINE_EQUIV(Wt97Rows32s, Kep32s, fwd, false, ([](auto... a) { rowsOf<Kep32s>(ownWt97FwdRow_32s_c, a...); }), nullptr,
                kepiWTFwdRow_D97_JPEG2K_32s_C1R)
+
+template <typename T>
+void invRowsOf(void (*k)(const T*, const T*, T*, int, bool), const T* l, int ls, const T* h, int hs, KepiSize z, T* d, int ds, int ph) {
+    for (int y = 0; y < z.height; ++y)
+        k(l + y * ls / static_cast<int>(sizeof(T)), h + y * hs / static_cast<int>(sizeof(T)), d + y * ds / static_cast<int>(sizeof(T)), z.width, ph != 0);
+}
+J2K_LINE_EQUIV(Wt97InvRows32f, Kep32f, inv, false, ([](auto... a) { invRowsOf<Kep32f>(ownWt97InvRow_32f_c, a...); }), nullptr,
+               kepiWTInvRow_D97_JPEG2K_32f_C1R)
+J2K_LINE_EQUIV(Wt97InvRows16s, Kep16s, inv, false, ([](auto... a) { invRowsOf<Kep16s>(ownWt97InvRow_16s_c, a...); }), nullptr,
+               kepiWTInvRow_D97_JPEG2K_16s_C1R)
+J2K_LINE_EQUIV(Wt97InvRows32s, Kep32s, inv, false, ([](auto... a) { invRowsOf<Kep32s>(ownWt97InvRow_32s_c, a...); }), nullptr,
+               kepiWTInvRow_D97_JPEG2K_32s_C1R)
+J2K_LINE_EQUIV(Wt97Cols32f, Kep32f, fwd, true, ownWt97FwdCols_32f_c, (fwdCall<Kep32f>(quiet<Kep32f>(ownWt97FwdCols_32f_ssse3), true)),
+               kepiWTFwdCol_D97_JPEG2K_32f_C1R)
+J2K_LINE_EQUIV(Wt97InvCols32f, Kep32f, inv, true, ownWt97InvCols_32f_c, (invCall<Kep32f>(quiet<Kep32f>(ownWt97InvCols_32f_ssse3), true)),
+               kepiWTInvCol_D97_JPEG2K_32f_C1R)
 
 // ---- 5/3 lifting steps -------------------------------------------------------------------
 // Six rows of up to 40 elements: rows 0-3 inputs, rows 4-5 outputs (forward: 0 1 2 = x, 3 = the
