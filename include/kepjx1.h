@@ -231,6 +231,27 @@ KEPAPI KepResult kepiWTInvRow_D97_JPEG2K_32s_C1R(const Kep32s* pSrcLow, int srcL
 KEPAPI KepResult kepiWTFwdCol_D97_JPEG2K_32f_C1R(const Kep32f* pSrc, int srcStep, Kep32f* pDstLow, int dstLowStep, Kep32f* pDstHigh, int dstHighStep, KepiSize dstRoiSize, int phase);
 KEPAPI KepResult kepiWTInvCol_D97_JPEG2K_32f_C1R(const Kep32f* pSrcLow, int srcLowStep, const Kep32f* pSrcHigh, int srcHighStep, KepiSize srcRoiSize, Kep32f* pDst, int dstStep, int phase);
 
+/* 9/7 vertical lifting stages over whole rows of `width` elements, for codecs that stream rows;
+ * the rows have the roles of the 5/3 lifting-step arguments. The 9/7 lifting is two stages of
+ * the 5/3 shape followed by the gains, chosen by `stage`:
+ *   0: H[k] = x[2k+1] + alpha(x[2k] + x[2k+2]);  L[k] = x[2k] + beta(H[k-1] + H[k])
+ *   1: the same with gamma and delta, on the rows stage 0 produced;
+ *   2: the gains, in place: pDstLow0 *= 1/K, pDstHigh0 *= K (the other rows are not used).
+ * The inverse undoes them in reverse order (a codec runs stage 2, then 1, then 0):
+ *   2: pDst2 = pSrcLow1 * K, pDst1 = pSrcHigh0 * 1/K;
+ *   1, 0: x[2k+2] = L[k+1] - c_update(H[k] + H[k+1]); x[2k+1] = H[k] - c_predict(x[2k] + x[2k+2]).
+ * Arithmetic per element type as in the 9/7 rows: 32f (left + right) * c + centre; 16s / 32s
+ * with the 16-fraction-bit constants, rounding and bounds of the rows (the inverse subtracts the
+ * term the forward step added). Running stages 0, 1, 2 down a column reproduces the column and
+ * row forms (the rows' fused first low-pass excepted). Errors: any of the six row pointers null
+ * (-8); width < 1 (-6); stage not 0, 1 or 2 (-5). */
+KEPAPI KepResult kepiWTFwdColLift_D97_JPEG2K_32f_C1(const Kep32f* pSrc0, const Kep32f* pSrc1, const Kep32f* pSrc2, Kep32f* pDstLow0, const Kep32f* pSrcHighPrev, Kep32f* pDstHigh0, int width, int stage);
+KEPAPI KepResult kepiWTFwdColLift_D97_JPEG2K_16s_C1(const Kep16s* pSrc0, const Kep16s* pSrc1, const Kep16s* pSrc2, Kep16s* pDstLow0, const Kep16s* pSrcHighPrev, Kep16s* pDstHigh0, int width, int stage);
+KEPAPI KepResult kepiWTFwdColLift_D97_JPEG2K_32s_C1(const Kep32s* pSrc0, const Kep32s* pSrc1, const Kep32s* pSrc2, Kep32s* pDstLow0, const Kep32s* pSrcHighPrev, Kep32s* pDstHigh0, int width, int stage);
+KEPAPI KepResult kepiWTInvColLift_D97_JPEG2K_32f_C1(const Kep32f* pSrcLow1, const Kep32f* pSrcHigh0, const Kep32f* pSrcHigh1, const Kep32f* pSrc0, Kep32f* pDst1, Kep32f* pDst2, int width, int stage);
+KEPAPI KepResult kepiWTInvColLift_D97_JPEG2K_16s_C1(const Kep16s* pSrcLow1, const Kep16s* pSrcHigh0, const Kep16s* pSrcHigh1, const Kep16s* pSrc0, Kep16s* pDst1, Kep16s* pDst2, int width, int stage);
+KEPAPI KepResult kepiWTInvColLift_D97_JPEG2K_32s_C1(const Kep32s* pSrcLow1, const Kep32s* pSrcHigh0, const Kep32s* pSrcHigh1, const Kep32s* pSrc0, Kep32s* pDst1, Kep32s* pDst2, int width, int stage);
+
 /* Whole tile, fixed point (16s, 32s), one level, with internal periodic symmetric extension
  * (T.800 F.3.7): every column and then every row is extended, run through the forward row
  * arithmetic above (including the direct filters for lines of 2 samples) and stored as

@@ -257,13 +257,19 @@ J2K_LINE_EQUIV(Wt97InvCols32f, Kep32f, inv, true, ownWt97InvCols_32f_c, (invCall
 template <typename T>
 struct LiftCase {
     Kep8u mem[6 * 40 * sizeof(T)];
-    int w, scratchBytes;
+    int w, scratchBytes, stage;
 };
 template <typename T>
 void genLift(Rng& rng, LiftCase<T>& c) {
     c.w = static_cast<int>(rng.range(1, 40));
     c.scratchBytes = 0;
-    rng.fill(reinterpret_cast<T*>(c.mem), 6 * 40);
+    c.stage = static_cast<int>(rng.range(-1, 3));
+    T* p = reinterpret_cast<T*>(c.mem);
+    if constexpr (std::is_floating_point<T>::value) {
+        for (int i = 0; i < 6 * 40; ++i) p[i] = static_cast<T>(rng.range(-1000000, 1000000)) / 512.0f;
+    } else {
+        rng.fill(p, 6 * 40);
+    }
 }
 template <typename T>
 T* liftRow(Kep8u* m, int r) { return reinterpret_cast<T*>(m) + 40 * r; }
@@ -295,5 +301,38 @@ J2K_LIFT_EQUIV(Wt53FwdLift16s, Kep16s, fwd, ownWt53FwdLift_c<Kep16s>, ownWt53Fwd
 J2K_LIFT_EQUIV(Wt53FwdLift32s, Kep32s, fwd, ownWt53FwdLift_c<Kep32s>, ownWt53FwdLift_ssse3<Kep32s>, kepiWTFwdColLift_B53_JPEG2K_32s_C1)
 J2K_LIFT_EQUIV(Wt53InvLift16s, Kep16s, inv, ownWt53InvLift_c<Kep16s>, ownWt53InvLift_ssse3<Kep16s>, kepiWTInvColLift_B53_JPEG2K_16s_C1)
 J2K_LIFT_EQUIV(Wt53InvLift32s, Kep32s, inv, ownWt53InvLift_c<Kep32s>, ownWt53InvLift_ssse3<Kep32s>, kepiWTInvColLift_B53_JPEG2K_32s_C1)
+
+// The 9/7 lifting stages have one implementation: both slots and the stub, valid and invalid
+// stages and widths alike.
+template <typename T, typename F>
+std::function<KepResult(LiftCase<T>&, Kep8u*, Kep8u*)> fwdLift97(F f) {
+    return [=](LiftCase<T>& c, Kep8u* m, Kep8u*) -> KepResult {
+        return f(liftRow<T>(m, 0), liftRow<T>(m, 1), liftRow<T>(m, 2), liftRow<T>(m, 4), liftRow<T>(m, 3), liftRow<T>(m, 5), c.w, c.stage);
+    };
+}
+template <typename T, typename F>
+std::function<KepResult(LiftCase<T>&, Kep8u*, Kep8u*)> invLift97(F f) {
+    return [=](LiftCase<T>& c, Kep8u* m, Kep8u*) -> KepResult {
+        return f(liftRow<T>(m, 0), liftRow<T>(m, 1), liftRow<T>(m, 2), liftRow<T>(m, 3), liftRow<T>(m, 4), liftRow<T>(m, 5), c.w, c.stage);
+    };
+}
+template <typename T>
+void genLift97(Rng& rng, LiftCase<T>& c) {
+    genLift<T>(rng, c);
+    if (rng.chance(5)) c.w = static_cast<int>(rng.range(-2, 0));
+}
+#define J2K_LIFT97_EQUIV(name, T, dir, exp)                                                                                \
+    TEST(J2kEquivalence, name) {                                                                                           \
+        kepcheck::runVariants<LiftCase<T>>(#name, kLineCases, genLift97<T>,                                                  \
+                                           {placed<LiftCase<T>>("slot 0", 0, dir##Lift97<T>(kepcheck::slot(ownTbl_##exp, 0))), \
+                                            placed<LiftCase<T>>("slot 1", 3 * sizeof(T), dir##Lift97<T>(kepcheck::slot(ownTbl_##exp, 1))), \
+                                            placed<LiftCase<T>>("stub", 5 * sizeof(T), dir##Lift97<T>(exp))});             \
+    }
+J2K_LIFT97_EQUIV(Wt97FwdLift32f, Kep32f, fwd, kepiWTFwdColLift_D97_JPEG2K_32f_C1)
+J2K_LIFT97_EQUIV(Wt97FwdLift16s, Kep16s, fwd, kepiWTFwdColLift_D97_JPEG2K_16s_C1)
+J2K_LIFT97_EQUIV(Wt97FwdLift32s, Kep32s, fwd, kepiWTFwdColLift_D97_JPEG2K_32s_C1)
+J2K_LIFT97_EQUIV(Wt97InvLift32f, Kep32f, inv, kepiWTInvColLift_D97_JPEG2K_32f_C1)
+J2K_LIFT97_EQUIV(Wt97InvLift16s, Kep16s, inv, kepiWTInvColLift_D97_JPEG2K_16s_C1)
+J2K_LIFT97_EQUIV(Wt97InvLift32s, Kep32s, inv, kepiWTInvColLift_D97_JPEG2K_32s_C1)
 
 }  // namespace

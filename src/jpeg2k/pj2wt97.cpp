@@ -108,3 +108,26 @@ KepResult own_kepiWTInvCol_D97_JPEG2K_32f_C1R(const Kep32f* pSrcLow, int srcLowS
     }
 KEP_WT97_TILE_EXPORTS(Kep16s, 16s)
 KEP_WT97_TILE_EXPORTS(Kep32s, 32s)
+
+// Vertical lifting stages: six rows, a width and the stage (0: alpha/beta, 1: gamma/delta,
+// 2: gains).
+#define KEP_WT97_LIFT_EXPORTS(T, t)                                                                                              \
+    KepResult own_kepiWTFwdColLift_D97_JPEG2K_##t##_C1(const T* pSrc0, const T* pSrc1, const T* pSrc2, T* pDstLow0,             \
+                                                        const T* pSrcHighPrev, T* pDstHigh0, int width, int stage) {             \
+        if (!pSrc0 || !pSrc1 || !pSrc2 || !pDstLow0 || !pSrcHighPrev || !pDstHigh0) return kepErrNullPtr;                       \
+        if (width < 1) return kepErrSize;                                                                                        \
+        if (stage < 0 || stage > 2) return kepErrArgRange;                                                                       \
+        ownWt97FwdLift_##t##_c(pSrc0, pSrc1, pSrc2, pDstLow0, pSrcHighPrev, pDstHigh0, width, stage);                           \
+        return kepOk;                                                                                                            \
+    }                                                                                                                            \
+    KepResult own_kepiWTInvColLift_D97_JPEG2K_##t##_C1(const T* pSrcLow1, const T* pSrcHigh0, const T* pSrcHigh1,               \
+                                                        const T* pSrc0, T* pDst1, T* pDst2, int width, int stage) {              \
+        if (!pSrcLow1 || !pSrcHigh0 || !pSrcHigh1 || !pSrc0 || !pDst1 || !pDst2) return kepErrNullPtr;                          \
+        if (width < 1) return kepErrSize;                                                                                        \
+        if (stage < 0 || stage > 2) return kepErrArgRange;                                                                       \
+        ownWt97InvLift_##t##_c(pSrcLow1, pSrcHigh0, pSrcHigh1, pSrc0, pDst1, pDst2, width, stage);                              \
+        return kepOk;                                                                                                            \
+    }
+KEP_WT97_LIFT_EXPORTS(Kep32f, 32f)
+KEP_WT97_LIFT_EXPORTS(Kep16s, 16s)
+KEP_WT97_LIFT_EXPORTS(Kep32s, 32s)

@@ -157,6 +157,16 @@ KEP_HIDDEN void ownWt97FwdCols_32f_ssse3(const Kep32f* src, int srcStep, Kep32f*
 KEP_HIDDEN void ownWt97InvCols_32f_c(const Kep32f* lo, int loStep, const Kep32f* hi, int hiStep, KepiSize size, Kep32f* dst, int dstStep, int phase);
 KEP_HIDDEN void ownWt97InvCols_32f_ssse3(const Kep32f* lo, int loStep, const Kep32f* hi, int hiStep, KepiSize size, Kep32f* dst, int dstStep, int phase);
 
+// Vertical lifting stages over rows (plain C): stage 0 = alpha/beta, 1 = gamma/delta, 2 = the
+// gains (forward: in place on l0 and h0; inverse: undone from l1 and h0 into x2 and x1).
+#define KEP_WT97_LIFT(T, t)                                                                                            \
+    KEP_HIDDEN void ownWt97FwdLift_##t##_c(const T* x0, const T* x1, const T* x2, T* l0, const T* hPrev, T* h0, int width, int stage); \
+    KEP_HIDDEN void ownWt97InvLift_##t##_c(const T* l1, const T* h0, const T* h1, const T* x0, T* x1, T* x2, int width, int stage);
+KEP_WT97_LIFT(Kep32f, 32f)
+KEP_WT97_LIFT(Kep16s, 16s)
+KEP_WT97_LIFT(Kep32s, 32s)
+#undef KEP_WT97_LIFT
+
 // Whole tile in place, fixed point (wt97tile.cpp); the buffer holds 2 * max(w, h) + 24
 // elements. w, h >= 1.
 template <typename T>

@@ -142,3 +142,95 @@ void ownWt97InvCols_32f_c(const Kep32f* lo, int loStep, const Kep32f* hi, int hi
     for (int x = 0; x < size.width; ++x)
         ownWt97InvLine<OwnWt97InvFloat<OwnWt97Scalar>>(lo + x, loStep, hi + x, hiStep, dst + x, dstStep, size.height, phase != 0);
 }
+
+// ---- Vertical lifting stages over whole rows ------------------------------------------------
+
+namespace {
+
+constexpr Kep32f kFloatSteps[4] = {kWt97Alpha, kWt97Beta, kWt97Gamma, kWt97Delta};
+
+// One policy per element type: a forward step, its undoing, the gains and their undoing.
+struct LiftF {
+    using T = Kep32f;
+    static T fwd(T c, T l, T r, int k) { return (l + r) * kFloatSteps[k] + c; }
+    static T inv(T c, T l, T r, int k) { return (l + r) * -kFloatSteps[k] + c; }
+    static T gainLow(T v) { return v * kWt97LowGain; }
+    static T gainHigh(T v) { return v * kWt97HighGain; }
+    static T ungainLow(T v) { return v * kWt97HighGain; }
+    static T ungainHigh(T v) { return v * kWt97LowGain; }
+};
+struct Lift16 {
+    using T = Kep16s;
+    static T fwd(T c, T l, T r, int k) { return static_cast<T>(Fixed16::upd(c, l, r, kSteps[k])); }
+    static T inv(T c, T l, T r, int k) { return static_cast<T>(Inv16::undo(c, l, r, k)); }
+    static T gainLow(T v) { return Fixed16::lowGain(v); }
+    static T gainHigh(T v) { return Fixed16::highGain(v); }
+    static T ungainLow(T v) { return static_cast<T>(Inv16::lowIn(v)); }
+    static T ungainHigh(T v) { return static_cast<T>(Inv16::highIn(v)); }
+};
+struct Lift32 {
+    using T = Kep32s;
+    static T fwd(T c, T l, T r, int k) { return Fixed32::upd(c, l, r, kSteps[k]); }
+    static T inv(T c, T l, T r, int k) { return Inv32::undo(c, l, r, k); }
+    static T gainLow(T v) { return Fixed32::lowGain(v); }
+    static T gainHigh(T v) { return Fixed32::highGain(v); }
+    static T ungainLow(T v) { return Inv32::lowIn(v); }
+    static T ungainHigh(T v) { return Inv32::highIn(v); }
+};
+
+template <typename P, typename T = typename P::T>
+void fwdLift(const T* x0, const T* x1, const T* x2, T* l0, const T* hPrev, T* h0, int width, int stage) {
+    if (stage == 2) {
+        for (int i = 0; i < width; ++i) {
+            l0[i] = P::gainLow(l0[i]);
+            h0[i] = P::gainHigh(h0[i]);
+        }
+        return;
+    }
+    const int k = 2 * stage;  // alpha/beta or gamma/delta
+    for (int i = 0; i < width; ++i) {
+        const T h = P::fwd(x1[i], x0[i], x2[i], k);
+        l0[i] = P::fwd(x0[i], hPrev[i], h, k + 1);
+        h0[i] = h;
+    }
+}
+
+template <typename P, typename T = typename P::T>
+void invLift(const T* l1, const T* h0, const T* h1, const T* x0, T* x1, T* x2, int width, int stage) {
+    if (stage == 2) {
+        for (int i = 0; i < width; ++i) {
+            const T h = P::ungainHigh(h0[i]), l = P::ungainLow(l1[i]);
+            x1[i] = h;
+            x2[i] = l;
+        }
+        return;
+    }
+    const int k = 2 * stage;
+    for (int i = 0; i < width; ++i) {
+        const T hk = h0[i];
+        const T e = P::inv(l1[i], hk, h1[i], k + 1);
+        x1[i] = P::inv(hk, x0[i], e, k);
+        x2[i] = e;
+    }
+}
+
+}  // namespace
+
+void ownWt97FwdLift_32f_c(const Kep32f* x0, const Kep32f* x1, const Kep32f* x2, Kep32f* l0, const Kep32f* hPrev, Kep32f* h0, int width, int stage) {
+    fwdLift<LiftF>(x0, x1, x2, l0, hPrev, h0, width, stage);
+}
+void ownWt97FwdLift_16s_c(const Kep16s* x0, const Kep16s* x1, const Kep16s* x2, Kep16s* l0, const Kep16s* hPrev, Kep16s* h0, int width, int stage) {
+    fwdLift<Lift16>(x0, x1, x2, l0, hPrev, h0, width, stage);
+}
+void ownWt97FwdLift_32s_c(const Kep32s* x0, const Kep32s* x1, const Kep32s* x2, Kep32s* l0, const Kep32s* hPrev, Kep32s* h0, int width, int stage) {
+    fwdLift<Lift32>(x0, x1, x2, l0, hPrev, h0, width, stage);
+}
+void ownWt97InvLift_32f_c(const Kep32f* l1, const Kep32f* h0, const Kep32f* h1, const Kep32f* x0, Kep32f* x1, Kep32f* x2, int width, int stage) {
+    invLift<LiftF>(l1, h0, h1, x0, x1, x2, width, stage);
+}
+void ownWt97InvLift_16s_c(const Kep16s* l1, const Kep16s* h0, const Kep16s* h1, const Kep16s* x0, Kep16s* x1, Kep16s* x2, int width, int stage) {
+    invLift<Lift16>(l1, h0, h1, x0, x1, x2, width, stage);
+}
+void ownWt97InvLift_32s_c(const Kep32s* l1, const Kep32s* h0, const Kep32s* h1, const Kep32s* x0, Kep32s* x1, Kep32s* x2, int width, int stage) {
+    invLift<Lift32>(l1, h0, h1, x0, x1, x2, width, stage);
+}
