@@ -91,39 +91,22 @@ std::vector<Variant<TileCase<T>>> tileVariants(TileKernel<T> ref, TileKernel<T> 
 const int kCases = kepcheck::iterations(1500);
 const int kLineCases = kepcheck::iterations(500);
 
-TEST(J2kEquivalence, Wt53TileForward16s) {
-    kepcheck::runVariants<TileCase<Kep16s>>("5/3 tile fwd 16s", kCases, genTile<Kep16s, kepiWTGetBufSize_B53_JPEG2K_16s_C1IR>,
-                                            tileVariants<Kep16s>(ownWt53FwdTile_c, ownWt53FwdTile_ssse3, ownTbl_kepiWTFwd_B53_JPEG2K_16s_C1IR,
-                                                                 kepiWTFwd_B53_JPEG2K_16s_C1IR));
-}
-TEST(J2kEquivalence, Wt53TileForward32s) {
-    kepcheck::runVariants<TileCase<Kep32s>>("5/3 tile fwd 32s", kCases, genTile<Kep32s, kepiWTGetBufSize_B53_JPEG2K_32s_C1IR>,
-                                            tileVariants<Kep32s>(ownWt53FwdTile_c, ownWt53FwdTile_ssse3, ownTbl_kepiWTFwd_B53_JPEG2K_32s_C1IR,
-                                                                 kepiWTFwd_B53_JPEG2K_32s_C1IR));
-}
-TEST(J2kEquivalence, Wt53TileInverse16s) {
-    kepcheck::runVariants<TileCase<Kep16s>>("5/3 tile inv 16s", kCases, genTile<Kep16s, kepiWTGetBufSize_B53_JPEG2K_16s_C1IR>,
-                                            tileVariants<Kep16s>(ownWt53InvTile_c, ownWt53InvTile_ssse3, ownTbl_kepiWTInv_B53_JPEG2K_16s_C1IR,
-                                                                 kepiWTInv_B53_JPEG2K_16s_C1IR));
-}
-TEST(J2kEquivalence, Wt53TileInverse32s) {
-    kepcheck::runVariants<TileCase<Kep32s>>("5/3 tile inv 32s", kCases, genTile<Kep32s, kepiWTGetBufSize_B53_JPEG2K_32s_C1IR>,
-                                            tileVariants<Kep32s>(ownWt53InvTile_c, ownWt53InvTile_ssse3, ownTbl_kepiWTInv_B53_JPEG2K_32s_C1IR,
-                                                                 kepiWTInv_B53_JPEG2K_32s_C1IR));
-}
-
-#define J2K_TILE97_EQUIV(name, T, t, dir, Dir)                                                                        \
+#define J2K_TILE_EQUIV(name, T, t, Dir, W, cases, simd)                                                                  \
     TEST(J2kEquivalence, name) {                                                                                         \
-        kepcheck::runVariants<TileCase<T>>(#name, kCases / 3, genTile<T, kepiWTGetBufSize_D97_JPEG2K_##t##_C1IR>,       \
-                                           tileVariants<T>(ownWt97##Dir##Tile<T>, nullptr,                               \
-                                                           ownTbl_kepiWT##Dir##_D97_JPEG2K_##t##_C1IR,                   \
-                                                           kepiWT##Dir##_D97_JPEG2K_##t##_C1IR));                        \
+        kepcheck::runVariants<TileCase<T>>(#name, cases, genTile<T, kepiWTGetBufSize_##W##_JPEG2K_##t##_C1IR>,          \
+                                           tileVariants<T>(simd ? ownWt53##Dir##Tile_c<T> : ownWt97##Dir##Tile<T>,       \
+                                                           simd ? ownWt53##Dir##Tile_ssse3<T> : nullptr,                 \
+                                                           ownTbl_kepiWT##Dir##_##W##_JPEG2K_##t##_C1IR,                 \
+                                                           kepiWT##Dir##_##W##_JPEG2K_##t##_C1IR));                      \
     }
-J2K_TILE97_EQUIV(Wt97TileForward16s, Kep16s, 16s, fwd, Fwd)
-J2K_TILE97_EQUIV(Wt97TileForward32s, Kep32s, 32s, fwd, Fwd)
-J2K_TILE97_EQUIV(Wt97TileInverse16s, Kep16s, 16s, inv, Inv)
-J2K_TILE97_EQUIV(Wt97TileInverse32s, Kep32s, 32s, inv, Inv)
-
+J2K_TILE_EQUIV(Wt53TileForward16s, Kep16s, 16s, Fwd, B53, kCases, true)
+J2K_TILE_EQUIV(Wt53TileForward32s, Kep32s, 32s, Fwd, B53, kCases, true)
+J2K_TILE_EQUIV(Wt53TileInverse16s, Kep16s, 16s, Inv, B53, kCases, true)
+J2K_TILE_EQUIV(Wt53TileInverse32s, Kep32s, 32s, Inv, B53, kCases, true)
+J2K_TILE_EQUIV(Wt97TileForward16s, Kep16s, 16s, Fwd, D97, kCases / 3, false)
+J2K_TILE_EQUIV(Wt97TileForward32s, Kep32s, 32s, Fwd, D97, kCases / 3, false)
+J2K_TILE_EQUIV(Wt97TileInverse16s, Kep16s, 16s, Inv, D97, kCases / 3, false)
+J2K_TILE_EQUIV(Wt97TileInverse32s, Kep32s, 32s, Inv, D97, kCases / 3, false)
 // ---- 5/3 rows, columns and lifting steps, 9/7 rows -----------------------------------------
 // One square plane holds everything, without overlaps: source lines from row/column 8 (extension
 // samples around them), low-pass output from row 48 column 0, high-pass output from row 48

@@ -8,9 +8,8 @@ namespace {
 
 template <typename T>
 KepResult fwdRows(const T* src, int srcStep, T* lo, int loStep, T* hi, int hiStep, KepiSize size, int phase, bool cols) {
-    if (!src || !lo || !hi) return kepErrNullPtr;
-    if (srcStep < 1 || loStep < 1 || hiStep < 1) return kepErrStep;
-    if (size.width < 1 || size.height < 1) return kepErrSize;
+    const KepResult r = ownWtLineCheck(src, lo, hi, srcStep, loStep, hiStep, size);
+    if (r != kepOk) return r;
     if (cols) ownWt53FwdCols_ssse3(src, srcStep, lo, loStep, hi, hiStep, size, phase);
     else ownWt53FwdRows_c(src, srcStep, lo, loStep, hi, hiStep, size, phase);
     return kepOk;
@@ -18,9 +17,8 @@ KepResult fwdRows(const T* src, int srcStep, T* lo, int loStep, T* hi, int hiSte
 
 template <typename T>
 KepResult invRows(const T* lo, int loStep, const T* hi, int hiStep, KepiSize size, T* dst, int dstStep, int phase, bool cols) {
-    if (!lo || !hi || !dst) return kepErrNullPtr;
-    if (loStep < 1 || hiStep < 1 || dstStep < 1) return kepErrStep;
-    if (size.width < 1 || size.height < 1) return kepErrSize;
+    const KepResult r = ownWtLineCheck(lo, hi, dst, loStep, hiStep, dstStep, size);
+    if (r != kepOk) return r;
     if (cols) ownWt53InvCols_ssse3(lo, loStep, hi, hiStep, size, dst, dstStep, phase);
     else ownWt53InvRows_c(lo, loStep, hi, hiStep, size, dst, dstStep, phase);
     return kepOk;

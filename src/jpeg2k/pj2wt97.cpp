@@ -9,9 +9,8 @@ namespace {
 
 template <typename T, typename Kernel>
 KepResult fwdRows(const T* src, int srcStep, T* lo, int loStep, T* hi, int hiStep, KepiSize size, int phase, Kernel k) {
-    if (!src || !lo || !hi) return kepErrNullPtr;
-    if (srcStep < 1 || loStep < 1 || hiStep < 1) return kepErrStep;
-    if (size.height < 1 || size.width < 1) return kepErrSize;
+    const KepResult r = ownWtLineCheck(src, lo, hi, srcStep, loStep, hiStep, size);
+    if (r != kepOk) return r;
     for (int y = 0; y < size.height; ++y) {
         auto row = [y](auto* p, int step) { return reinterpret_cast<decltype(p)>(reinterpret_cast<uintptr_t>(p) + static_cast<ptrdiff_t>(y) * step); };
         k(row(src, srcStep), row(lo, loStep), row(hi, hiStep), size.width, phase != 0);
@@ -38,9 +37,8 @@ namespace {
 
 template <typename T, typename Kernel>
 KepResult invRows(const T* lo, int loStep, const T* hi, int hiStep, KepiSize size, T* dst, int dstStep, int phase, Kernel k) {
-    if (!lo || !hi || !dst) return kepErrNullPtr;
-    if (loStep < 1 || hiStep < 1 || dstStep < 1) return kepErrStep;
-    if (size.width < 1 || size.height < 1) return kepErrSize;
+    const KepResult r = ownWtLineCheck(lo, hi, dst, loStep, hiStep, dstStep, size);
+    if (r != kepOk) return r;
     auto row = [](auto* p, int step, int y) { return reinterpret_cast<decltype(p)>(reinterpret_cast<uintptr_t>(p) + static_cast<ptrdiff_t>(y) * step); };
     for (int y = 0; y < size.height; ++y) k(row(lo, loStep, y), row(hi, hiStep, y), row(dst, dstStep, y), size.width, phase != 0);
     return kepOk;
@@ -70,17 +68,15 @@ KepResult own_kepiWTInvRow_D97_JPEG2K_32s_C1R(const Kep32s* pSrcLow, int srcLowS
 
 KepResult own_kepiWTFwdCol_D97_JPEG2K_32f_C1R(const Kep32f* pSrc, int srcStep, Kep32f* pDstLow, int dstLowStep, Kep32f* pDstHigh,
                                               int dstHighStep, KepiSize dstRoiSize, int phase) {
-    if (!pSrc || !pDstLow || !pDstHigh) return kepErrNullPtr;
-    if (srcStep < 1 || dstLowStep < 1 || dstHighStep < 1) return kepErrStep;
-    if (dstRoiSize.width < 1 || dstRoiSize.height < 1) return kepErrSize;
+    const KepResult r = ownWtLineCheck(pSrc, pDstLow, pDstHigh, srcStep, dstLowStep, dstHighStep, dstRoiSize);
+    if (r != kepOk) return r;
     ownWt97FwdCols_32f_ssse3(pSrc, srcStep, pDstLow, dstLowStep, pDstHigh, dstHighStep, dstRoiSize, phase);
     return kepOk;
 }
 KepResult own_kepiWTInvCol_D97_JPEG2K_32f_C1R(const Kep32f* pSrcLow, int srcLowStep, const Kep32f* pSrcHigh, int srcHighStep, KepiSize srcRoiSize,
                                               Kep32f* pDst, int dstStep, int phase) {
-    if (!pSrcLow || !pSrcHigh || !pDst) return kepErrNullPtr;
-    if (srcLowStep < 1 || srcHighStep < 1 || dstStep < 1) return kepErrStep;
-    if (srcRoiSize.width < 1 || srcRoiSize.height < 1) return kepErrSize;
+    const KepResult r = ownWtLineCheck(pSrcLow, pSrcHigh, pDst, srcLowStep, srcHighStep, dstStep, srcRoiSize);
+    if (r != kepOk) return r;
     ownWt97InvCols_32f_ssse3(pSrcLow, srcLowStep, pSrcHigh, srcHighStep, srcRoiSize, pDst, dstStep, phase);
     return kepOk;
 }

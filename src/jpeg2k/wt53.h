@@ -16,9 +16,19 @@
 
 #include "owndefs.h"
 
-template <typename T> struct OwnWt53Scalar;
+// The four lifting operations on top of a lane's add, sub, half and quarter.
+template <typename B>
+struct OwnWt53Lift : B {
+    using V = typename B::V;
+    static V pred(V x, V l, V r) { return B::sub(x, B::half(l, r)); }
+    static V upd(V x, V l, V r) { return B::add(x, B::quarter(l, r)); }
+    static V unupd(V x, V l, V r) { return B::sub(x, B::quarter(l, r)); }
+    static V unpred(V x, V l, V r) { return B::add(x, B::half(l, r)); }
+};
 
-template <> struct OwnWt53Scalar<Kep32s> {
+template <typename T> struct OwnWt53ScalarBase;
+
+template <> struct OwnWt53ScalarBase<Kep32s> {
     using V = Kep32s;
     static V load(const void* p) { Kep32s v; memcpy(&v, p, 4); return v; }
     static void store(void* p, V v) { memcpy(p, &v, 4); }
@@ -27,13 +37,9 @@ template <> struct OwnWt53Scalar<Kep32s> {
     static V half(V l, V r) { return add(l, r) >> 1; }
     static V quarter(V l, V r) { return add(add(l, r), 2) >> 2; }
     static V halfUp(V d) { return add(d, 1) >> 1; }  // (d + 1) >> 1
-    static V pred(V x, V l, V r) { return sub(x, half(l, r)); }
-    static V upd(V x, V l, V r) { return add(x, quarter(l, r)); }
-    static V unupd(V x, V l, V r) { return sub(x, quarter(l, r)); }
-    static V unpred(V x, V l, V r) { return add(x, half(l, r)); }
 };
 
-template <> struct OwnWt53Scalar<Kep16s> {
+template <> struct OwnWt53ScalarBase<Kep16s> {
     using V = Kep16s;
     static V load(const void* p) { return ownLoad16s(p); }
     static void store(void* p, V v) { ownStore16s(p, v); }
@@ -43,11 +49,10 @@ template <> struct OwnWt53Scalar<Kep16s> {
     static V half(V l, V r) { return static_cast<V>((l + r) >> 1); }
     static V quarter(V l, V r) { return static_cast<V>((l + r + 2) >> 2); }
     static V halfUp(V d) { return static_cast<V>((d + 1) >> 1); }
-    static V pred(V x, V l, V r) { return sub(x, half(l, r)); }
-    static V upd(V x, V l, V r) { return add(x, quarter(l, r)); }
-    static V unupd(V x, V l, V r) { return sub(x, quarter(l, r)); }
-    static V unpred(V x, V l, V r) { return add(x, half(l, r)); }
 };
+
+template <typename T>
+using OwnWt53Scalar = OwnWt53Lift<OwnWt53ScalarBase<T>>;
 
 // Byte-addressed element n of a line that starts at p with `stride` bytes between samples.
 static inline const Kep8u* ownAt(const void* p, ptrdiff_t stride, ptrdiff_t n) { return static_cast<const Kep8u*>(p) + n * stride; }
@@ -128,41 +133,34 @@ static inline void ownWt53InvLift(const void* l1, const void* h0, const void* h1
     }
 }
 
-// Plain C references, one coefficient at a time (wt53_c.cpp). Steps in bytes.
+// The kernels, steps in bytes, each as a plain C reference one coefficient at a time
+// (suffix _c, wt53_c.cpp) and as an SSSE3 kernel with the same results for every input
+// (suffix _ssse3, wt53_ssse3.cpp). The rows exist in C only: their samples are interleaved in
+// memory and the exports run the plain C rows.
+//   Tile: the whole tile in place, w, h >= 1. The C reference follows the procedure literally
+//   (every line copied into the buffer with its mirror extension, lifted there, copied back
+//   (de-)interleaved); the SSSE3 kernel lifts the vertical direction across whole rows,
+//   reorders the rows through the buffer and lifts split rows. Buffer: h + 4 (C), w + 4
+//   (SSSE3) elements.
+#define KEP_WT53_KERNELS(sfx)                                                                                            \
+    template <typename T>                                                                                                \
+    KEP_HIDDEN void ownWt53FwdCols_##sfx(const T* src, int srcStep, T* lo, int loStep, T* hi, int hiStep, KepiSize size, int phase); \
+    template <typename T>                                                                                                \
+    KEP_HIDDEN void ownWt53InvCols_##sfx(const T* lo, int loStep, const T* hi, int hiStep, KepiSize size, T* dst, int dstStep, int phase); \
+    template <typename T>                                                                                                \
+    KEP_HIDDEN void ownWt53FwdLift_##sfx(const T* x0, const T* x1, const T* x2, T* l0, const T* hPrev, T* h0, int width); \
+    template <typename T>                                                                                                \
+    KEP_HIDDEN void ownWt53InvLift_##sfx(const T* l1, const T* h0, const T* h1, const T* x0, T* x1, T* x2, int width);    \
+    template <typename T>                                                                                                \
+    KEP_HIDDEN void ownWt53FwdTile_##sfx(T* p, int step, int w, int h, int px, int py, Kep8u* buf);                      \
+    template <typename T>                                                                                                \
+    KEP_HIDDEN void ownWt53InvTile_##sfx(T* p, int step, int w, int h, int px, int py, Kep8u* buf);
+KEP_WT53_KERNELS(c)
+KEP_WT53_KERNELS(ssse3)
+#undef KEP_WT53_KERNELS
 template <typename T>
 KEP_HIDDEN void ownWt53FwdRows_c(const T* src, int srcStep, T* lo, int loStep, T* hi, int hiStep, KepiSize size, int phase);
 template <typename T>
 KEP_HIDDEN void ownWt53InvRows_c(const T* lo, int loStep, const T* hi, int hiStep, KepiSize size, T* dst, int dstStep, int phase);
-template <typename T>
-KEP_HIDDEN void ownWt53FwdCols_c(const T* src, int srcStep, T* lo, int loStep, T* hi, int hiStep, KepiSize size, int phase);
-template <typename T>
-KEP_HIDDEN void ownWt53InvCols_c(const T* lo, int loStep, const T* hi, int hiStep, KepiSize size, T* dst, int dstStep, int phase);
-template <typename T>
-KEP_HIDDEN void ownWt53FwdLift_c(const T* x0, const T* x1, const T* x2, T* l0, const T* hPrev, T* h0, int width);
-template <typename T>
-KEP_HIDDEN void ownWt53InvLift_c(const T* l1, const T* h0, const T* h1, const T* x0, T* x1, T* x2, int width);
-// Whole tile in place, the literal procedure: every line copied into the buffer with its mirror
-// extension, lifted there and copied back (de-)interleaved. w, h >= 1.
-template <typename T>
-KEP_HIDDEN void ownWt53FwdTile_c(T* p, int step, int w, int h, int px, int py, Kep8u* buf);
-template <typename T>
-KEP_HIDDEN void ownWt53InvTile_c(T* p, int step, int w, int h, int px, int py, Kep8u* buf);
-
-// SSSE3 kernels (wt53_ssse3.cpp): the same results for every input. The row filters have no
-// vector form yet (their samples are interleaved in memory); the exports run the plain C rows.
-template <typename T>
-KEP_HIDDEN void ownWt53FwdCols_ssse3(const T* src, int srcStep, T* lo, int loStep, T* hi, int hiStep, KepiSize size, int phase);
-template <typename T>
-KEP_HIDDEN void ownWt53InvCols_ssse3(const T* lo, int loStep, const T* hi, int hiStep, KepiSize size, T* dst, int dstStep, int phase);
-template <typename T>
-KEP_HIDDEN void ownWt53FwdLift_ssse3(const T* x0, const T* x1, const T* x2, T* l0, const T* hPrev, T* h0, int width);
-template <typename T>
-KEP_HIDDEN void ownWt53InvLift_ssse3(const T* l1, const T* h0, const T* h1, const T* x0, T* x1, T* x2, int width);
-// Whole tile in place: vertical lifting across whole rows, rows reordered through the buffer,
-// horizontal lifting on split rows. The buffer must hold one row of w + 4 elements.
-template <typename T>
-KEP_HIDDEN void ownWt53FwdTile_ssse3(T* p, int step, int w, int h, int px, int py, Kep8u* buf);
-template <typename T>
-KEP_HIDDEN void ownWt53InvTile_ssse3(T* p, int step, int w, int h, int px, int py, Kep8u* buf);
 
 #endif  // KEP_WT53_H

@@ -9,31 +9,35 @@
 
 namespace {
 
-struct Vec32 {
+// Unaligned 16-byte loads and stores, shared by both lane widths.
+struct VecMem {
     using V = __m128i;
-    using T = Kep32s;
-    static constexpr int N = 4;
     static V load(const void* p) { return _mm_loadu_si128(static_cast<const __m128i*>(p)); }
     static void store(void* p, V v) { _mm_storeu_si128(static_cast<__m128i*>(p), v); }
+};
+
+struct Vec32Base : VecMem {
+    using T = Kep32s;
+    static constexpr int N = 4;
     static V add(V a, V b) { return _mm_add_epi32(a, b); }
     static V sub(V a, V b) { return _mm_sub_epi32(a, b); }
     static V half(V l, V r) { return _mm_srai_epi32(_mm_add_epi32(l, r), 1); }
     static V quarter(V l, V r) { return _mm_srai_epi32(_mm_add_epi32(_mm_add_epi32(l, r), _mm_set1_epi32(2)), 2); }
     static V halfUp(V d) { return _mm_srai_epi32(_mm_add_epi32(d, _mm_set1_epi32(1)), 1); }
-    static V pred(V x, V l, V r) { return sub(x, half(l, r)); }
-    static V upd(V x, V l, V r) { return add(x, quarter(l, r)); }
-    static V unupd(V x, V l, V r) { return sub(x, quarter(l, r)); }
-    static V unpred(V x, V l, V r) { return add(x, half(l, r)); }
+    static V zipLo(V a, V b) { return _mm_unpacklo_epi32(a, b); }
+    static V zipHi(V a, V b) { return _mm_unpackhi_epi32(a, b); }
+    static void unzip(V v0, V v1, V* even, V* odd) {
+        const __m128 f0 = _mm_castsi128_ps(v0), f1 = _mm_castsi128_ps(v1);
+        *even = _mm_castps_si128(_mm_shuffle_ps(f0, f1, _MM_SHUFFLE(2, 0, 2, 0)));
+        *odd = _mm_castps_si128(_mm_shuffle_ps(f0, f1, _MM_SHUFFLE(3, 1, 3, 1)));
+    }
 };
 
 // 16-bit lanes: the floor of (l + r) / 2 and (l + r + 2) / 4 without leaving 16 bits, from the
 // halves (quarters) of each operand plus the carry of their low bits.
-struct Vec16 {
-    using V = __m128i;
+struct Vec16Base : VecMem {
     using T = Kep16s;
     static constexpr int N = 8;
-    static V load(const void* p) { return _mm_loadu_si128(static_cast<const __m128i*>(p)); }
-    static void store(void* p, V v) { _mm_storeu_si128(static_cast<__m128i*>(p), v); }
     static V add(V a, V b) { return _mm_add_epi16(a, b); }
     static V sub(V a, V b) { return _mm_sub_epi16(a, b); }
     static V half(V l, V r) {
@@ -46,11 +50,18 @@ struct Vec16 {
         return _mm_add_epi16(_mm_add_epi16(_mm_srai_epi16(l, 2), _mm_srai_epi16(r, 2)), _mm_srai_epi16(low, 2));
     }
     static V halfUp(V d) { return _mm_add_epi16(_mm_srai_epi16(d, 1), _mm_and_si128(d, _mm_set1_epi16(1))); }
-    static V pred(V x, V l, V r) { return sub(x, half(l, r)); }
-    static V upd(V x, V l, V r) { return add(x, quarter(l, r)); }
-    static V unupd(V x, V l, V r) { return sub(x, quarter(l, r)); }
-    static V unpred(V x, V l, V r) { return add(x, half(l, r)); }
+    static V zipLo(V a, V b) { return _mm_unpacklo_epi16(a, b); }
+    static V zipHi(V a, V b) { return _mm_unpackhi_epi16(a, b); }
+    static void unzip(V v0, V v1, V* even, V* odd) {
+        const __m128i mask = _mm_setr_epi8(0, 1, 4, 5, 8, 9, 12, 13, 2, 3, 6, 7, 10, 11, 14, 15);
+        const V a = _mm_shuffle_epi8(v0, mask), b = _mm_shuffle_epi8(v1, mask);  // [evens | odds] each
+        *even = _mm_unpacklo_epi64(a, b);
+        *odd = _mm_unpackhi_epi64(a, b);
+    }
 };
+
+using Vec32 = OwnWt53Lift<Vec32Base>;
+using Vec16 = OwnWt53Lift<Vec16Base>;
 
 template <typename T> struct VecOf;
 template <> struct VecOf<Kep32s> { using type = Vec32; };
@@ -116,47 +127,28 @@ void permuteRows(T* p, int step, int w, int h, T* tmp, From from) {
     }
 }
 
-// Split of n interleaved samples: even indices to a, odd indices to b.
-inline void split(const Kep32s* s, int n, Kep32s* a, Kep32s* b) {
+// Split of n interleaved samples: even indices to a, odd indices to b; and the merge back.
+// Each vector step handles two vectors of interleaved samples.
+template <typename T>
+void split(const T* s, int n, T* a, T* b) {
+    using Vc = typename VecOf<T>::type;
     int i = 0;
-    for (; i + 8 <= n; i += 8) {
-        const __m128 v0 = _mm_castsi128_ps(_mm_loadu_si128(reinterpret_cast<const __m128i*>(s + i)));
-        const __m128 v1 = _mm_castsi128_ps(_mm_loadu_si128(reinterpret_cast<const __m128i*>(s + i + 4)));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(a + i / 2), _mm_castps_si128(_mm_shuffle_ps(v0, v1, _MM_SHUFFLE(2, 0, 2, 0))));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(b + i / 2), _mm_castps_si128(_mm_shuffle_ps(v0, v1, _MM_SHUFFLE(3, 1, 3, 1))));
+    for (; i + 2 * Vc::N <= n; i += 2 * Vc::N) {
+        __m128i even, odd;
+        Vc::unzip(Vc::load(s + i), Vc::load(s + i + Vc::N), &even, &odd);
+        Vc::store(a + i / 2, even);
+        Vc::store(b + i / 2, odd);
     }
     for (; i < n; ++i) (i & 1 ? b : a)[i / 2] = s[i];
 }
-inline void split(const Kep16s* s, int n, Kep16s* a, Kep16s* b) {
-    const __m128i mask = _mm_setr_epi8(0, 1, 4, 5, 8, 9, 12, 13, 2, 3, 6, 7, 10, 11, 14, 15);
+template <typename T>
+void merge(const T* a, const T* b, int n, T* d) {
+    using Vc = typename VecOf<T>::type;
     int i = 0;
-    for (; i + 16 <= n; i += 16) {
-        const __m128i v0 = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(s + i)), mask);
-        const __m128i v1 = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(s + i + 8)), mask);
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(a + i / 2), _mm_unpacklo_epi64(v0, v1));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(b + i / 2), _mm_unpackhi_epi64(v0, v1));
-    }
-    for (; i < n; ++i) (i & 1 ? b : a)[i / 2] = s[i];
-}
-
-// Merge: d[2i] = a[i], d[2i+1] = b[i], n samples in all.
-inline void merge(const Kep32s* a, const Kep32s* b, int n, Kep32s* d) {
-    int i = 0;
-    for (; i + 8 <= n; i += 8) {
-        const __m128i va = _mm_loadu_si128(reinterpret_cast<const __m128i*>(a + i / 2));
-        const __m128i vb = _mm_loadu_si128(reinterpret_cast<const __m128i*>(b + i / 2));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(d + i), _mm_unpacklo_epi32(va, vb));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(d + i + 4), _mm_unpackhi_epi32(va, vb));
-    }
-    for (; i < n; ++i) d[i] = (i & 1 ? b : a)[i / 2];
-}
-inline void merge(const Kep16s* a, const Kep16s* b, int n, Kep16s* d) {
-    int i = 0;
-    for (; i + 16 <= n; i += 16) {
-        const __m128i va = _mm_loadu_si128(reinterpret_cast<const __m128i*>(a + i / 2));
-        const __m128i vb = _mm_loadu_si128(reinterpret_cast<const __m128i*>(b + i / 2));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(d + i), _mm_unpacklo_epi16(va, vb));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(d + i + 8), _mm_unpackhi_epi16(va, vb));
+    for (; i + 2 * Vc::N <= n; i += 2 * Vc::N) {
+        const __m128i va = Vc::load(a + i / 2), vb = Vc::load(b + i / 2);
+        Vc::store(d + i, Vc::zipLo(va, vb));
+        Vc::store(d + i + Vc::N, Vc::zipHi(va, vb));
     }
     for (; i < n; ++i) d[i] = (i & 1 ? b : a)[i / 2];
 }

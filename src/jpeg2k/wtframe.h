@@ -8,6 +8,14 @@
 
 #include "owndefs.h"
 
+// Checks of the row and column filters: the three plane pointers, their three steps, the size.
+static inline KepResult ownWtLineCheck(const void* p0, const void* p1, const void* p2, int s0, int s1, int s2, KepiSize size) {
+    if (!p0 || !p1 || !p2) return kepErrNullPtr;
+    if (s0 < 1 || s1 < 1 || s2 < 1) return kepErrStep;
+    if (size.width < 1 || size.height < 1) return kepErrSize;
+    return kepOk;
+}
+
 // Row step of the tile copy made by the not-in-place forms: E * w rounded up to 32 bytes.
 template <typename T>
 static inline Kep64s ownWtCopyRowBytes(Kep64s w) { return (static_cast<Kep64s>(sizeof(T)) * w + 31) & ~static_cast<Kep64s>(31); }
