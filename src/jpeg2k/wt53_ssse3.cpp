@@ -139,7 +139,10 @@ void split(const T* s, int n, T* a, T* b) {
         Vc::store(a + i / 2, even);
         Vc::store(b + i / 2, odd);
     }
-    for (; i < n; ++i) (i & 1 ? b : a)[i / 2] = s[i];
+    for (; i < n; ++i) {
+        if (i & 1) b[i / 2] = s[i];
+        else a[i / 2] = s[i];
+    }
 }
 template <typename T>
 void merge(const T* a, const T* b, int n, T* d) {
@@ -150,7 +153,7 @@ void merge(const T* a, const T* b, int n, T* d) {
         Vc::store(d + i, Vc::zipLo(va, vb));
         Vc::store(d + i + Vc::N, Vc::zipHi(va, vb));
     }
-    for (; i < n; ++i) d[i] = (i & 1 ? b : a)[i / 2];
+    for (; i < n; ++i) d[i] = (i & 1) ? b[i / 2] : a[i / 2];
 }
 
 // Horizontal forward lifting of one row of w >= 3 samples, first sample at parity px. The

@@ -77,7 +77,10 @@ static inline void ownWt97FwdLine32f(const void* x, ptrdiff_t xs, void* lo, ptrd
     for (int i0 = 0; i0 < w; i0 += kWt97Chunk) {
         const int n = w - i0 < kWt97Chunk ? w - i0 : kWt97Chunk;
         const ptrdiff_t base = s0 + 2 * static_cast<ptrdiff_t>(i0) - 4;
-        for (int i = 0; i < 2 * n + 7; ++i) (i & 1 ? o : e)[i / 2] = X(base + i);
+        for (int i = 0; i < 2 * n + 7; ++i) {
+            if (i & 1) o[i / 2] = X(base + i);
+            else e[i / 2] = X(base + i);
+        }
         for (int j = 0; j <= n + 2; ++j) o[j] = ownWt97Step<Ln>(o[j], e[j], e[j + 1], kWt97Alpha);
         for (int j = 1; j <= n + 2; ++j) e[j] = ownWt97Step<Ln>(e[j], o[j - 1], o[j], kWt97Beta);
         for (int j = 1; j <= n + 1; ++j) o[j] = ownWt97Step<Ln>(o[j], e[j], e[j + 1], kWt97Gamma);

@@ -104,7 +104,10 @@ void fixedRow(const typename F::T* x, typename F::T* lo, typename F::T* hi, int 
     for (int i0 = 0; i0 < w; i0 += kWt97Chunk) {
         const int n = w - i0 < kWt97Chunk ? w - i0 : kWt97Chunk;
         const typename F::T* b = s + 2 * i0 - 4;
-        for (int i = 0; i < 2 * n + 7; ++i) (i & 1 ? o : e)[i / 2] = b[i];
+        for (int i = 0; i < 2 * n + 7; ++i) {
+            if (i & 1) o[i / 2] = b[i];
+            else e[i / 2] = b[i];
+        }
         for (int j = 0; j <= n + 2; ++j) o[j] = F::upd(o[j], e[j], e[j + 1], kAlpha);
         for (int j = 1; j <= n + 2; ++j) e[j] = F::upd(e[j], o[j - 1], o[j], kBeta);
         for (int j = 1; j <= n + 1; ++j) o[j] = F::upd(o[j], e[j], e[j + 1], kGamma);

@@ -15,7 +15,10 @@ struct SseOps {
             _mm_storeu_ps(e + i / 2, _mm_shuffle_ps(v0, v1, _MM_SHUFFLE(2, 0, 2, 0)));
             _mm_storeu_ps(o + i / 2, _mm_shuffle_ps(v0, v1, _MM_SHUFFLE(3, 1, 3, 1)));
         }
-        for (; i < count; ++i) (i & 1 ? o : e)[i / 2] = b[i];
+        for (; i < count; ++i) {
+            if (i & 1) o[i / 2] = b[i];
+            else e[i / 2] = b[i];
+        }
     }
     static void lift(Kep32f* d, const Kep32f* a, const Kep32f* b, int n, Kep32f c) {
         const __m128 vc = _mm_set1_ps(c);
