@@ -67,6 +67,9 @@ KEPAPI KepResult kepiQuantInv8x8_JPEG_16s_C1I(Kep16s* pSrcDst, const Kep16u* pQu
 
 /* ---- JPEG 2000 component transforms and wavelets (ITU-T T.800 Annex F, G) ------------------- */
 
+/* Every plane, row and scratch buffer of this family must be aligned to its element size
+ * (2 bytes for 16s, 4 for 32s and 32f); steps are in bytes. */
+
 /* Component transforms (ITU-T T.800 Annex G), three components, no DC level shift.
  * Layouts: P3IR = three planes in place (pointer array, one shared step); C3P3R = interleaved
  * R,G,B source to three planes Y,Cb,Cr (one shared destination step); P3C3R = three planes to
