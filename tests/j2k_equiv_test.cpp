@@ -111,6 +111,32 @@ TEST(J2kEquivalence, Wt53VeryTallTile) {
     }
 }
 
+// Long rows cross the SSSE3 row kernels' internal chunks.
+template <typename T>
+void longRows() {
+    constexpr int n = 700;
+    Rng rng(kepcheck::seed() + sizeof(T));
+    std::vector<T> x(2 * n + 8), lo(n + 4), hi(n + 4), lo2(n + 4), hi2(n + 4), y(2 * n), y2(2 * n);
+    rng.fill(x.data(), x.size());
+    rng.fill(lo.data(), lo.size());
+    rng.fill(hi.data(), hi.size());
+    for (int phase = 0; phase < 2; ++phase) {
+        const KepiSize s{n, 1};
+        ownWt53FwdRows_c<T>(x.data() + 2, 0x1000, lo2.data(), 0x1000, hi2.data(), 0x1000, s, phase);
+        std::vector<T> l3(lo2), h3(hi2);
+        ownWt53FwdRows_ssse3<T>(x.data() + 2, 0x1000, l3.data(), 0x1000, h3.data(), 0x1000, s, phase);
+        ASSERT_EQ(lo2, l3);
+        ASSERT_EQ(hi2, h3);
+        ownWt53InvRows_c<T>(lo.data() + 1, 0x1000, hi.data() + 1, 0x1000, s, y.data(), 0x1000, phase);
+        ownWt53InvRows_ssse3<T>(lo.data() + 1, 0x1000, hi.data() + 1, 0x1000, s, y2.data(), 0x1000, phase);
+        ASSERT_EQ(y, y2);
+    }
+}
+TEST(J2kEquivalence, Wt53LongRows) {
+    longRows<Kep16s>();
+    longRows<Kep32s>();
+}
+
 #define J2K_TILE_EQUIV(name, T, t, Dir, W, cases, simd)                                                                  \
     TEST(J2kEquivalence, name) {                                                                                         \
         kepcheck::runVariants<TileCase<T>>(#name, cases, genTile<T, kepiWTGetBufSize_##W##_JPEG2K_##t##_C1IR>,          \
@@ -209,10 +235,14 @@ std::vector<Variant<LineCase<T>>> lineVariants(Call<T> ref, Call<T> simd, Call<T
                                                            dir##Call<T>(exp, cols)));                                     \
     }
 
-J2K_LINE_EQUIV(Wt53Rows16s, Kep16s, fwd, false, ownWt53FwdRows_c<Kep16s>, nullptr, kepiWTFwdRow_B53_JPEG2K_16s_C1R)
-J2K_LINE_EQUIV(Wt53Rows32s, Kep32s, fwd, false, ownWt53FwdRows_c<Kep32s>, nullptr, kepiWTFwdRow_B53_JPEG2K_32s_C1R)
-J2K_LINE_EQUIV(Wt53InvRows16s, Kep16s, inv, false, ownWt53InvRows_c<Kep16s>, nullptr, kepiWTInvRow_B53_JPEG2K_16s_C1R)
-J2K_LINE_EQUIV(Wt53InvRows32s, Kep32s, inv, false, ownWt53InvRows_c<Kep32s>, nullptr, kepiWTInvRow_B53_JPEG2K_32s_C1R)
+J2K_LINE_EQUIV(Wt53Rows16s, Kep16s, fwd, false, ownWt53FwdRows_c<Kep16s>, (fwdCall<Kep16s>(quiet<Kep16s>(ownWt53FwdRows_ssse3<Kep16s>), false)),
+               kepiWTFwdRow_B53_JPEG2K_16s_C1R)
+J2K_LINE_EQUIV(Wt53Rows32s, Kep32s, fwd, false, ownWt53FwdRows_c<Kep32s>, (fwdCall<Kep32s>(quiet<Kep32s>(ownWt53FwdRows_ssse3<Kep32s>), false)),
+               kepiWTFwdRow_B53_JPEG2K_32s_C1R)
+J2K_LINE_EQUIV(Wt53InvRows16s, Kep16s, inv, false, ownWt53InvRows_c<Kep16s>, (invCall<Kep16s>(quiet<Kep16s>(ownWt53InvRows_ssse3<Kep16s>), false)),
+               kepiWTInvRow_B53_JPEG2K_16s_C1R)
+J2K_LINE_EQUIV(Wt53InvRows32s, Kep32s, inv, false, ownWt53InvRows_c<Kep32s>, (invCall<Kep32s>(quiet<Kep32s>(ownWt53InvRows_ssse3<Kep32s>), false)),
+               kepiWTInvRow_B53_JPEG2K_32s_C1R)
 J2K_LINE_EQUIV(Wt53Cols16s, Kep16s, fwd, true, ownWt53FwdCols_c<Kep16s>, (fwdCall<Kep16s>(quiet<Kep16s>(ownWt53FwdCols_ssse3<Kep16s>), true)),
                kepiWTFwdCol_B53_JPEG2K_16s_C1R)
 J2K_LINE_EQUIV(Wt53Cols32s, Kep32s, fwd, true, ownWt53FwdCols_c<Kep32s>, (fwdCall<Kep32s>(quiet<Kep32s>(ownWt53FwdCols_ssse3<Kep32s>), true)),

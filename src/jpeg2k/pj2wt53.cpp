@@ -11,7 +11,7 @@ KepResult fwdRows(const T* src, int srcStep, T* lo, int loStep, T* hi, int hiSte
     const KepResult r = ownWtLineCheck(src, lo, hi, srcStep, loStep, hiStep, size);
     if (r != kepOk) return r;
     if (cols) ownWt53FwdCols_ssse3(src, srcStep, lo, loStep, hi, hiStep, size, phase);
-    else ownWt53FwdRows_c(src, srcStep, lo, loStep, hi, hiStep, size, phase);
+    else ownWt53FwdRows_ssse3(src, srcStep, lo, loStep, hi, hiStep, size, phase);
     return kepOk;
 }
 
@@ -20,7 +20,7 @@ KepResult invRows(const T* lo, int loStep, const T* hi, int hiStep, KepiSize siz
     const KepResult r = ownWtLineCheck(lo, hi, dst, loStep, hiStep, dstStep, size);
     if (r != kepOk) return r;
     if (cols) ownWt53InvCols_ssse3(lo, loStep, hi, hiStep, size, dst, dstStep, phase);
-    else ownWt53InvRows_c(lo, loStep, hi, hiStep, size, dst, dstStep, phase);
+    else ownWt53InvRows_ssse3(lo, loStep, hi, hiStep, size, dst, dstStep, phase);
     return kepOk;
 }
 

@@ -135,14 +135,17 @@ static inline void ownWt53InvLift(const void* l1, const void* h0, const void* h1
 
 // The kernels, steps in bytes, each as a plain C reference one coefficient at a time
 // (suffix _c, wt53_c.cpp) and as an SSSE3 kernel with the same results for every input
-// (suffix _ssse3, wt53_ssse3.cpp). The rows exist in C only: their samples are interleaved in
-// memory and the exports run the plain C rows.
+// (suffix _ssse3, wt53_ssse3.cpp). The SSSE3 rows split each row into its two sample phases.
 //   Tile: the whole tile in place, w, h >= 1. The C reference follows the procedure literally
 //   (every line copied into the buffer with its mirror extension, lifted there, copied back
 //   (de-)interleaved); the SSSE3 kernel lifts the vertical direction across whole rows,
 //   reorders the rows through the buffer and lifts split rows. Buffer: h + 4 (C), w + 4
 //   (SSSE3) elements.
 #define KEP_WT53_KERNELS(sfx)                                                                                            \
+    template <typename T>                                                                                                \
+    KEP_HIDDEN void ownWt53FwdRows_##sfx(const T* src, int srcStep, T* lo, int loStep, T* hi, int hiStep, KepiSize size, int phase); \
+    template <typename T>                                                                                                \
+    KEP_HIDDEN void ownWt53InvRows_##sfx(const T* lo, int loStep, const T* hi, int hiStep, KepiSize size, T* dst, int dstStep, int phase); \
     template <typename T>                                                                                                \
     KEP_HIDDEN void ownWt53FwdCols_##sfx(const T* src, int srcStep, T* lo, int loStep, T* hi, int hiStep, KepiSize size, int phase); \
     template <typename T>                                                                                                \
@@ -158,9 +161,5 @@ static inline void ownWt53InvLift(const void* l1, const void* h0, const void* h1
 KEP_WT53_KERNELS(c)
 KEP_WT53_KERNELS(ssse3)
 #undef KEP_WT53_KERNELS
-template <typename T>
-KEP_HIDDEN void ownWt53FwdRows_c(const T* src, int srcStep, T* lo, int loStep, T* hi, int hiStep, KepiSize size, int phase);
-template <typename T>
-KEP_HIDDEN void ownWt53InvRows_c(const T* lo, int loStep, const T* hi, int hiStep, KepiSize size, T* dst, int dstStep, int phase);
 
 #endif  // KEP_WT53_H

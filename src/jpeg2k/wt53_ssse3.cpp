@@ -69,6 +69,8 @@ template <> struct VecOf<Kep16s> { using type = Vec16; };
 
 template <typename T>
 T* rowAt(T* p, int step, ptrdiff_t r) { return reinterpret_cast<T*>(ownAt(p, step, r)); }
+template <typename T>
+const T* rowAt(const T* p, int step, ptrdiff_t r) { return reinterpret_cast<const T*>(ownAt(p, step, r)); }
 
 enum Op { kPred, kUpd, kUnupd, kUnpred };
 
@@ -298,6 +300,52 @@ void ownWt53InvTile_ssse3(T* p, int step, int w, int h, int px, int py, Kep8u* b
     }
 }
 
+// Rows: each row is split into its two sample phases on the stack, a chunk at a time, and lifted
+// with whole vectors. With base = x - 2 (phase 0) or x - 1 (odd phase), a[j] = base[2j] are the
+// low-pass positions and b[j] = base[2j+1] the high-pass ones; hx[j] = b[j] - ((a[j] + a[j+1])
+// >> 1) is the high-pass sample left of low-pass k = j (phase 0: H[j-1]; odd phase: H[j]).
+constexpr int kRowChunk = 256;
+
+template <typename T>
+void fwdRowSplit(const T* x, T* lo, T* hi, int n, bool odd) {
+    T a[kRowChunk + 2], b[kRowChunk + 1], hx[kRowChunk + 1];
+    const T* base = x - (odd ? 1 : 2);
+    for (int k0 = 0; k0 < n; k0 += kRowChunk) {
+        const int m = n - k0 < kRowChunk ? n - k0 : kRowChunk;
+        split(base + 2 * k0, 2 * m + 3, a, b);
+        rowOp<kPred>(hx, b, a, a + 1, m + 1);
+        rowOp<kUpd>(lo + k0, a + 1, hx, hx + 1, m);
+        memcpy(hi + k0, hx + (odd ? 0 : 1), static_cast<size_t>(m) * sizeof(T));
+    }
+}
+
+// Inverse: e[j] = L[j - odd] - ((H[j-1] + H[j] + 2) >> 2) are the even-position samples
+// (x[2j] for phase 0, x[2j-1] for the odd phase), v[k] = H[k] + ((e[k] + e[k+1]) >> 1) the others.
+template <typename T>
+void invRowSplit(const T* lo, const T* hi, T* x, int n, bool odd) {
+    T e[kRowChunk + 1], v[kRowChunk];
+    const T* lb = lo - (odd ? 1 : 0);
+    const T* hb = hi - 1;
+    for (int k0 = 0; k0 < n; k0 += kRowChunk) {
+        const int m = n - k0 < kRowChunk ? n - k0 : kRowChunk;
+        rowOp<kUnupd>(e, lb + k0, hb + k0, hb + k0 + 1, m + 1);
+        rowOp<kUnpred>(v, hb + k0 + 1, e, e + 1, m);
+        if (odd) merge(v, e + 1, 2 * m, x + 2 * k0);
+        else merge(e, v, 2 * m, x + 2 * k0);
+    }
+}
+
+template <typename T>
+void ownWt53FwdRows_ssse3(const T* src, int srcStep, T* lo, int loStep, T* hi, int hiStep, KepiSize size, int phase) {
+    for (int y = 0; y < size.height; ++y)
+        fwdRowSplit(rowAt(src, srcStep, y), rowAt(lo, loStep, y), rowAt(hi, hiStep, y), size.width, phase != 0);
+}
+template <typename T>
+void ownWt53InvRows_ssse3(const T* lo, int loStep, const T* hi, int hiStep, KepiSize size, T* dst, int dstStep, int phase) {
+    for (int y = 0; y < size.height; ++y)
+        invRowSplit(rowAt(lo, loStep, y), rowAt(hi, hiStep, y), rowAt(dst, dstStep, y), size.width, phase != 0);
+}
+
 template <typename T>
 void ownWt53FwdCols_ssse3(const T* src, int srcStep, T* lo, int loStep, T* hi, int hiStep, KepiSize size, int phase) {
     using Vc = typename VecOf<T>::type;
@@ -332,6 +380,8 @@ void ownWt53InvLift_ssse3(const T* l1, const T* h0, const T* h1, const T* x0, T*
 }
 
 #define KEP_WT53_SSSE3(T)                                                                                         \
+    template void ownWt53FwdRows_ssse3<T>(const T*, int, T*, int, T*, int, KepiSize, int);                       \
+    template void ownWt53InvRows_ssse3<T>(const T*, int, const T*, int, KepiSize, T*, int, int);                 \
     template void ownWt53FwdCols_ssse3<T>(const T*, int, T*, int, T*, int, KepiSize, int);                       \
     template void ownWt53InvCols_ssse3<T>(const T*, int, const T*, int, KepiSize, T*, int, int);                 \
     template void ownWt53FwdLift_ssse3<T>(const T*, const T*, const T*, T*, const T*, T*, int);                  \
