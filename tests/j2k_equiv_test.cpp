@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "kepcheck.h"
+#include "pj2ct.h"
 #include "pjdispatch.h"
 #include "wt53.h"
 #include "wt97.h"
@@ -90,6 +91,48 @@ std::vector<Variant<TileCase<T>>> tileVariants(TileKernel<T> ref, TileKernel<T> 
 
 const int kCases = kepcheck::iterations(1500);
 const int kLineCases = kepcheck::iterations(500);
+
+// ---- component transforms in place -------------------------------------------------------
+// Three planes of up to 37 x 3 pixels in one array (plane stride 40 elements per row, 3 rows).
+
+template <typename T>
+struct CtPlanesCase {
+    Kep8u mem[3 * 3 * 40 * sizeof(T)];
+    int w, scratchBytes;
+};
+template <typename T>
+void genCt(Rng& rng, CtPlanesCase<T>& c) {
+    c.w = static_cast<int>(rng.range(1, 37));
+    c.scratchBytes = 0;
+    T* p = reinterpret_cast<T*>(c.mem);
+    for (int i = 0; i < 3 * 3 * 40; ++i) {
+        if constexpr (std::is_floating_point<T>::value) p[i] = static_cast<T>(rng.range(-1000000, 1000000)) / 256.0f;
+        else p[i] = rng.value<T>();
+    }
+}
+template <typename T, typename F>
+std::function<KepResult(CtPlanesCase<T>&, Kep8u*, Kep8u*)> ctCall(F f) {
+    return [=](CtPlanesCase<T>& c, Kep8u* m, Kep8u*) -> KepResult {
+        T* base = reinterpret_cast<T*>(m);
+        T* planes[3] = {base, base + 3 * 40, base + 6 * 40};
+        return f(planes, 40 * static_cast<int>(sizeof(T)), KepiSize{c.w, 3});
+    };
+}
+#define J2K_CT_EQUIV(name, T, perPixel, exp)                                                                                 \
+    TEST(J2kEquivalence, name) {                                                                                             \
+        auto ref = [](T* p[3], int step, KepiSize roi) { return ownCTInPlace<T>(p, step, roi, perPixel); };                  \
+        kepcheck::runVariants<CtPlanesCase<T>>(#name, kLineCases, genCt<T>,                                                  \
+                                               {placed<CtPlanesCase<T>>("c", 0, ctCall<T>(ref)),                             \
+                                                placed<CtPlanesCase<T>>("slot 0", 3 * sizeof(T), ctCall<T>(kepcheck::slot(ownTbl_##exp, 0))), \
+                                                placed<CtPlanesCase<T>>("slot 1", sizeof(T), ctCall<T>(kepcheck::slot(ownTbl_##exp, 1))), \
+                                                placed<CtPlanesCase<T>>("stub", 0, ctCall<T>(exp))});                        \
+    }
+J2K_CT_EQUIV(RctForward16s, Kep16s, ownRctFwd<Kep16s>, kepiRCTFwd_JPEG2K_16s_P3IR)
+J2K_CT_EQUIV(RctForward32s, Kep32s, ownRctFwd<Kep32s>, kepiRCTFwd_JPEG2K_32s_P3IR)
+J2K_CT_EQUIV(RctInverse16s, Kep16s, ownRctInv<Kep16s>, kepiRCTInv_JPEG2K_16s_P3IR)
+J2K_CT_EQUIV(RctInverse32s, Kep32s, ownRctInv<Kep32s>, kepiRCTInv_JPEG2K_32s_P3IR)
+J2K_CT_EQUIV(IctForward32f, Kep32f, ownIctFwd32f, kepiICTFwd_JPEG2K_32f_P3IR)
+J2K_CT_EQUIV(IctInverse32f, Kep32f, ownIctInv32f, kepiICTInv_JPEG2K_32f_P3IR)
 
 // Tiles taller than the SSSE3 kernel's row bitmap reorder their rows by checking cycle
 // leaders instead; the result must not change.

@@ -14,6 +14,44 @@ static inline Kep32s ownAdd32(Kep32s a, Kep32s b) { return static_cast<Kep32s>(s
 static inline Kep32s ownSub32(Kep32s a, Kep32s b) { return static_cast<Kep32s>(static_cast<Kep32u>(a) - static_cast<Kep32u>(b)); }
 static inline Kep32s ownMul32(Kep32s a, Kep32s b) { return static_cast<Kep32s>(static_cast<Kep32u>(a) * static_cast<Kep32u>(b)); }
 
+// The per-pixel transforms (the plain C reference of every layout).
+// RCT (G.2): Y = (R + 2G + B) >> 2, Cb = B - G, Cr = R - G; sums at 32 bits, stored as the low
+// bits of T. Inverse: G = Y - ((Cb + Cr) >> 2), R = Cr + G, B = Cb + G.
+template <typename T>
+static inline void ownRctFwd(T r, T g, T b, T& y, T& cb, T& cr) {
+    y = static_cast<T>(ownAdd32(ownAdd32(r, ownAdd32(g, g)), b) >> 2);
+    cb = static_cast<T>(ownSub32(b, g));
+    cr = static_cast<T>(ownSub32(r, g));
+}
+template <typename T>
+static inline void ownRctInv(T y, T cb, T cr, T& r, T& g, T& b) {
+    const Kep32s gv = ownSub32(y, ownAdd32(cb, cr) >> 2);
+    g = static_cast<T>(gv);
+    r = static_cast<T>(ownAdd32(cr, gv));
+    b = static_cast<T>(ownAdd32(cb, gv));
+}
+// ICT (G.3), single precision; each sum is formed left to right, ((p1 + p2) + p3).
+static inline void ownIctFwd32f(Kep32f r, Kep32f g, Kep32f b, Kep32f& y, Kep32f& cb, Kep32f& cr) {
+    y = (0.299f * r + 0.587f * g) + 0.114f * b;
+    cb = (-0.16875f * r - 0.33126f * g) + 0.5f * b;
+    cr = (0.5f * r - 0.41869f * g) - 0.08131f * b;
+}
+static inline void ownIctInv32f(Kep32f y, Kep32f cb, Kep32f cr, Kep32f& r, Kep32f& g, Kep32f& b) {
+    r = 1.402f * cr + y;
+    g = (-0.34413f * cb + -0.71414f * cr) + y;
+    b = 1.772f * cb + y;
+}
+
+// SSSE3 in-place kernels over one row of each of the three planes (ct_ssse3.cpp): four (32s,
+// 32f) or eight (16s) pixels per vector step, the per-pixel functions above for the rest; the
+// results equal theirs for every input.
+template <typename T>
+KEP_HIDDEN void ownRctFwdRow_ssse3(T* p0, T* p1, T* p2, int n);
+template <typename T>
+KEP_HIDDEN void ownRctInvRow_ssse3(T* p0, T* p1, T* p2, int n);
+KEP_HIDDEN void ownIctFwdRow32f_ssse3(Kep32f* p0, Kep32f* p1, Kep32f* p2, int n);
+KEP_HIDDEN void ownIctInvRow32f_ssse3(Kep32f* p0, Kep32f* p1, Kep32f* p2, int n);
+
 // Checks in the documented order: every pointer (arrays first, then their planes), the steps,
 // then the size.
 template <typename P0, typename P1>
@@ -50,6 +88,18 @@ static inline KepResult ownCTInPlace(T* p[3], int step, KepiSize roi, F f) {
     if (r != kepOk) return r;
     const T* s[3] = {p[0], p[1], p[2]};
     ownCT3<T>(s, 1, step, p, 1, step, roi, f);
+    return kepOk;
+}
+// In place, one row kernel call per row.
+template <typename T, typename Row>
+static inline KepResult ownCTInPlaceRows(T* p[3], int step, KepiSize roi, Row row) {
+    const KepResult r = ownCTCheck<T*, T>(p, nullptr, false, step, step, roi);
+    if (r != kepOk) return r;
+    for (int y = 0; y < roi.height; ++y) {
+        const ptrdiff_t o = static_cast<ptrdiff_t>(y) * step;
+        row(reinterpret_cast<T*>(reinterpret_cast<Kep8u*>(p[0]) + o), reinterpret_cast<T*>(reinterpret_cast<Kep8u*>(p[1]) + o),
+            reinterpret_cast<T*>(reinterpret_cast<Kep8u*>(p[2]) + o), roi.width);
+    }
     return kepOk;
 }
 template <typename T, typename F>

@@ -8,18 +8,6 @@ namespace {
 
 constexpr Kep32s kHalf = 8192;  // rounding offset for 14 fraction bits
 
-// Single precision; each sum is formed left to right, ((p1 + p2) + p3).
-void ictFwd32f(Kep32f r, Kep32f g, Kep32f b, Kep32f& y, Kep32f& cb, Kep32f& cr) {
-    y = (0.299f * r + 0.587f * g) + 0.114f * b;
-    cb = (-0.16875f * r - 0.33126f * g) + 0.5f * b;
-    cr = (0.5f * r - 0.41869f * g) - 0.08131f * b;
-}
-void ictInv32f(Kep32f y, Kep32f cb, Kep32f cr, Kep32f& r, Kep32f& g, Kep32f& b) {
-    r = 1.402f * cr + y;
-    g = (-0.34413f * cb + -0.71414f * cr) + y;
-    b = 1.772f * cb + y;
-}
-
 // 32s: the matrix rounded to 14 fraction bits, floor shift, 32-bit wrapping sums, no saturation.
 Kep32s dot3(Kep32s c0, Kep32s a, Kep32s c1, Kep32s b, Kep32s c2, Kep32s c) {
     return ownAdd32(ownAdd32(ownAdd32(ownMul32(c0, a), ownMul32(c1, b)), ownMul32(c2, c)), kHalf) >> 14;
@@ -62,10 +50,10 @@ KepResult own_kepiICTFwd_JPEG2K_32s_P3IR(Kep32s* pSrcDst[3], int srcDstStep, Kep
     return ownCTInPlace<Kep32s>(pSrcDst, srcDstStep, roiSize, ictFwd32s);
 }
 KepResult own_kepiICTFwd_JPEG2K_32f_C3P3R(const Kep32f* pSrc, int srcStep, Kep32f* pDst[3], int dstStep, KepiSize roiSize) {
-    return ownCTToPlanes<Kep32f>(pSrc, srcStep, pDst, dstStep, roiSize, ictFwd32f);
+    return ownCTToPlanes<Kep32f>(pSrc, srcStep, pDst, dstStep, roiSize, ownIctFwd32f);
 }
 KepResult own_kepiICTFwd_JPEG2K_32f_P3IR(Kep32f* pSrcDst[3], int srcDstStep, KepiSize roiSize) {
-    return ownCTInPlace<Kep32f>(pSrcDst, srcDstStep, roiSize, ictFwd32f);
+    return ownCTInPlaceRows<Kep32f>(pSrcDst, srcDstStep, roiSize, ownIctFwdRow32f_ssse3);
 }
 KepResult own_kepiICTInv_JPEG2K_16s_P3IR(Kep16s* pSrcDst[3], int srcDstStep, KepiSize roiSize) {
     return ownCTInPlace<Kep16s>(pSrcDst, srcDstStep, roiSize, ictInv16s);
@@ -74,8 +62,8 @@ KepResult own_kepiICTInv_JPEG2K_32s_P3IR(Kep32s* pSrcDst[3], int srcDstStep, Kep
     return ownCTInPlace<Kep32s>(pSrcDst, srcDstStep, roiSize, ictInv32s);
 }
 KepResult own_kepiICTInv_JPEG2K_32f_P3C3R(const Kep32f* pSrc[3], int srcStep, Kep32f* pDst, int dstStep, KepiSize roiSize) {
-    return ownCTToPixels<Kep32f>(pSrc, srcStep, pDst, dstStep, roiSize, ictInv32f);
+    return ownCTToPixels<Kep32f>(pSrc, srcStep, pDst, dstStep, roiSize, ownIctInv32f);
 }
 KepResult own_kepiICTInv_JPEG2K_32f_P3IR(Kep32f* pSrcDst[3], int srcDstStep, KepiSize roiSize) {
-    return ownCTInPlace<Kep32f>(pSrcDst, srcDstStep, roiSize, ictInv32f);
+    return ownCTInPlaceRows<Kep32f>(pSrcDst, srcDstStep, roiSize, ownIctInvRow32f_ssse3);
 }
