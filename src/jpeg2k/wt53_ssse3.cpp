@@ -195,44 +195,36 @@ void invRow(T* row, int w, int px, T* buf) {
     else merge(e + 1, o + 1, w, row);
 }
 
-// The short-line rules, over a run of n lanes: a line of two samples (a at the even position)
-// and a line of one.
-template <typename T>
-void fwdPair(T* first, T* second, int n, int par) {
+// The short-line rules, over a run of n lanes: a line of two samples (a at the even position,
+// b the other): forward d = b - a, low = a + ((d + 1) >> 1); inverse a = low - ((d + 1) >> 1),
+// b = d + a. The low sample is stored first, d second.
+template <typename Ln, bool forward>
+inline void pairAt(void* first, void* second, void* pa, void* pb) {
+    using V = typename Ln::V;
+    if (forward) {
+        const V a = Ln::load(pa), d = Ln::sub(Ln::load(pb), a);
+        Ln::store(second, d);
+        Ln::store(first, Ln::add(a, Ln::halfUp(d)));
+    } else {
+        const V d = Ln::load(second), a = Ln::sub(Ln::load(first), Ln::halfUp(d));
+        Ln::store(pa, a);
+        Ln::store(pb, Ln::add(d, a));
+    }
+}
+template <bool forward, typename T>
+void pairs(T* first, T* second, int n, int par) {
     using Vc = typename VecOf<T>::type;
-    using Sc = OwnWt53Scalar<T>;
     T* pa = par ? second : first;
     T* pb = par ? first : second;
     int i = 0;
-    for (; i + Vc::N <= n; i += Vc::N) {
-        const __m128i a = Vc::load(pa + i), d = Vc::sub(Vc::load(pb + i), a);
-        Vc::store(second + i, d);
-        Vc::store(first + i, Vc::add(a, Vc::halfUp(d)));
-    }
-    for (; i < n; ++i) {
-        const T a = pa[i], d = Sc::sub(pb[i], a);
-        second[i] = d;
-        first[i] = Sc::add(a, Sc::halfUp(d));
-    }
+    for (; i + Vc::N <= n; i += Vc::N) pairAt<Vc, forward>(first + i, second + i, pa + i, pb + i);
+    for (; i < n; ++i) pairAt<OwnWt53Scalar<T>, forward>(first + i, second + i, pa + i, pb + i);
 }
 template <typename T>
-void invPair(T* first, T* second, int n, int par) {
-    using Vc = typename VecOf<T>::type;
-    using Sc = OwnWt53Scalar<T>;
-    T* pa = par ? second : first;
-    T* pb = par ? first : second;
-    int i = 0;
-    for (; i + Vc::N <= n; i += Vc::N) {
-        const __m128i d = Vc::load(second + i), a = Vc::sub(Vc::load(first + i), Vc::halfUp(d));
-        Vc::store(pa + i, a);
-        Vc::store(pb + i, Vc::add(d, a));
-    }
-    for (; i < n; ++i) {
-        const T d = second[i], a = Sc::sub(first[i], Sc::halfUp(d));
-        pa[i] = a;
-        pb[i] = Sc::add(d, a);
-    }
-}
+void fwdPair(T* first, T* second, int n, int par) { pairs<true>(first, second, n, par); }
+template <typename T>
+void invPair(T* first, T* second, int n, int par) { pairs<false>(first, second, n, par); }
+
 template <typename T>
 void fwdSingle(T* p, int n, int par) {
     if (!par) return;
