@@ -21,9 +21,11 @@ constexpr int kWt97Chunk = 256;
 
 // The chunked forward lifting of one row, over a policy that supplies the loops:
 //   Ops::split(base, count, e, o)    e[j] = base[2j], o[j] = base[2j+1] for 2j (+1) < count
-//   Ops::lift(dst, a, b, n, c)       dst[j] = (a[j] + b[j]) * c + dst[j], j < n
-//   Ops::scale(out, in, n, c)        out[k] = in[k] * c, k < n
-// x points at the first sample of the region; lows sit at x[2i] (phase 0) or x[2i+1] (odd).
+//   Ops::lift(dst, a, b, n, c, out, gain, keep)
+//                                    t = (a[j] + b[j]) * c + dst[j] for j < n; dst[j] = t
+//                                    unless keep is false; with out, also out[j] = t * gain
+// The last two steps write the scaled outputs as they go. x points at the first sample of the
+// region; lows sit at x[2i] (phase 0) or x[2i+1] (odd).
 template <typename Ops>
 static inline void ownWt97FwdRowChunks32f(const Kep32f* x, Kep32f* lo, Kep32f* hi, int w, bool odd) {
     Kep32f e[kWt97Chunk + 8], o[kWt97Chunk + 8];
@@ -33,12 +35,13 @@ static inline void ownWt97FwdRowChunks32f(const Kep32f* x, Kep32f* lo, Kep32f* h
         const int n = w - i0 < kWt97Chunk ? w - i0 : kWt97Chunk;
         // e[j] = s[2(i0 + j - 2)], o[j] = s[2(i0 + j - 2) + 1]: s[2i0 - 4] .. s[2(i0 + n) + 2].
         Ops::split(s + 2 * i0 - 4, 2 * n + 7, e, o);
-        Ops::lift(o, e, e + 1, n + 3, kWt97Alpha);              // o[0 .. n+2]
-        Ops::lift(e + 1, o, o + 1, n + 2, kWt97Beta);           // e[1 .. n+2]
-        Ops::lift(o + 1, e + 1, e + 2, n + 1, kWt97Gamma);      // o[1 .. n+1]
-        Ops::lift(e + 2, o + 1, o + 2, n, kWt97Delta);          // e[2 .. n+1]
-        Ops::scale(lo + i0, e + 2, n, kWt97LowGain);
-        Ops::scale(hi + i0, o + hOff, n, kWt97HighGain);
+        Ops::lift(o, e, e + 1, n + 3, kWt97Alpha);               // o[0 .. n+2]
+        Ops::lift(e + 1, o, o + 1, n + 2, kWt97Beta);            // e[1 .. n+2]
+        // o[1 .. n+1], the highs o[hOff .. hOff+n-1] also scaled into hi.
+        Ops::lift(o + 1, e + 1, e + 2, hOff - 1, kWt97Gamma);
+        Ops::lift(o + hOff, e + hOff, e + hOff + 1, n, kWt97Gamma, hi + i0, kWt97HighGain);
+        Ops::lift(o + hOff + n, e + hOff + n, e + hOff + n + 1, 2 - hOff, kWt97Gamma);
+        Ops::lift(e + 2, o + 1, o + 2, n, kWt97Delta, lo + i0, kWt97LowGain, false);  // e[2 .. n+1], only scaled
     }
 }
 

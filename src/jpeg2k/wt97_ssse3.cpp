@@ -20,18 +20,19 @@ struct SseOps {
             else e[i / 2] = b[i];
         }
     }
-    static void lift(Kep32f* d, const Kep32f* a, const Kep32f* b, int n, Kep32f c) {
-        const __m128 vc = _mm_set1_ps(c);
+    static void lift(Kep32f* d, const Kep32f* a, const Kep32f* b, int n, Kep32f c, Kep32f* out = nullptr, Kep32f gain = 0, bool keep = true) {
+        const __m128 vc = _mm_set1_ps(c), vg = _mm_set1_ps(gain);
         int j = 0;
-        for (; j + 4 <= n; j += 4)
-            _mm_storeu_ps(d + j, _mm_add_ps(_mm_mul_ps(_mm_add_ps(_mm_loadu_ps(a + j), _mm_loadu_ps(b + j)), vc), _mm_loadu_ps(d + j)));
-        for (; j < n; ++j) d[j] = (a[j] + b[j]) * c + d[j];
-    }
-    static void scale(Kep32f* out, const Kep32f* in, int n, Kep32f c) {
-        const __m128 vc = _mm_set1_ps(c);
-        int k = 0;
-        for (; k + 4 <= n; k += 4) _mm_storeu_ps(out + k, _mm_mul_ps(_mm_loadu_ps(in + k), vc));
-        for (; k < n; ++k) out[k] = in[k] * c;
+        for (; j + 4 <= n; j += 4) {
+            const __m128 t = _mm_add_ps(_mm_mul_ps(_mm_add_ps(_mm_loadu_ps(a + j), _mm_loadu_ps(b + j)), vc), _mm_loadu_ps(d + j));
+            if (out) _mm_storeu_ps(out + j, _mm_mul_ps(t, vg));
+            if (keep) _mm_storeu_ps(d + j, t);
+        }
+        for (; j < n; ++j) {
+            const Kep32f t = (a[j] + b[j]) * c + d[j];
+            if (out) out[j] = t * gain;
+            if (keep) d[j] = t;
+        }
     }
 };
 
