@@ -307,7 +307,7 @@ KepResult own_kepiDecodeCodeBlock_JPEG2K_1u32s_C1R(const Kep8u* pSrc, Kep32s* pD
     for (int i = 0; i < nSegments; ++i) {
         result = own_kepiDecodeCBProgrStep_JPEG2K(pSrc, pSegLen[i], pState);
         if (result != kepOk) break;
-        pSrc += pSegLen[i];
+        if (pSegLen[i] > 0) pSrc += pSegLen[i];  // a negative length reads nothing and skips nothing
     }
     const int bp = pState->bitPlane;
     const auto forEach = [&](auto fn) {
