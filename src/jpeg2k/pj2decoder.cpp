@@ -62,18 +62,17 @@ OwnCBPlane planeOf(KepiDecodeCBProgrState_JPEG2K* s) {
     return {s->pDst, s->dstStep, s->width, s->height, reinterpret_cast<Kep16u*>(s->stateBuf), s->pitch / 2, s->lut};
 }
 
-// At the end of a segment closed by the predictable termination (T.800 D.4.2), the encoder has
-// emitted the code register down to a fixed depth and no byte more: a decoder that has decoded
-// the last decision has then taken every byte of the segment into C, has met the end of the
-// segment exactly there, and its count of unused bits in C matches what that termination leaves.
-// Anything else (a segment cut short, over-long, or decoded out of step) fails the check.
+// The check of a segment closed by the predictable termination (T.800 D.4.2). That termination
+// emits the code register down to a depth fixed by CT and nothing after, so a decoder that has
+// decoded the segment's last decision in step with the encoder (a) has taken every byte of the
+// segment into C, and (b) finds the code value within 2^(16 - CT) of the top of its interval
+// (2^8 when CT is 0): below the emitted bits it sees only the 1-bits it supplies itself past the
+// end, and C, held complemented, measures the distance from the top. A segment cut short, an
+// extra byte, or decoding out of step breaks (a) or, with high probability, (b).
 int predictableTerminationFails(const OwnMQDecoder* d) {
-    // Bytes not yet taken into C: the decoder takes byte `position` last, so everything after it
-    // must be past the end (or be the 0xFF that the termination never emits).
-    const Kep32s rest = d->length - 1 - d->position;
-    if (rest > 0) return 1;
-    (void)d;
-    return 0;
+    if (d->position < d->length) return 1;
+    const Kep32u depth = d->CT ? 16 - d->CT : 8;
+    return d->A - (d->C >> 16) > (1u << depth);
 }
 
 int mqPass(KepiDecodeCBProgrState_JPEG2K* s, int kind, int bp, int flags) {
@@ -175,15 +174,21 @@ KepResult checkState(const KepiDecodeCBProgrState_JPEG2K* s) {
     return s->id == kStateId ? kepOk : kepErrContext;
 }
 
+// pitch * ((height + 1) / 2 + 2) + 472 for sizes of at least 1, or -1 when an int cannot hold it.
+long long stateSize(KepiSize size) {
+    const long long pitch = (static_cast<long long>(size.width) * 4 + 8 + 31) / 32 * 32;
+    const long long rows = (static_cast<long long>(size.height) + 1) / 2 + 2;
+    if (pitch > (0x7FFFFFFFLL - kHeaderSlack) / rows) return -1;
+    return pitch * rows + kHeaderSlack;
+}
+
 }  // namespace
 
 KepResult own_kepiDecodeCBProgrGetStateSize_JPEG2K(KepiSize codeBlockMaxSize, int* pStateSize) {
     if (codeBlockMaxSize.width < 1 || codeBlockMaxSize.height < 1) return kepErrSize;
     if (!pStateSize) return kepErrNullPtr;
-    // Formed in 64 bits; a size that an int cannot hold is refused as a size error.
-    const long long pitch = (static_cast<long long>(codeBlockMaxSize.width) * 4 + 8 + 31) / 32 * 32;
-    const long long size = pitch * ((static_cast<long long>(codeBlockMaxSize.height) + 1) / 2 + 2) + kHeaderSlack;
-    if (size > 0x7FFFFFFF) return kepErrSize;
+    const long long size = stateSize(codeBlockMaxSize);
+    if (size < 0) return kepErrSize;  // beyond what an int can tell
     *pStateSize = static_cast<int>(size);
     return kepOk;
 }
@@ -203,10 +208,9 @@ KepResult own_kepiDecodeCBProgrInit_JPEG2K(KepiDecodeCBProgrState_JPEG2K* pState
 
 KepResult own_kepiDecodeCBProgrInitAlloc_JPEG2K(KepiDecodeCBProgrState_JPEG2K** ppState, KepiSize codeBlockMaxSize) {
     if (!ppState) return kepErrNullPtr;
-    int size = 0;
-    const KepResult r = own_kepiDecodeCBProgrGetStateSize_JPEG2K(codeBlockMaxSize, &size);
-    if (r != kepOk) return r;
-    auto* s = static_cast<KepiDecodeCBProgrState_JPEG2K*>(kepMalloc(size));
+    if (codeBlockMaxSize.width < 1 || codeBlockMaxSize.height < 1) return kepErrSize;
+    const long long size = stateSize(codeBlockMaxSize);
+    auto* s = size < 0 ? nullptr : static_cast<KepiDecodeCBProgrState_JPEG2K*>(kepMalloc(static_cast<int>(size)));
     *ppState = s;
     if (!s) return kepErrMemAlloc;
     return own_kepiDecodeCBProgrInit_JPEG2K(s);
