@@ -44,11 +44,13 @@ enum { kCleanup = 0, kRefine = 1, kSigProp = 2, kCleanupAfterRaw = 3, kRefineRaw
 
 int statePitch(int width) { return ((width + 2) * 4 + 31) / 32 * 32; }
 
+// The pass works on a copy of the decoder record, written back afterwards: a local the compiler
+// can keep in registers, which the stores into the state buffer cannot alias.
 struct MQCoder {
     static constexpr bool kEncode = false, kRaw = false;
-    OwnMQDecoder* d;
-    int code(int cx, int) { return mqDecoderDecode(d, cx); }
-    void resetContexts() { ownMQResetContexts(d->I, d->MPS); }
+    OwnMQDecoder d;
+    __attribute__((always_inline)) int code(int cx, int) { return mqDecoderDecode(&d, cx); }
+    void resetContexts() { ownMQResetContexts(d.I, d.MPS); }
 };
 
 struct RawCoder {
@@ -78,11 +80,12 @@ int predictableTerminationFails(const OwnMQDecoder* d) {
 int mqPass(KepiDecodeCBProgrState_JPEG2K* s, int kind, int bp, int flags) {
     if (bp > 30) return 1;  // magnitude bits above plane 30 cannot be held in a coefficient
     const OwnCBPlane b = planeOf(s);
-    MQCoder c{&s->mq};
+    MQCoder c{s->mq};
     int r;
     if (kind == kSigProp) r = significancePropagation(b, c, bp, flags & (OWN_CB_VCAUSAL | OWN_CB_RESET));
     else if (kind == kRefine) r = magnitudeRefinement(b, c, bp, flags & (OWN_CB_VCAUSAL | OWN_CB_RESET));
     else r = cleanup(b, c, bp, flags & (OWN_CB_VCAUSAL | OWN_CB_RESET | OWN_CB_SEGSYM));
+    s->mq = c.d;
     if (flags & OWN_CB_PREDTERM) r |= predictableTerminationFails(&s->mq);
     return r;
 }

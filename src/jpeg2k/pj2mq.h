@@ -111,7 +111,7 @@ static inline void ownMQRenormD(OwnMQDecoder* d) {
 }
 
 // T.800 DECODE with conditional exchange: one decision in context cx (0..18).
-static inline int mqDecoderDecode(OwnMQDecoder* d, int cx) {
+__attribute__((always_inline)) static inline int mqDecoderDecode(OwnMQDecoder* d, int cx) {
     const Kep32u* row = owniEstimator_JPEG2K[d->I[cx]];
     const Kep32u qe = row[OWN_QE];
     const Kep32u a = d->A - qe;
