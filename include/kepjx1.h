@@ -123,8 +123,9 @@ KEPAPI KepResult kepiDecodeCBProgrGetStateSize_JPEG2K(KepiSize codeBlockMaxSize,
 /* The same size: the one-shot decoder works in the same state. */
 KEPAPI KepResult kepiDecodeGetBufSize_JPEG2K(KepiSize codeBlockMaxSize, int* pSize);
 
-/* Initialises a state in caller memory of the GetStateSize size (writes the identifier, leaves it
- * unattached). Errors: null (-8). */
+/* Initialises a state in caller memory of the GetStateSize size, on an 8-byte boundary (kepMalloc
+ * memory is); the coefficient-state buffer inside starts on the next 32-byte boundary after the
+ * header. Writes the identifier and leaves the state unattached. Errors: null (-8). */
 KEPAPI KepResult kepiDecodeCBProgrInit_JPEG2K(KepiDecodeCBProgrState_JPEG2K* pState);
 
 /* Allocates (kepMalloc) and initialises a state. Errors: null ppState (-8); width or height < 1

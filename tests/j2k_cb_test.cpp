@@ -634,7 +634,7 @@ struct DecodeCase {
     int32_t segLen[6];
     int32_t w, h, subband, planes, nPasses, nSegments, flags, residual, result;
     Kep32s out[24 * 24];
-    uint8_t state[4096];
+    alignas(8) uint8_t state[4096];  // a state needs an 8-byte boundary
 };
 
 TEST(J2kCodeBlock, DispatchSlotsAgree) {

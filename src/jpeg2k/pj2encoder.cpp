@@ -454,29 +454,28 @@ KepResult own_kepiEncodeStoreBits_JPEG2K_1u(Kep8u* pDst, int* pDstLen, KepiEncod
     return kepOk;
 }
 
-KepResult own_kepiEncodeGetTermPassLen_JPEG2K(KepiEncodeState_JPEG2K* pState, int nTermPass, int* pPassLen) {
-    const KepResult st = checkEncState(pState);
+namespace {
+// The getters: state checks, the output pointer, then the index against the count of the last Load.
+template <typename T>
+KepResult entryOf(KepiEncodeState_JPEG2K* s, int index, Kep32s KepiEncodeState_JPEG2K::*count,
+                  T (KepiEncodeState_JPEG2K::*table)[OWN_ENC_MAX_PASSES], T* out) {
+    const KepResult st = checkEncState(s);
     if (st != kepOk) return st;
-    if (!pPassLen) return kepErrNullPtr;
-    if (nTermPass < 0 || nTermPass >= pState->nSegments) return kepErrPassIndex;
-    *pPassLen = pState->segmentLength[nTermPass];
+    if (!out) return kepErrNullPtr;
+    if (index < 0 || index >= s->*count) return kepErrPassIndex;
+    *out = (s->*table)[index];
     return kepOk;
+}
+}  // namespace
+
+KepResult own_kepiEncodeGetTermPassLen_JPEG2K(KepiEncodeState_JPEG2K* pState, int nTermPass, int* pPassLen) {
+    return entryOf(pState, nTermPass, &KepiEncodeState_JPEG2K::nSegments, &KepiEncodeState_JPEG2K::segmentLength, pPassLen);
 }
 
 KepResult own_kepiEncodeGetRate_JPEG2K(KepiEncodeState_JPEG2K* pState, int nPass, int* pRate) {
-    const KepResult st = checkEncState(pState);
-    if (st != kepOk) return st;
-    if (!pRate) return kepErrNullPtr;
-    if (nPass < 0 || nPass >= pState->nPasses) return kepErrPassIndex;
-    *pRate = pState->passRate[nPass];
-    return kepOk;
+    return entryOf(pState, nPass, &KepiEncodeState_JPEG2K::nPasses, &KepiEncodeState_JPEG2K::passRate, pRate);
 }
 
 KepResult own_kepiEncodeGetDist_JPEG2K(KepiEncodeState_JPEG2K* pState, int nPass, Kep32f* pDist) {
-    const KepResult st = checkEncState(pState);
-    if (st != kepOk) return st;
-    if (!pDist) return kepErrNullPtr;
-    if (nPass < 0 || nPass >= pState->nPasses) return kepErrPassIndex;
-    *pDist = pState->passDist[nPass];
-    return kepOk;
+    return entryOf(pState, nPass, &KepiEncodeState_JPEG2K::nPasses, &KepiEncodeState_JPEG2K::passDist, pDist);
 }
