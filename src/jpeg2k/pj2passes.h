@@ -184,8 +184,10 @@ static int significancePropagation(const OwnCBPlane& b, Coder& c, int bp, int fl
     for (int y0 = 0; y0 < b.height; y0 += 4) {
         const OwnStripe s = ownStripe(b, y0, vc);
         for (int x = 0; x < b.width; ++x) {
-            // Nothing to do in a column without a significant neighbour anywhere.
-            if (!((ownPairLo(s, x) | ownPairHi(s, x)) & 0x00FF00FFu)) continue;
+            // Nothing to do in a column without a significant neighbour anywhere, nor in a full
+            // column of significant coefficients.
+            const Kep32u lo = ownPairLo(s, x), hi = ownPairHi(s, x);
+            if (!((lo | hi) & 0x00FF00FFu) || (lo & hi & (OWN_ST_SIG * 0x10001u)) == OWN_ST_SIG * 0x10001u) continue;
             for (int j = 0; j < s.rows; ++j) {
                 Kep16u* cur = s.st[j] + 2 * x;
                 const Kep32u w = ownSeen(s, j, *cur);
@@ -234,6 +236,18 @@ static int cleanup(const OwnCBPlane& b, Coder& c, int bp, int flags) {
     for (int y0 = 0; y0 < b.height; y0 += 4) {
         const OwnStripe s = ownStripe(b, y0, vc);
         for (int x = 0; x < b.width; ++x) {
+            // A full column of coefficients significant or coded before in this plane: only the
+            // visited marks to clear.
+            if (s.rows == 4) {
+                const Kep32u lo = ownPairLo(s, x), hi = ownPairHi(s, x);
+                if (((lo | (lo >> 1)) & (hi | (hi >> 1)) & (OWN_ST_SIG * 0x10001u)) == OWN_ST_SIG * 0x10001u) {
+                    const Kep32u keep = ~(OWN_ST_VISIT * 0x10001u);
+                    const Kep32u lo2 = lo & keep, hi2 = hi & keep;
+                    memcpy(s.st[0] + 2 * x, &lo2, 4);
+                    memcpy(s.st[2] + 2 * x, &hi2, 4);
+                    continue;
+                }
+            }
             int j = 0;
             // A quiet column: four insignificant, uncoded coefficients with no significant
             // neighbour (context label 0).
