@@ -47,10 +47,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     int nSegments = static_cast<int>(in.take(1) % 12);
     std::vector<int> segLen(static_cast<size_t>(nSegments) + 1, 0);
     size_t total = 0;
+    for (int i = 0; i < nSegments; ++i) segLen[static_cast<size_t>(i)] = static_cast<int>(in.take(1)) - 4;  // some negative
+    // The data follow the header: cut the lengths to what the input holds.
     for (int i = 0; i < nSegments; ++i) {
-        int l = static_cast<int>(in.take(1)) - 4;  // a few negative lengths
+        int& l = segLen[static_cast<size_t>(i)];
         if (l > 0 && total + static_cast<size_t>(l) > in.n) l = static_cast<int>(in.n - total);
-        segLen[static_cast<size_t>(i)] = l;
         if (l > 0) total += static_cast<size_t>(l);
     }
     // The one-shot decoder takes the segments end to end: one exact block for all of them.
