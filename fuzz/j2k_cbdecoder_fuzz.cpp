@@ -66,8 +66,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     KepResult r[2];
     int residual[2] = {-99, -99};
     for (int s = 0; s < 2; ++s) {
+        // The same contents in both: the flags that keep the block or the coefficient states
+        // let the decoder read what is there.
         out[s] = static_cast<Kep32s*>(std::malloc(samples * 4));
         st[s] = static_cast<KepiDecodeCBProgrState_JPEG2K*>(std::malloc(static_cast<size_t>(stateSize)));
+        std::memset(out[s], 0x5A, samples * 4);
+        std::memset(st[s], 0xA5, static_cast<size_t>(stateSize));
         r[s] = ownTbl_kepiDecodeCodeBlock_JPEG2K_1u32s_C1R[s](all, out[s], cb.width * 4, cb, subband, magnBits, nPasses,
                                                              segLen.data(), nSegments, flags, &residual[s], st[s]);
     }
