@@ -269,7 +269,7 @@ TEST(HuffEquivalence, FastKernelsTakeTypicalBlocksAndDeclineTheRest) {
         generateDec,
         [](DecCase& c) {
             const OwnHuffSrc src = {c.src, c.len, &c.pos, &c.marker};
-            return ownHuffDecodeBlock_fast(src, c.out[0], &c.lastDC, &c.dc, &c.ac, &c.st, true);
+            return ownHuffDecodeBlock_fast(src, c.out[0], &c.lastDC, &c.dc, &c.ac, &c.st);
         },
         [](const DecCase& a, const DecCase& b) {
             return a.pos == b.pos && a.marker == b.marker && a.lastDC == b.lastDC && memcmp(&a.st, &b.st, sizeof a.st) == 0;

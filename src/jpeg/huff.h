@@ -184,14 +184,19 @@ KEP_HIDDEN KepResult ownHuffDecodeBlock_careful(const OwnHuffSrc& src, Kep16s* p
                                                 const KepiDecodeHuffmanSpec* dc, const KepiDecodeHuffmanSpec* ac,
                                                 KepiDecodeHuffmanState* st);
 
-// Fast whole-block decoder with the same fill schedule as the careful path, so that states and
-// positions come out identical. Returns true when it decoded the block (state, position, *pLastDC,
-// blockPos and pDst written); false when it declines (a marker already or newly met, the end of
-// the source, a 0xFF fill byte, bad data, a run past 63): then only pDst may have been written,
-// which the careful path rewrites entirely. With bulkLoads false it never reads a byte the careful
-// path would not read (used when the source has no known length).
+// Fast whole-block decoder for a source of known length: a 64-bit register loaded eight bytes at
+// a time, with the careful path's fill schedule counted rather than performed, so that states and
+// positions come out identical. Returns true when it decoded the block (state, position,
+// *pLastDC, blockPos and pDst written); false when it declines (a marker already met or within
+// the bytes the careful path would read, the end of the source, a 0xFF fill byte, bad data, a run
+// past 63): then only pDst may have been written, which the careful path rewrites entirely.
 KEP_HIDDEN bool ownHuffDecodeBlock_fast(const OwnHuffSrc& src, Kep16s* pDst, Kep16s* pLastDC,
                                         const KepiDecodeHuffmanSpec* dc, const KepiDecodeHuffmanSpec* ac,
-                                        KepiDecodeHuffmanState* st, bool bulkLoads);
+                                        KepiDecodeHuffmanState* st);
+// The same for a source without a known length (the Direct form): it performs the careful path's
+// fills byte by byte and so never reads a byte the careful path would not read.
+KEP_HIDDEN bool ownHuffDecodeBlock_schedule(const OwnHuffSrc& src, Kep16s* pDst, Kep16s* pLastDC,
+                                            const KepiDecodeHuffmanSpec* dc, const KepiDecodeHuffmanSpec* ac,
+                                            KepiDecodeHuffmanState* st);
 
 #endif  // KEP_HUFF_H
