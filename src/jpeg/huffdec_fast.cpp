@@ -40,117 +40,134 @@ inline void clearBlock(Kep16s* pDst) {
     _mm_storeu_si128(out + 7, zero);
 }
 
-// Matches a code longer than 8 bits, given the next 16 bits of the stream left-aligned in code16;
-// its length (9..16) or 0 when no length matches.
+// Matches a code longer than 8 bits, given the next 16 bits of the stream left-aligned in code16:
+// its length (9..16) and symbol, or 0 when no length matches. All eight lengths are compared at
+// once: lane j holds the leading 9 + j bits (code16 >> (7 - j), as the high half of a product
+// with 2^(9 + j), lane 7 the whole code), compared unsigned with maxcode[9 + j] (biased by 0x8000
+// for the signed compare), with maxcode 0xFFFF standing for no code. The first matching length is
+// the one the code-by-code search stops at unless its huffval index is out of range, which only
+// tables that overflow their code space produce: then 0, and the caller declines.
 inline int longCode(const KepiDecodeHuffmanSpec* spec, Kep32u code16, int* sym) {
-    for (int length = 9; length <= 16; ++length)
-        if (ownHuffMatch(spec, length, code16 >> (16 - length), sym)) return length;
-    return 0;
+    const __m128i bias = _mm_set1_epi16(-32768);
+    const __m128i c = _mm_set1_epi16(static_cast<short>(code16));
+    const __m128i scale = _mm_setr_epi16(1 << 9, 1 << 10, 1 << 11, 1 << 12, 1 << 13, 1 << 14, -32768, 0);
+    __m128i codes = _mm_mulhi_epu16(c, scale);
+    codes = _mm_or_si128(codes, _mm_and_si128(c, _mm_setr_epi16(0, 0, 0, 0, 0, 0, 0, -1)));
+    const __m128i maxcode = _mm_loadu_si128(reinterpret_cast<const __m128i*>(spec->maxcode + 9));
+    const __m128i above = _mm_cmpgt_epi16(_mm_xor_si128(codes, bias), _mm_xor_si128(maxcode, bias));
+    const __m128i none = _mm_cmpeq_epi16(maxcode, _mm_set1_epi16(-1));
+    const int miss = _mm_movemask_epi8(_mm_or_si128(above, none)) & 0xFFFF;
+    if (miss == 0xFFFF) return 0;
+    const int length = 9 + (__builtin_ctz(~miss) >> 1);
+    return ownHuffMatch(spec, length, code16 >> (16 - length), sym) ? length : 0;
 }
 
 // ---- 64-bit register with counted careful fills ----------------------------------------------
 
 constexpr int kMaxStuffed = 16;  // 0xFF data bytes one block may span; more declines
 
-struct Reader64 {
-    const Kep8u* p;
-    int len;
-    int sp;        // next source byte to load
-    int loaded;    // data bytes loaded since the start position
-    Kep64u acc;    // the next `bits` bits, most significant first; below them zeros or the next bytes
+// The register and how far the source has been loaded: kept in registers by the block loop.
+struct Bits64 {
+    Kep64u acc;  // the next `bits` bits, most significant first; below them zeros or the next bytes
     int bits;
-    int vc;        // the careful reader's bitCount
+    int sp;      // next source byte to load
+    int loaded;  // data bytes loaded since the start position
+};
+
+// What the byte-wise loads have met: rarely touched.
+struct Vetted {
     bool stopped;  // a marker, fill byte or the end of the source: nothing more can be loaded
     int nstuffed;
     int stuffed[kMaxStuffed];  // data indices of the 0xFF data bytes loaded
+};
 
-    // The careful reader fills when it holds fewer than `need` bits.
-    __attribute__((always_inline)) void careful(int need, int n) {
-        if (vc < need) vc = 32 - (-vc & 7);
-        vc -= n;
-    }
-
-    __attribute__((noinline)) void slowLoad() {
-        while (bits <= 56 && !stopped) {
-            if (sp >= len) {
-                stopped = true;
+// Loads byte by byte up to 57..64 bits, un-stuffing 0xFF 0x00, until something stops it.
+__attribute__((noinline)) Bits64 slowLoad(Bits64 r, const Kep8u* p, int len, Vetted* vet) {
+    while (r.bits <= 56 && !vet->stopped) {
+        if (r.sp >= len) {
+            vet->stopped = true;
+            break;
+        }
+        const Kep32u b = p[r.sp];
+        if (b == 0xFF) {
+            if (r.sp + 1 >= len || p[r.sp + 1] != 0 || vet->nstuffed == kMaxStuffed) {
+                vet->stopped = true;
                 break;
             }
-            const Kep32u b = p[sp];
-            if (b == 0xFF) {
-                if (sp + 1 >= len || p[sp + 1] != 0 || nstuffed == kMaxStuffed) {
-                    stopped = true;
-                    break;
-                }
-                stuffed[nstuffed++] = loaded;
-                sp += 2;
-            } else {
-                sp += 1;
-            }
-            acc |= static_cast<Kep64u>(b) << (56 - bits);
-            bits += 8;
-            loaded += 1;
+            vet->stuffed[vet->nstuffed++] = r.loaded;
+            r.sp += 2;
+        } else {
+            r.sp += 1;
         }
+        r.acc |= static_cast<Kep64u>(b) << (56 - r.bits);
+        r.bits += 8;
+        r.loaded += 1;
     }
+    return r;
+}
 
-    // At least 32 bits; false when they cannot be had.
-    __attribute__((always_inline)) bool ensure32() {
-        if (bits >= 32) return true;
-        if (sp <= len - 8) {
-            Kep64u w;
-            memcpy(&w, p + sp, 8);
-            const Kep64u inv = ~w;
-            if (((inv - 0x0101010101010101ull) & ~inv & 0x8080808080808080ull) == 0) {
-                // Bits of the bytes past the whole ones taken are the bytes the next load brings.
-                acc |= __builtin_bswap64(w) >> bits;
-                const int n = (63 - bits) >> 3;
-                sp += n;
-                loaded += n;
-                bits += 8 * n;
-                return true;
-            }
-        }
-        slowLoad();
-        return bits >= 32;
-    }
-
-    __attribute__((always_inline)) Kep32u take(int n) {
-        const Kep32u v = static_cast<Kep32u>(acc >> (64 - n));
-        acc <<= n;
-        bits -= n;
-        return v;
-    }
-
-    // With at least 32 bits held: one symbol; false on a code that matches no length.
-    __attribute__((always_inline)) bool symbol(const KepiDecodeHuffmanSpec* spec, int* sym) {
-        const Kep32u look = spec->lookahead[acc >> 56];
-        const int l = static_cast<int>(look >> 16);
-        if (__builtin_expect(l != 0, 1)) {
-            *sym = static_cast<int>(look & 0xFFFF);
-            careful(8, l);
-            acc <<= l;
-            bits -= l;
+// At least 32 bits in the register; false when they cannot be had.
+__attribute__((always_inline)) inline bool ensure32(Bits64& r, const Kep8u* p, int len, Vetted* vet) {
+    if (r.bits >= 32) return true;
+    if (r.sp <= len - 8) {
+        Kep64u w;
+        memcpy(&w, p + r.sp, 8);
+        const Kep64u inv = ~w;
+        if (((inv - 0x0101010101010101ull) & ~inv & 0x8080808080808080ull) == 0) {
+            // The bits past the whole bytes taken are those of the bytes the next load brings.
+            r.acc |= __builtin_bswap64(w) >> r.bits;
+            const int n = (63 - r.bits) >> 3;
+            r.sp += n;
+            r.loaded += n;
+            r.bits += 8 * n;
             return true;
         }
-        const int length = longCode(spec, static_cast<Kep32u>(acc >> 48), sym);
-        if (length == 0) return false;
-        careful(9, 9);
-        const int r = length - 9;  // bits taken one at a time, filling when none is held
-        vc = vc >= r ? vc - r : 32 - (r - vc);
-        acc <<= length;
-        bits -= length;
-        return true;
     }
+    r = slowLoad(r, p, len, vet);
+    return r.bits >= 32;
+}
 
-    // s (1..15) extra bits, EXTENDed; at least s bits held.
-    __attribute__((always_inline)) Kep32s extend(int s) {
-        careful(s, s);
-        const Kep32u v = take(s);
-        // v < 2^(s-1): v + 1 - 2^s, branch-free.
-        const Kep32s neg = static_cast<Kep32s>((v >> (s - 1)) ^ 1);
-        return static_cast<Kep32s>(v) - (neg << s) + neg;
+// The careful reader's bitCount vc when it needs `need` bits and takes n of them; without a
+// branch, since whether it fills follows the data.
+__attribute__((always_inline)) inline void countCareful(int& vc, int need, int n) {
+    vc += ((32 - vc) & ~7 & -static_cast<int>(vc < need)) - n;
+}
+
+// With at least 32 bits held: the next symbol and the length of its code, or 0 when no code of
+// up to 16 bits matches. The register is not advanced.
+__attribute__((always_inline)) inline int symbol64(const Bits64& r, int& vc, const KepiDecodeHuffmanSpec* spec,
+                                                   int* sym) {
+    const Kep32u look = spec->lookahead[r.acc >> 56];
+    int l = static_cast<int>(look >> 16);
+    if (__builtin_expect(l != 0, 1)) {
+        *sym = static_cast<int>(look & 0xFFFF);
+        countCareful(vc, 8, l);
+        return l;
     }
-};
+    l = longCode(spec, static_cast<Kep32u>(r.acc >> 48), sym);
+    if (l == 0) return 0;
+    countCareful(vc, 9, 9);
+    const int rest = l - 9;  // bits taken one at a time, filling when none is held
+    vc = vc >= rest ? vc - rest : 32 - (rest - vc);
+    return l;
+}
+
+// Advances past a code of l bits and its s (1..15) extra bits, and returns those EXTENDed.
+// The extra bits come from the register as it was, so the two shifts do not wait on each other.
+__attribute__((always_inline)) inline Kep32s extend64(Bits64& r, int& vc, int l, int s) {
+    countCareful(vc, s, s);
+    const Kep32u v = static_cast<Kep32u>((r.acc << l) >> (64 - s));
+    r.acc <<= l + s;
+    r.bits -= l + s;
+    // v < 2^(s-1): v + 1 - 2^s, branch-free.
+    const Kep32s neg = static_cast<Kep32s>((v >> (s - 1)) ^ 1);
+    return static_cast<Kep32s>(v) - (neg << s) + neg;
+}
+
+__attribute__((always_inline)) inline void skip64(Bits64& r, int l) {
+    r.acc <<= l;
+    r.bits -= l;
+}
 
 // ---- Careful fill schedule, byte by byte -------------------------------------------------
 
@@ -216,61 +233,62 @@ bool ownHuffDecodeBlock_fast(const OwnHuffSrc& src, Kep16s* pDst, Kep16s* pLastD
     const int pos0 = *src.pos, cnt0 = st->bitCount;
     if (*src.marker != 0 || pos0 < 0 || pos0 > src.len || cnt0 < 0 || cnt0 > 32) return false;
     const Kep32u buf0 = static_cast<Kep32u>(st->bitBuffer);
-    Reader64 rd;
-    rd.p = src.p;
-    rd.len = src.len;
-    rd.sp = pos0;
-    rd.loaded = 0;
-    rd.acc = cnt0 ? static_cast<Kep64u>(buf0) << (64 - cnt0) : 0;
-    rd.bits = cnt0;
-    rd.vc = cnt0;
-    rd.stopped = false;
-    rd.nstuffed = 0;
+    const Kep8u* const p = src.p;
+    const int len = src.len;
+    Bits64 r = {cnt0 ? static_cast<Kep64u>(buf0) << (64 - cnt0) : 0, cnt0, pos0, 0};
+    Vetted vet;
+    vet.stopped = false;
+    vet.nstuffed = 0;
+    int vc = cnt0;
 
     clearBlock(pDst);
     // Every symbol with its extra bits takes at most 16 + 15 bits.
-    int sym;
-    if (!rd.ensure32() || !rd.symbol(dc, &sym)) return false;
+    int sym, l;
+    if (!ensure32(r, p, len, &vet) || (l = symbol64(r, vc, dc, &sym)) == 0) return false;
     const int sdc = sym & 0x0F;
-    const Kep16s lastDC = static_cast<Kep16s>(*pLastDC + (sdc ? rd.extend(sdc) : 0));
+    Kep32s diff = 0;
+    if (sdc)
+        diff = extend64(r, vc, l, sdc);
+    else
+        skip64(r, l);
+    const Kep16s lastDC = static_cast<Kep16s>(*pLastDC + diff);
     pDst[0] = lastDC;
 
-    int remaining = 63;
-    for (int k = 1; remaining > 0;) {
-        if (!rd.ensure32() || !rd.symbol(ac, &sym)) return false;
+    // k + the coefficients remaining = 64 throughout, so k is also the block position.
+    int k = 1;
+    while (k < 64) {
+        if (!ensure32(r, p, len, &vet) || (l = symbol64(r, vc, ac, &sym)) == 0) return false;
         const int run = sym >> 4, s = sym & 0x0F;
-        if (s != 0) {
+        if (__builtin_expect(s != 0, 1)) {
             k += run;
-            remaining -= run + 1;
-            const Kep32s v = rd.extend(s);
+            const Kep32s v = extend64(r, vc, l, s);
             const int natural = ownZigzagNaturalExt[k];
             if (natural > 63) return false;
             pDst[natural] = static_cast<Kep16s>(v);
             ++k;
-        } else if (run == 15) {
-            k += 16;
-            remaining -= 16;
         } else {
-            break;
+            skip64(r, l);
+            if (run != 15) break;
+            k += 16;
         }
     }
 
     // Data bytes the careful reader has taken: the bits decoded and the bits it holds.
-    const int taken = (8 * rd.loaded - rd.bits + rd.vc) >> 3;
-    if (taken > rd.loaded) {
-        rd.slowLoad();
-        if (taken > rd.loaded) return false;  // it would have met what stopped the loads
+    const int taken = (8 * r.loaded - r.bits + vc) >> 3;
+    if (taken > r.loaded) {
+        r = slowLoad(r, p, len, &vet);
+        if (taken > r.loaded) return false;  // it would have met what stopped the loads
     }
-    int end = pos0 + taken;
-    for (int i = 0; i < rd.nstuffed && rd.stuffed[i] < taken; ++i) ++end;
     if (taken > 0) {
+        int end = pos0 + taken;
+        for (int i = 0; i < vet.nstuffed && vet.stuffed[i] < taken; ++i) ++end;
         // The last (up to) four data bytes, read backwards: a zero after an 0xFF is its stuffing.
         Kep32u last = 0;
         int q = end;
         const int n = taken < 4 ? taken : 4;
         for (int i = 0; i < n; ++i) {
-            Kep32u b = src.p[--q];
-            if (b == 0 && q > pos0 && src.p[q - 1] == 0xFF) {
+            Kep32u b = p[--q];
+            if (b == 0 && q > pos0 && p[q - 1] == 0xFF) {
                 --q;
                 b = 0xFF;
             }
@@ -280,8 +298,8 @@ bool ownHuffDecodeBlock_fast(const OwnHuffSrc& src, Kep16s* pDst, Kep16s* pLastD
         *src.pos = end;
     }
     *pLastDC = lastDC;
-    st->bitCount = rd.vc;
-    st->blockPos = static_cast<Kep32u>(64 - remaining);
+    st->bitCount = vc;
+    st->blockPos = static_cast<Kep32u>(k);
     return true;
 }
 
