@@ -127,10 +127,16 @@ __attribute__((always_inline)) inline bool ensure32(Bits64& r, const Kep8u* p, i
     return r.bits >= 32;
 }
 
-// The careful reader's bitCount vc when it needs `need` bits and takes n of them; without a
-// branch, since whether it fills follows the data.
+// The careful reader's bitCount vc when it needs `need` bits and takes n of them. Whether it fills
+// follows the data, so a branch would be mispredicted often; and vc is carried from symbol to
+// symbol, so the select is a conditional move (one cycle on the chain) rather than arithmetic.
 __attribute__((always_inline)) inline void countCareful(int& vc, int need, int n) {
-    vc += ((32 - vc) & ~7 & -static_cast<int>(vc < need)) - n;
+    const int filled = 32 - (-vc & 7);  // vc + ((32 - vc) & ~7)
+    __asm__("cmpl %[need], %[vc]\n\tcmovl %[filled], %[vc]"
+            : [vc] "+r"(vc)
+            : [need] "ri"(need), [filled] "r"(filled)
+            : "cc");
+    vc -= n;
 }
 
 // With at least 32 bits held: the next symbol and the length of its code, or 0 when no code of
