@@ -47,14 +47,32 @@ struct Writer {
             free += 64;
         }
     }
-    // The whole bytes still pending go out; returns the number of bits left (0..7).
+    // The whole bytes still pending go out; returns the number of bits left (0..7). Without an
+    // 0xFF among them, one 8-byte store merged with the bytes already in the buffer past them
+    // (the kernel runs only with room to spare), so nothing past the last byte changes.
     int finish() {
-        int bits = 64 - free;
-        while (bits >= 8) {
-            bits -= 8;
-            byte(static_cast<Kep32u>(acc >> bits) & 0xFF);
+        const int bits = 64 - free;
+        const int n = bits >> 3;
+        if (n == 0) return bits;
+        const Kep64u ours = n == 8 ? ~0ull : ~(~0ull >> (8 * n));  // the n leading bytes
+        const Kep64u top = (acc << free) & ours;
+        const Kep64u inv = ~top;
+        if (((inv - 0x0101010101010101ull) & ~inv & 0x8080808080808080ull) == 0) {
+            Kep64u old;
+            memcpy(&old, out, 8);
+            const Kep64u be = __builtin_bswap64(top), mine = __builtin_bswap64(ours);
+            const Kep64u merged = (be & mine) | (old & ~mine);
+            memcpy(out, &merged, 8);
+            out += n;
+            last = static_cast<Kep32u>(top >> (64 - 8 * n)) & 0xFF;
+            return bits & 7;
         }
-        return bits;
+        int left = bits;
+        while (left >= 8) {
+            left -= 8;
+            byte(static_cast<Kep32u>(acc >> left) & 0xFF);
+        }
+        return left;
     }
 };
 
@@ -81,27 +99,41 @@ constexpr ShuffleTable makeShuffleTable() {
 }
 alignas(16) constexpr ShuffleTable kZigzagShuffle = makeShuffleTable();
 
-// Bit k set when zigzag coefficient k is nonzero; *minimum set when an AC coefficient is -32768.
-inline Kep64u zigzagNonzero(const Kep16s* p, bool* minimum) {
-    __m128i zero[4], low = _mm_setzero_si128();
-    const __m128i z = _mm_setzero_si128(), m = _mm_set1_epi16(-32768);
+// Does the (j, i) shuffle take any lane? Zigzag positions 0..15 come from natural 0..32, 32..63
+// from natural 16..63: 13 of the 16 shuffles do something.
+constexpr bool used(int j, int i) {
+    for (int b = 0; b < 16; ++b)
+        if (kZigzagShuffle.ctrl[j][i][b] != 0x80) return true;
+    return false;
+}
+
+template <int j, int i>
+inline __m128i gather(__m128i acc, const __m128i* zero) {
+    if constexpr (used(j, i))
+        return _mm_or_si128(acc, _mm_shuffle_epi8(zero[i], _mm_load_si128(reinterpret_cast<const __m128i*>(kZigzagShuffle.ctrl[j][i]))));
+    return acc;
+}
+
+template <int j>
+inline Kep64u zigzagZeroBits(const __m128i* zero) {
+    __m128i acc = _mm_setzero_si128();
+    acc = gather<j, 0>(acc, zero);
+    acc = gather<j, 1>(acc, zero);
+    acc = gather<j, 2>(acc, zero);
+    acc = gather<j, 3>(acc, zero);
+    return static_cast<Kep64u>(static_cast<Kep16u>(_mm_movemask_epi8(acc))) << (16 * j);
+}
+
+// Bit k set when zigzag coefficient k is nonzero.
+inline Kep64u zigzagNonzero(const Kep16s* p) {
+    __m128i zero[4];
+    const __m128i z = _mm_setzero_si128();
     for (int i = 0; i < 4; ++i) {
         const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * i));
         const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * i + 8));
         zero[i] = _mm_packs_epi16(_mm_cmpeq_epi16(a, z), _mm_cmpeq_epi16(b, z));
-        low = _mm_or_si128(low, _mm_or_si128(_mm_cmpeq_epi16(a, m), _mm_cmpeq_epi16(b, m)));
     }
-    *minimum = (_mm_movemask_epi8(low) & ~3) != 0;  // lanes of coefficient 0 (DC) excluded
-    Kep64u mask = 0;
-    for (int j = 0; j < 4; ++j) {
-        __m128i acc = z;
-        for (int i = 0; i < 4; ++i) {
-            const __m128i c = _mm_load_si128(reinterpret_cast<const __m128i*>(kZigzagShuffle.ctrl[j][i]));
-            acc = _mm_or_si128(acc, _mm_shuffle_epi8(zero[i], c));
-        }
-        mask |= static_cast<Kep64u>(static_cast<Kep16u>(_mm_movemask_epi8(acc))) << (16 * j);
-    }
-    return ~mask;
+    return ~(zigzagZeroBits<0>(zero) | zigzagZeroBits<1>(zero) | zigzagZeroBits<2>(zero) | zigzagZeroBits<3>(zero));
 }
 
 }  // namespace
@@ -112,10 +144,7 @@ bool ownHuffEncodeBlock_fast(const Kep16s* pSrc, const OwnHuffDst& dst, Kep16s* 
     const int pos0 = *dst.pos;
     if (pos0 < 0 || dst.len - pos0 < kOwnHuffFastEncodeRoom) return false;
 
-    // An AC value of -32768 (category 16) is left to the careful path.
-    bool minimum;
-    const Kep64u nonzero = zigzagNonzero(pSrc, &minimum);
-    if (minimum) return false;
+    const Kep64u nonzero = zigzagNonzero(pSrc);
 
     Writer w;
     w.free = 64 - st->bitCount;
@@ -141,10 +170,11 @@ bool ownHuffEncodeBlock_fast(const Kep16s* pSrc, const OwnHuffDst& dst, Kep16s* 
         }
         const Kep32s v = pSrc[ownZigzagNaturalExt[k]];
         const Kep32s sign = v >> 31;
-        s = 32 - __builtin_clz(static_cast<Kep32u>((v ^ sign) - sign));  // v != 0: category 1..15
-        e = ac->entry[run * 16 + s];
+        s = 32 - __builtin_clz(static_cast<Kep32u>((v ^ sign) - sign));  // v != 0: category 1..16
+        e = ac->entry[(run * 16 + s) & 0xFF];
         const int len = static_cast<int>(e >> 16);
-        if (len == 0) return false;
+        // A symbol without a code, or -32768 (category 16, no AC symbol): the careful path.
+        if (__builtin_expect((len == 0) | (s > 15), 0)) return false;
         // Code and extra bits (v, or v - 1 when negative) together: at most 16 + 15 bits.
         w.put(((e & 0xFFFF) << s) | (static_cast<Kep32u>(v + sign) & ((1u << s) - 1)), len + s);
     }
