@@ -20,9 +20,12 @@ struct Image {
     KepiEncodeHuffmanSpec encDc[4], encAc[4];
     KepiDecodeHuffmanSpec decDc[4], decAc[4];
     // Components' coefficients and blocks in coding order.
+    // The tables of each block looked up once, as a codec would per component.
     struct Block {
         int comp;
         Kep16s* coef;
+        const KepiEncodeHuffmanSpec *encDc, *encAc;
+        const KepiDecodeHuffmanSpec *decDc, *decAc;
     };
     std::vector<Block> order;
 };
@@ -46,7 +49,11 @@ Image& image(int quality) {
         if (im.file.dc[t].count()) im.encDc[t] = hufftest::encSpec(im.file.dc[t]), im.decDc[t] = hufftest::decSpec(im.file.dc[t]);
         if (im.file.ac[t].count()) im.encAc[t] = hufftest::encSpec(im.file.ac[t]), im.decAc[t] = hufftest::decSpec(im.file.ac[t]);
     }
-    hufftest::forEachBlock(im.file, [&](int c, int bx, int by, int) { im.order.push_back({c, im.file.block(c, bx, by)}); });
+    hufftest::forEachBlock(im.file, [&](int c, int bx, int by, int) {
+        const auto& comp = im.file.comps[static_cast<size_t>(c)];
+        im.order.push_back({c, im.file.block(c, bx, by), &im.encDc[comp.dcTable], &im.encAc[comp.acTable],
+                            &im.decDc[comp.dcTable], &im.decAc[comp.acTable]});
+    });
     return im;
 }
 
@@ -66,9 +73,8 @@ void HuffDecode_ours(benchmark::State& state) {
         Kep16s lastDC[4] = {};
         Kep16s* dst = out.data();
         for (const Image::Block& b : im.order) {
-            const auto& comp = im.file.comps[static_cast<size_t>(b.comp)];
-            if (kepiDecodeHuffman8x8_JPEG_1u16s_C1(im.scan.data(), len, &pos, dst, &lastDC[b.comp], &marker,
-                                                   &im.decDc[comp.dcTable], &im.decAc[comp.acTable], &st) != kepOk)
+            if (kepiDecodeHuffman8x8_JPEG_1u16s_C1(im.scan.data(), len, &pos, dst, &lastDC[b.comp], &marker, b.decDc,
+                                                   b.decAc, &st) != kepOk)
                 state.SkipWithError("decode failed");
             dst += 64;
         }
@@ -88,8 +94,7 @@ void HuffDecode_careful(benchmark::State& state) {
         const OwnHuffSrc src = {im.scan.data(), len, &pos, &marker};
         Kep16s* dst = out.data();
         for (const Image::Block& b : im.order) {
-            const auto& comp = im.file.comps[static_cast<size_t>(b.comp)];
-            ownHuffDecodeBlock_careful(src, dst, &lastDC[b.comp], &im.decDc[comp.dcTable], &im.decAc[comp.acTable], &st);
+            ownHuffDecodeBlock_careful(src, dst, &lastDC[b.comp], b.decDc, b.decAc, &st);
             dst += 64;
         }
         benchmark::DoNotOptimize(out.data());
@@ -121,12 +126,10 @@ void encodeAll(benchmark::State& state) {
         Kep16s lastDC[4] = {};
         const OwnHuffDst dst = {out.data(), len, &pos};
         for (const Image::Block& b : im.order) {
-            const auto& comp = im.file.comps[static_cast<size_t>(b.comp)];
             if (careful)
-                ownHuffEncodeBlock_careful(b.coef, dst, &lastDC[b.comp], &im.encDc[comp.dcTable], &im.encAc[comp.acTable], &st);
+                ownHuffEncodeBlock_careful(b.coef, dst, &lastDC[b.comp], b.encDc, b.encAc, &st);
             else
-                kepiEncodeHuffman8x8_JPEG_16s1u_C1(b.coef, out.data(), len, &pos, &lastDC[b.comp], &im.encDc[comp.dcTable],
-                                                   &im.encAc[comp.acTable], &st, 0);
+                kepiEncodeHuffman8x8_JPEG_16s1u_C1(b.coef, out.data(), len, &pos, &lastDC[b.comp], b.encDc, b.encAc, &st, 0);
         }
         kepiEncodeHuffman8x8_JPEG_16s1u_C1(nullptr, out.data(), len, &pos, nullptr, nullptr, nullptr, &st, 1);
         benchmark::DoNotOptimize(out.data());

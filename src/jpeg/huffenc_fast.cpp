@@ -170,13 +170,16 @@ bool ownHuffEncodeBlock_fast(const Kep16s* pSrc, const OwnHuffDst& dst, Kep16s* 
         }
         const Kep32s v = pSrc[ownZigzagNaturalExt[k]];
         const Kep32s sign = v >> 31;
-        s = 32 - __builtin_clz(static_cast<Kep32u>((v ^ sign) - sign));  // v != 0: category 1..16
-        e = ac->entry[(run * 16 + s) & 0xFF];
+        // v != 0: category 1..16; -32768 (category 16) has no AC symbol: the careful path.
+        s = 32 - __builtin_clz(static_cast<Kep32u>((v ^ sign) - sign));
+        if (__builtin_expect(s > 15, 0)) return false;
+        e = ac->entry[run * 16 + s];
         const int len = static_cast<int>(e >> 16);
-        // A symbol without a code, or -32768 (category 16, no AC symbol): the careful path.
-        if (__builtin_expect((len == 0) | (s > 15), 0)) return false;
-        // Code and extra bits (v, or v - 1 when negative) together: at most 16 + 15 bits.
-        w.put(((e & 0xFFFF) << s) | (static_cast<Kep32u>(v + sign) & ((1u << s) - 1)), len + s);
+        if (__builtin_expect(len == 0, 0)) return false;
+        // Code and extra bits together, at most 16 + 15 bits. The extra bits are v, or v - 1
+        // when negative, whose bits from s up are then all ones: the xor clears them.
+        const Kep32u extra = static_cast<Kep32u>(v + sign) ^ (static_cast<Kep32u>(sign) << s);
+        w.put(((e & 0xFFFF) << s) | extra, len + s);
     }
     if (prev != 63) {
         e = ac->entry[0x00];
