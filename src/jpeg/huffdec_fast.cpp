@@ -285,7 +285,13 @@ bool ownHuffDecodeBlock_fast(const OwnHuffSrc& src, Kep16s* pDst, Kep16s* pLastD
         r = slowLoad(r, p, len, &vet);
         if (taken > r.loaded) return false;  // it would have met what stopped the loads
     }
-    if (taken > 0) {
+    if (vet.nstuffed == 0 && taken >= 4) {
+        // No stuffing: the last four data bytes are the four source bytes before the position.
+        Kep32u last;
+        memcpy(&last, p + pos0 + taken - 4, 4);
+        st->bitBuffer = __builtin_bswap32(last);
+        *src.pos = pos0 + taken;
+    } else if (taken > 0) {
         int end = pos0 + taken;
         for (int i = 0; i < vet.nstuffed && vet.stuffed[i] < taken; ++i) ++end;
         // The last (up to) four data bytes, read backwards: a zero after an 0xFF is its stuffing.
