@@ -127,9 +127,9 @@ __attribute__((always_inline)) inline bool ensure32(Bits64& r, const Kep8u* p, i
     return r.bits >= 32;
 }
 
-// The careful reader's bitCount vc when it needs `need` bits and takes n of them. Whether it fills
-// follows the data, so a branch would be mispredicted often; and vc is carried from symbol to
-// symbol, so the select is a conditional move (one cycle on the chain) rather than arithmetic.
+// The careful reader's bitCount vc (0..32) when it needs `need` bits and takes n of them.
+// Whether it fills follows the data, so a branch would be mispredicted often; and vc is carried
+// from symbol to symbol, so the select is a conditional move (one cycle on the chain).
 __attribute__((always_inline)) inline void countCareful(int& vc, int need, int n) {
     const int filled = 32 - (-vc & 7);  // vc + ((32 - vc) & ~7)
     __asm__("cmpl %[need], %[vc]\n\tcmovl %[filled], %[vc]"
@@ -139,6 +139,24 @@ __attribute__((always_inline)) inline void countCareful(int& vc, int need, int n
     vc -= n;
 }
 
+// The same as tables for the two steps of every coefficient: kBeforeSymbol[vc] is vc after the
+// fill the careful reader makes before a symbol (8 bits needed), kAfterExtra[s][vc] vc after it
+// needs and takes s extra bits.
+struct CountTables {
+    Kep8u beforeSymbol[64];
+    Kep8u afterExtra[16][64];
+};
+constexpr CountTables makeCountTables() {
+    CountTables t{};
+    for (int vc = 0; vc <= 32; ++vc) {
+        const int filled = vc + ((32 - vc) & ~7);
+        t.beforeSymbol[vc] = static_cast<Kep8u>(vc < 8 ? filled : vc);
+        for (int s = 1; s < 16; ++s) t.afterExtra[s][vc] = static_cast<Kep8u>((vc < s ? filled : vc) - s);
+    }
+    return t;
+}
+alignas(64) constexpr CountTables kCount = makeCountTables();
+
 // With at least 32 bits held: the next symbol and the length of its code, or 0 when no code of
 // up to 16 bits matches. The register is not advanced.
 __attribute__((always_inline)) inline int symbol64(const Bits64& r, int& vc, const KepiDecodeHuffmanSpec* spec,
@@ -147,7 +165,7 @@ __attribute__((always_inline)) inline int symbol64(const Bits64& r, int& vc, con
     int l = static_cast<int>(look >> 16);
     if (__builtin_expect(l != 0, 1)) {
         *sym = static_cast<int>(look & 0xFFFF);
-        countCareful(vc, 8, l);
+        vc = kCount.beforeSymbol[vc] - l;
         return l;
     }
     l = longCode(spec, static_cast<Kep32u>(r.acc >> 48), sym);
@@ -161,7 +179,7 @@ __attribute__((always_inline)) inline int symbol64(const Bits64& r, int& vc, con
 // Advances past a code of l bits and its s (1..15) extra bits, and returns those EXTENDed.
 // The extra bits come from the register as it was, so the two shifts do not wait on each other.
 __attribute__((always_inline)) inline Kep32s extend64(Bits64& r, int& vc, int l, int s) {
-    countCareful(vc, s, s);
+    vc = kCount.afterExtra[s][vc];
     const Kep32u v = static_cast<Kep32u>((r.acc << l) >> (64 - s));
     r.acc <<= l + s;
     r.bits -= l + s;
