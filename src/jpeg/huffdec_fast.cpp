@@ -127,71 +127,164 @@ __attribute__((always_inline)) inline bool ensure32(Bits64& r, const Kep8u* p, i
     return r.bits >= 32;
 }
 
-// The careful reader's bitCount vc (0..32) when it needs `need` bits and takes n of them.
-// Whether it fills follows the data, so a branch would be mispredicted often; and vc is carried
-// from symbol to symbol, so the select is a conditional move (one cycle on the chain).
-__attribute__((always_inline)) inline void countCareful(int& vc, int need, int n) {
-    const int filled = 32 - (-vc & 7);  // vc + ((32 - vc) & ~7)
-    __asm__("cmpl %[need], %[vc]\n\tcmovl %[filled], %[vc]"
-            : [vc] "+r"(vc)
-            : [need] "ri"(need), [filled] "r"(filled)
-            : "cc");
+// The careful reader's bitCount vc (0..32) when it needs `need` bits and takes n of them
+// (codes longer than 8 bits, which are rare).
+constexpr void countCareful(unsigned& vc, unsigned need, unsigned n) {
+    if (vc < need) vc += (32 - vc) & ~7u;
     vc -= n;
 }
 
-// The same as tables for the two steps of every coefficient: kBeforeSymbol[vc] is vc after the
-// fill the careful reader makes before a symbol (8 bits needed), kAfterExtra[s][vc] vc after it
-// needs and takes s extra bits.
-struct CountTables {
+// Constant tables of the block loop, in one object so that one base register reaches them all.
+// Whether the careful reader fills follows the data, so a branch would be mispredicted often:
+// its count steps by lookup. beforeSymbol[vc] is its count after the fill it makes before a
+// symbol (8 bits needed); afterExtra[s][vc] its count after it needs and takes s extra bits.
+struct BlockTables {
     Kep8u beforeSymbol[64];
     Kep8u afterExtra[16][64];
+    Kep32s extendOffset[16];  // 1 - 2^s: what EXTEND adds to s bits whose leading bit is 0
+    Kep8u natural[80];        // ownZigzagNaturalExt
 };
-constexpr CountTables makeCountTables() {
-    CountTables t{};
-    for (int vc = 0; vc <= 32; ++vc) {
-        const int filled = vc + ((32 - vc) & ~7);
-        t.beforeSymbol[vc] = static_cast<Kep8u>(vc < 8 ? filled : vc);
-        for (int s = 1; s < 16; ++s) t.afterExtra[s][vc] = static_cast<Kep8u>((vc < s ? filled : vc) - s);
+constexpr BlockTables makeBlockTables() {
+    BlockTables t{};
+    for (unsigned vc = 0; vc <= 32; ++vc) {
+        unsigned before = vc;
+        countCareful(before, 8, 0);
+        t.beforeSymbol[vc] = static_cast<Kep8u>(before);
+        for (unsigned s = 1; s < 16; ++s) {
+            unsigned after = vc;
+            countCareful(after, s, s);
+            t.afterExtra[s][vc] = static_cast<Kep8u>(after);
+        }
     }
+    for (int s = 0; s < 16; ++s) t.extendOffset[s] = s ? 1 - (1 << s) : 0;
+    for (int k = 0; k < 80; ++k) t.natural[k] = static_cast<Kep8u>(ownZigzagNaturalExt[k]);
     return t;
 }
-alignas(64) constexpr CountTables kCount = makeCountTables();
+alignas(64) constexpr BlockTables kTables = makeBlockTables();
 
 // With at least 32 bits held: the next symbol and the length of its code, or 0 when no code of
-// up to 16 bits matches. The register is not advanced.
-__attribute__((always_inline)) inline int symbol64(const Bits64& r, int& vc, const KepiDecodeHuffmanSpec* spec,
-                                                   int* sym) {
+// up to 16 bits matches; the careful reader's count before its extra bits. The register is not
+// advanced.
+__attribute__((always_inline)) inline unsigned symbol64(const Bits64& r, unsigned& vc,
+                                                        const KepiDecodeHuffmanSpec* spec, unsigned* sym) {
     const Kep32u look = spec->lookahead[r.acc >> 56];
-    int l = static_cast<int>(look >> 16);
+    unsigned l = look >> 16;
     if (__builtin_expect(l != 0, 1)) {
-        *sym = static_cast<int>(look & 0xFFFF);
-        vc = kCount.beforeSymbol[vc] - l;
+        *sym = look & 0xFFFF;
+        vc = kTables.beforeSymbol[vc] - l;
         return l;
     }
-    l = longCode(spec, static_cast<Kep32u>(r.acc >> 48), sym);
+    int symbol;
+    l = static_cast<unsigned>(longCode(spec, static_cast<Kep32u>(r.acc >> 48), &symbol));
     if (l == 0) return 0;
+    *sym = static_cast<unsigned>(symbol);
     countCareful(vc, 9, 9);
-    const int rest = l - 9;  // bits taken one at a time, filling when none is held
+    const unsigned rest = l - 9;  // bits taken one at a time, filling when none is held
     vc = vc >= rest ? vc - rest : 32 - (rest - vc);
     return l;
 }
 
-// Advances past a code of l bits and its s (1..15) extra bits, and returns those EXTENDed.
-// The extra bits come from the register as it was, so the two shifts do not wait on each other.
-__attribute__((always_inline)) inline Kep32s extend64(Bits64& r, int& vc, int l, int s) {
-    vc = kCount.afterExtra[s][vc];
-    const Kep32u v = static_cast<Kep32u>((r.acc << l) >> (64 - s));
-    r.acc <<= l + s;
-    r.bits -= l + s;
-    // v < 2^(s-1): v + 1 - 2^s, branch-free.
-    const Kep32s neg = static_cast<Kep32s>((v >> (s - 1)) ^ 1);
-    return static_cast<Kep32s>(v) - (neg << s) + neg;
+// Advances past a code of l bits and its s (1..15) extra bits, and returns those EXTENDed
+// (T.81 F.2.2.1) without a branch.
+__attribute__((always_inline)) inline Kep32s extend64(Bits64& r, unsigned& vc, unsigned l, unsigned s) {
+    vc = kTables.afterExtra[s][vc];
+    const Kep64u lead = r.acc << l;  // the extra bits at the top
+    const Kep32s v = static_cast<Kep32s>(lead >> (64 - s));
+    r.acc = lead << s;
+    r.bits -= static_cast<int>(l + s);
+    const Kep32s positive = static_cast<Kep32s>(static_cast<Kep64s>(lead) >> 63);  // leading bit 1
+    return v + (kTables.extendOffset[s] & ~positive);
 }
 
-__attribute__((always_inline)) inline void skip64(Bits64& r, int l) {
+__attribute__((always_inline)) inline void skip64(Bits64& r, unsigned l) {
     r.acc <<= l;
-    r.bits -= l;
+    r.bits -= static_cast<int>(l);
 }
+
+}  // namespace
+
+bool ownHuffDecodeBlock_fast(const OwnHuffSrc& src, Kep16s* pDst, Kep16s* pLastDC, const KepiDecodeHuffmanSpec* dc,
+                             const KepiDecodeHuffmanSpec* ac, KepiDecodeHuffmanState* st) {
+    const int pos0 = *src.pos, cnt0 = st->bitCount;
+    if (*src.marker != 0 || pos0 < 0 || pos0 > src.len || cnt0 < 0 || cnt0 > 32) return false;
+    const Kep32u buf0 = static_cast<Kep32u>(st->bitBuffer);
+    const Kep8u* const p = src.p;
+    const int len = src.len;
+    Bits64 r = {cnt0 ? static_cast<Kep64u>(buf0) << (64 - cnt0) : 0, cnt0, pos0, 0};
+    Vetted vet;
+    vet.stopped = false;
+    vet.nstuffed = 0;
+    unsigned vc = static_cast<unsigned>(cnt0);
+
+    clearBlock(pDst);
+    // Every symbol with its extra bits takes at most 16 + 15 bits.
+    unsigned sym, l;
+    if (!ensure32(r, p, len, &vet) || (l = symbol64(r, vc, dc, &sym)) == 0) return false;
+    const unsigned sdc = sym & 0x0F;
+    Kep32s diff = 0;
+    if (sdc)
+        diff = extend64(r, vc, l, sdc);
+    else
+        skip64(r, l);
+    const Kep16s lastDC = static_cast<Kep16s>(*pLastDC + diff);
+    pDst[0] = lastDC;
+
+    // k + the coefficients remaining = 64 throughout, so k is also the block position.
+    unsigned k = 1;
+    while (k < 64) {
+        if (!ensure32(r, p, len, &vet) || (l = symbol64(r, vc, ac, &sym)) == 0) return false;
+        const unsigned run = sym >> 4, s = sym & 0x0F;
+        if (__builtin_expect(s != 0, 1)) {
+            k += run;
+            const Kep32s v = extend64(r, vc, l, s);
+            const unsigned natural = kTables.natural[k];
+            if (natural > 63) return false;
+            pDst[natural] = static_cast<Kep16s>(v);
+            ++k;
+        } else {
+            skip64(r, l);
+            if (run != 15) break;
+            k += 16;
+        }
+    }
+
+    // Data bytes the careful reader has taken: the bits decoded and the bits it holds.
+    const int taken = (8 * r.loaded - r.bits + static_cast<int>(vc)) >> 3;
+    if (taken > r.loaded) {
+        r = slowLoad(r, p, len, &vet);
+        if (taken > r.loaded) return false;  // it would have met what stopped the loads
+    }
+    if (vet.nstuffed == 0 && taken >= 4) {
+        // No stuffing: the last four data bytes are the four source bytes before the position.
+        Kep32u last;
+        memcpy(&last, p + pos0 + taken - 4, 4);
+        st->bitBuffer = __builtin_bswap32(last);
+        *src.pos = pos0 + taken;
+    } else if (taken > 0) {
+        int end = pos0 + taken;
+        for (int i = 0; i < vet.nstuffed && vet.stuffed[i] < taken; ++i) ++end;
+        // The last (up to) four data bytes, read backwards: a zero after an 0xFF is its stuffing.
+        Kep32u last = 0;
+        int q = end;
+        const int n = taken < 4 ? taken : 4;
+        for (int i = 0; i < n; ++i) {
+            Kep32u b = p[--q];
+            if (b == 0 && q > pos0 && p[q - 1] == 0xFF) {
+                --q;
+                b = 0xFF;
+            }
+            last |= b << (8 * i);
+        }
+        st->bitBuffer = taken < 4 ? (buf0 << (8 * taken)) | last : last;
+        *src.pos = end;
+    }
+    *pLastDC = lastDC;
+    st->bitCount = static_cast<int>(vc);
+    st->blockPos = k;
+    return true;
+}
+
+namespace {
 
 // ---- Careful fill schedule, byte by byte -------------------------------------------------
 
@@ -251,87 +344,6 @@ struct Reader {
 };
 
 }  // namespace
-
-bool ownHuffDecodeBlock_fast(const OwnHuffSrc& src, Kep16s* pDst, Kep16s* pLastDC, const KepiDecodeHuffmanSpec* dc,
-                             const KepiDecodeHuffmanSpec* ac, KepiDecodeHuffmanState* st) {
-    const int pos0 = *src.pos, cnt0 = st->bitCount;
-    if (*src.marker != 0 || pos0 < 0 || pos0 > src.len || cnt0 < 0 || cnt0 > 32) return false;
-    const Kep32u buf0 = static_cast<Kep32u>(st->bitBuffer);
-    const Kep8u* const p = src.p;
-    const int len = src.len;
-    Bits64 r = {cnt0 ? static_cast<Kep64u>(buf0) << (64 - cnt0) : 0, cnt0, pos0, 0};
-    Vetted vet;
-    vet.stopped = false;
-    vet.nstuffed = 0;
-    int vc = cnt0;
-
-    clearBlock(pDst);
-    // Every symbol with its extra bits takes at most 16 + 15 bits.
-    int sym, l;
-    if (!ensure32(r, p, len, &vet) || (l = symbol64(r, vc, dc, &sym)) == 0) return false;
-    const int sdc = sym & 0x0F;
-    Kep32s diff = 0;
-    if (sdc)
-        diff = extend64(r, vc, l, sdc);
-    else
-        skip64(r, l);
-    const Kep16s lastDC = static_cast<Kep16s>(*pLastDC + diff);
-    pDst[0] = lastDC;
-
-    // k + the coefficients remaining = 64 throughout, so k is also the block position.
-    int k = 1;
-    while (k < 64) {
-        if (!ensure32(r, p, len, &vet) || (l = symbol64(r, vc, ac, &sym)) == 0) return false;
-        const int run = sym >> 4, s = sym & 0x0F;
-        if (__builtin_expect(s != 0, 1)) {
-            k += run;
-            const Kep32s v = extend64(r, vc, l, s);
-            const int natural = ownZigzagNaturalExt[k];
-            if (natural > 63) return false;
-            pDst[natural] = static_cast<Kep16s>(v);
-            ++k;
-        } else {
-            skip64(r, l);
-            if (run != 15) break;
-            k += 16;
-        }
-    }
-
-    // Data bytes the careful reader has taken: the bits decoded and the bits it holds.
-    const int taken = (8 * r.loaded - r.bits + vc) >> 3;
-    if (taken > r.loaded) {
-        r = slowLoad(r, p, len, &vet);
-        if (taken > r.loaded) return false;  // it would have met what stopped the loads
-    }
-    if (vet.nstuffed == 0 && taken >= 4) {
-        // No stuffing: the last four data bytes are the four source bytes before the position.
-        Kep32u last;
-        memcpy(&last, p + pos0 + taken - 4, 4);
-        st->bitBuffer = __builtin_bswap32(last);
-        *src.pos = pos0 + taken;
-    } else if (taken > 0) {
-        int end = pos0 + taken;
-        for (int i = 0; i < vet.nstuffed && vet.stuffed[i] < taken; ++i) ++end;
-        // The last (up to) four data bytes, read backwards: a zero after an 0xFF is its stuffing.
-        Kep32u last = 0;
-        int q = end;
-        const int n = taken < 4 ? taken : 4;
-        for (int i = 0; i < n; ++i) {
-            Kep32u b = p[--q];
-            if (b == 0 && q > pos0 && p[q - 1] == 0xFF) {
-                --q;
-                b = 0xFF;
-            }
-            last |= b << (8 * i);
-        }
-        st->bitBuffer = taken < 4 ? (buf0 << (8 * taken)) | last : last;
-        *src.pos = end;
-    }
-    *pLastDC = lastDC;
-    st->bitCount = vc;
-    st->blockPos = static_cast<Kep32u>(k);
-    return true;
-}
 
 bool ownHuffDecodeBlock_schedule(const OwnHuffSrc& src, Kep16s* pDst, Kep16s* pLastDC,
                                  const KepiDecodeHuffmanSpec* dc, const KepiDecodeHuffmanSpec* ac,
