@@ -99,6 +99,18 @@ constexpr ShuffleTable makeShuffleTable() {
 }
 alignas(16) constexpr ShuffleTable kZigzagShuffle = makeShuffleTable();
 
+// Natural index of each zigzag position, as bytes.
+struct NaturalTable {
+    Kep8u n[64];
+};
+constexpr NaturalTable makeNaturalTable() {
+    NaturalTable t{};
+    for (int k = 0; k < 64; ++k) t.n[k] = static_cast<Kep8u>(ownZigzagNaturalExt[k]);
+    return t;
+}
+alignas(64) constexpr NaturalTable kNaturalTable = makeNaturalTable();
+constexpr const Kep8u* kNatural = kNaturalTable.n;
+
 // Does the (j, i) shuffle take any lane? Zigzag positions 0..15 come from natural 0..32, 32..63
 // from natural 16..63: 13 of the 16 shuffles do something.
 constexpr bool used(int j, int i) {
@@ -159,27 +171,29 @@ bool ownHuffEncodeBlock_fast(const Kep16s* pSrc, const OwnHuffDst& dst, Kep16s* 
     w.put(((e & 0xFFFF) << s) | ownHuffExtraBits(diff, s), static_cast<int>(e >> 16) + s);  // up to 16 + 16 bits
 
     const Kep32u zrl = ac->entry[0xF0];
-    int prev = 0;
+    unsigned prev = 0;
     for (Kep64u m = nonzero >> 1 << 1; m; m &= m - 1) {
-        const int k = __builtin_ctzll(m);
-        int run = k - prev - 1;
+        const unsigned k = static_cast<unsigned>(__builtin_ctzll(m));
+        unsigned run = k - prev - 1;
         prev = k;
-        if (run > 15) {
+        if (__builtin_expect(run > 15, 0)) {
             if ((zrl >> 16) == 0) return false;
-            for (; run > 15; run -= 16) w.put(zrl & 0xFFFF, static_cast<int>(zrl >> 16));
+            for (unsigned z = run >> 4; z; --z) w.put(zrl & 0xFFFF, static_cast<int>(zrl >> 16));
+            run &= 15;
         }
-        const Kep32s v = pSrc[ownZigzagNaturalExt[k]];
+        const Kep32s v = pSrc[kNatural[k]];
         const Kep32s sign = v >> 31;
         // v != 0: category 1..16; -32768 (category 16) has no AC symbol: the careful path.
-        s = 32 - __builtin_clz(static_cast<Kep32u>((v ^ sign) - sign));
-        if (__builtin_expect(s > 15, 0)) return false;
-        e = ac->entry[run * 16 + s];
-        const int len = static_cast<int>(e >> 16);
+        const unsigned top = 31 ^ static_cast<unsigned>(__builtin_clz(static_cast<Kep32u>((v ^ sign) - sign)));
+        if (__builtin_expect(top > 14, 0)) return false;
+        const unsigned cat = top + 1;
+        e = ac->entry[run * 16 + cat];
+        const unsigned len = e >> 16;
         if (__builtin_expect(len == 0, 0)) return false;
         // Code and extra bits together, at most 16 + 15 bits. The extra bits are v, or v - 1
-        // when negative, whose bits from s up are then all ones: the xor clears them.
-        const Kep32u extra = static_cast<Kep32u>(v + sign) ^ (static_cast<Kep32u>(sign) << s);
-        w.put(((e & 0xFFFF) << s) | extra, len + s);
+        // when negative, whose bits from the category up are then all ones: the xor clears them.
+        const Kep32u extra = static_cast<Kep32u>(v + sign) ^ (static_cast<Kep32u>(sign) << cat);
+        w.put(((e & 0xFFFF) << cat) | extra, static_cast<int>(len + cat));
     }
     if (prev != 63) {
         e = ac->entry[0x00];
