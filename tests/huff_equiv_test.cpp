@@ -276,6 +276,57 @@ TEST(HuffEquivalence, FastKernelsTakeTypicalBlocksAndDeclineTheRest) {
         });
 }
 
+// Real scans block by block: the fast decoder (careful path where it declines) and the careful
+// path alone stay in step, state for state, across stuffed 0xFF bytes and up to the end of the scan,
+// and the fast decoder takes nearly every block, stuffed bytes included.
+TEST(HuffEquivalence, FastDecoderFollowsCarefulOverRealScans) {
+    for (int quality : {75, 95, 100}) {
+        hufftest::MakeOptions o;
+        o.width = 200;
+        o.height = 120;
+        o.hSamp = 2;
+        o.vSamp = quality == 75 ? 2 : 1;
+        o.quality = quality;
+        o.seed = static_cast<uint64_t>(quality);
+        hufftest::JpegFile f = hufftest::readJpeg(hufftest::makeJpeg(o));
+        KepiDecodeHuffmanSpec dc[4], ac[4];
+        for (int t = 0; t < 4; ++t) {
+            if (f.dc[t].count()) dc[t] = hufftest::decSpec(f.dc[t]);
+            if (f.ac[t].count()) ac[t] = hufftest::decSpec(f.ac[t]);
+        }
+        const Kep8u* scan = f.bytes.data() + f.scanStart;
+        const int len = static_cast<int>(f.bytes.size() - f.scanStart);
+        struct Side {
+            KepiDecodeHuffmanState st = {};
+            int pos = 0, marker = 0;
+            Kep16s lastDC[4] = {};
+            Kep16s out[64];
+        } fast, careful;
+        int blocks = 0, taken = 0, takenAcrossStuffing = 0;
+        hufftest::forEachBlock(f, [&](int c, int bx, int by, int) {
+            const auto& comp = f.comps[static_cast<size_t>(c)];
+            const KepiDecodeHuffmanSpec *d = &dc[comp.dcTable], *a = &ac[comp.acTable];
+            const int before = fast.pos;
+            const OwnHuffSrc srcF = {scan, len, &fast.pos, &fast.marker}, srcC = {scan, len, &careful.pos, &careful.marker};
+            KepResult rF = kepOk;
+            if (ownHuffDecodeBlock_fast(srcF, fast.out, &fast.lastDC[c], d, a, &fast.st)) {
+                ++taken;
+                if (std::memchr(scan + before, 0xFF, static_cast<size_t>(fast.pos - before))) ++takenAcrossStuffing;
+            } else {
+                rF = ownHuffDecodeBlock_careful(srcF, fast.out, &fast.lastDC[c], d, a, &fast.st);
+            }
+            const KepResult rC = ownHuffDecodeBlock_careful(srcC, careful.out, &careful.lastDC[c], d, a, &careful.st);
+            ++blocks;
+            ASSERT_EQ(rC, rF) << "q" << quality << " block " << blocks;
+            ASSERT_EQ(kepOk, rC);
+            ASSERT_EQ(0, memcmp(&fast, &careful, sizeof fast)) << "q" << quality << " block " << blocks;
+            ASSERT_EQ(0, memcmp(careful.out, f.block(c, bx, by), sizeof careful.out));
+        });
+        EXPECT_GT(taken, blocks - 8) << "q" << quality;
+        EXPECT_GT(takenAcrossStuffing, 0) << "q" << quality;
+    }
+}
+
 // ---- Direct forms ---------------------------------------------------------------------------
 
 // The Direct decoder on a source that ends in a marker equals the stateful decoder given the
