@@ -81,71 +81,93 @@ inline int category(Kep32s v) {
     return a ? 32 - __builtin_clz(a) : 0;
 }
 
-// Zigzag order of flag bytes with PSHUFB: output vector j (zigzag positions 16j..16j+15) is the
-// OR over input vectors i (natural positions 16i..16i+15) of a shuffle that takes the lanes
-// whose natural position lies in input i and zeroes the others (control byte 0x80).
+// The block in zigzag order with PSHUFB: output vector o (zigzag positions 8o..8o+7) is the OR
+// over the rows i it draws from of a shuffle of row i that takes the lanes whose natural
+// position lies in that row and zeroes the others (control bytes 0x80). 36 of the 64 (o, i)
+// shuffles take something.
 struct ShuffleTable {
-    Kep8u ctrl[4][4][16];
+    Kep8u ctrl[8][8][16];
 };
 constexpr ShuffleTable makeShuffleTable() {
     ShuffleTable t{};
-    for (int j = 0; j < 4; ++j)
-        for (int i = 0; i < 4; ++i)
-            for (int b = 0; b < 16; ++b) {
-                const int n = ownZigzagNaturalExt[16 * j + b];
-                t.ctrl[j][i][b] = static_cast<Kep8u>(n / 16 == i ? n % 16 : 0x80);
+    for (int o = 0; o < 8; ++o)
+        for (int i = 0; i < 8; ++i)
+            for (int j = 0; j < 8; ++j) {
+                const int n = ownZigzagNaturalExt[8 * o + j];
+                const bool here = n / 8 == i;
+                t.ctrl[o][i][2 * j] = static_cast<Kep8u>(here ? 2 * (n % 8) : 0x80);
+                t.ctrl[o][i][2 * j + 1] = static_cast<Kep8u>(here ? 2 * (n % 8) + 1 : 0x80);
             }
     return t;
 }
 alignas(16) constexpr ShuffleTable kZigzagShuffle = makeShuffleTable();
 
-// Natural index of each zigzag position, as bytes.
-struct NaturalTable {
-    Kep8u n[64];
-};
-constexpr NaturalTable makeNaturalTable() {
-    NaturalTable t{};
-    for (int k = 0; k < 64; ++k) t.n[k] = static_cast<Kep8u>(ownZigzagNaturalExt[k]);
-    return t;
-}
-alignas(64) constexpr NaturalTable kNaturalTable = makeNaturalTable();
-constexpr const Kep8u* kNatural = kNaturalTable.n;
-
-// Does the (j, i) shuffle take any lane? Zigzag positions 0..15 come from natural 0..32, 32..63
-// from natural 16..63: 13 of the 16 shuffles do something.
-constexpr bool used(int j, int i) {
+constexpr bool used(int o, int i) {
     for (int b = 0; b < 16; ++b)
-        if (kZigzagShuffle.ctrl[j][i][b] != 0x80) return true;
+        if (kZigzagShuffle.ctrl[o][i][b] != 0x80) return true;
     return false;
 }
 
-template <int j, int i>
-inline __m128i gather(__m128i acc, const __m128i* zero) {
-    if constexpr (used(j, i))
-        return _mm_or_si128(acc, _mm_shuffle_epi8(zero[i], _mm_load_si128(reinterpret_cast<const __m128i*>(kZigzagShuffle.ctrl[j][i]))));
+template <int o, int i>
+inline __m128i gather(__m128i acc, const __m128i* row) {
+    if constexpr (used(o, i))
+        return _mm_or_si128(acc, _mm_shuffle_epi8(row[i], _mm_load_si128(reinterpret_cast<const __m128i*>(kZigzagShuffle.ctrl[o][i]))));
     return acc;
 }
 
-template <int j>
-inline Kep64u zigzagZeroBits(const __m128i* zero) {
+template <int o>
+inline __m128i zigzagRow(const __m128i* row) {
     __m128i acc = _mm_setzero_si128();
-    acc = gather<j, 0>(acc, zero);
-    acc = gather<j, 1>(acc, zero);
-    acc = gather<j, 2>(acc, zero);
-    acc = gather<j, 3>(acc, zero);
-    return static_cast<Kep64u>(static_cast<Kep16u>(_mm_movemask_epi8(acc))) << (16 * j);
+    acc = gather<o, 0>(acc, row);
+    acc = gather<o, 1>(acc, row);
+    acc = gather<o, 2>(acc, row);
+    acc = gather<o, 3>(acc, row);
+    acc = gather<o, 4>(acc, row);
+    acc = gather<o, 5>(acc, row);
+    acc = gather<o, 6>(acc, row);
+    acc = gather<o, 7>(acc, row);
+    return acc;
 }
 
-// Bit k set when zigzag coefficient k is nonzero.
-inline Kep64u zigzagNonzero(const Kep16s* p) {
-    __m128i zero[4];
+// Low s bits.
+constexpr Kep32u kLowBits[17] = {0,     1,     3,     7,     15,     31,     63,     127,   255,
+                                  511,   1023,  2047,  4095,  8191,   16383,  32767,  65535};
+
+// What the run-length loop needs of a block, all in zigzag order.
+struct Zigzagged {
+    alignas(16) Kep8u category[64];  // number of bits of |v|: 0..15, 16 for -32768
+    alignas(16) Kep16s extra[64];    // v, or v - 1 when negative (the extra bits below the category)
+};
+
+// Categories of eight |v| (as unsigned 16-bit values) as bytes: the exponent of |v| converted to
+// float is 127 + floor(log2 |v|), 0 for 0; the saturating subtraction of 126 gives the number of
+// bits, and 0 for 0.
+inline __m128i exponents(__m128i a) {
     const __m128i z = _mm_setzero_si128();
-    for (int i = 0; i < 4; ++i) {
-        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * i));
-        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * i + 8));
-        zero[i] = _mm_packs_epi16(_mm_cmpeq_epi16(a, z), _mm_cmpeq_epi16(b, z));
+    const __m128i lo = _mm_srli_epi32(_mm_castps_si128(_mm_cvtepi32_ps(_mm_unpacklo_epi16(a, z))), 23);
+    const __m128i hi = _mm_srli_epi32(_mm_castps_si128(_mm_cvtepi32_ps(_mm_unpackhi_epi16(a, z))), 23);
+    return _mm_packs_epi32(lo, hi);
+}
+
+// Fills zz and returns the mask with bit k set when zigzag coefficient k is nonzero.
+inline Kep64u zigzag(const Kep16s* p, Zigzagged* zz) {
+    __m128i row[8];
+    for (int i = 0; i < 8; ++i) row[i] = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 8 * i));
+    const __m128i v[8] = {zigzagRow<0>(row), zigzagRow<1>(row), zigzagRow<2>(row), zigzagRow<3>(row),
+                          zigzagRow<4>(row), zigzagRow<5>(row), zigzagRow<6>(row), zigzagRow<7>(row)};
+    const __m128i z = _mm_setzero_si128(), bias = _mm_set1_epi8(126);
+    Kep64u zero = 0;
+    for (int h = 0; h < 4; ++h) {
+        const __m128i a = v[2 * h], b = v[2 * h + 1];
+        zero |= static_cast<Kep64u>(static_cast<Kep16u>(
+                    _mm_movemask_epi8(_mm_packs_epi16(_mm_cmpeq_epi16(a, z), _mm_cmpeq_epi16(b, z)))))
+                << (16 * h);
+        const __m128i e = _mm_packus_epi16(exponents(_mm_abs_epi16(a)), exponents(_mm_abs_epi16(b)));
+        _mm_store_si128(reinterpret_cast<__m128i*>(zz->category + 16 * h), _mm_subs_epu8(e, bias));
+        _mm_store_si128(reinterpret_cast<__m128i*>(zz->extra + 16 * h), _mm_add_epi16(a, _mm_srai_epi16(a, 15)));
+        _mm_store_si128(reinterpret_cast<__m128i*>(zz->extra + 16 * h + 8), _mm_add_epi16(b, _mm_srai_epi16(b, 15)));
     }
-    return ~(zigzagZeroBits<0>(zero) | zigzagZeroBits<1>(zero) | zigzagZeroBits<2>(zero) | zigzagZeroBits<3>(zero));
+    return ~zero;
 }
 
 }  // namespace
@@ -156,7 +178,8 @@ bool ownHuffEncodeBlock_fast(const Kep16s* pSrc, const OwnHuffDst& dst, Kep16s* 
     const int pos0 = *dst.pos;
     if (pos0 < 0 || dst.len - pos0 < kOwnHuffFastEncodeRoom) return false;
 
-    const Kep64u nonzero = zigzagNonzero(pSrc);
+    Zigzagged zz;
+    const Kep64u nonzero = zigzag(pSrc, &zz);
 
     Writer w;
     w.free = 64 - st->bitCount;
@@ -181,18 +204,14 @@ bool ownHuffEncodeBlock_fast(const Kep16s* pSrc, const OwnHuffDst& dst, Kep16s* 
             for (unsigned z = run >> 4; z; --z) w.put(zrl & 0xFFFF, static_cast<int>(zrl >> 16));
             run &= 15;
         }
-        const Kep32s v = pSrc[kNatural[k]];
-        const Kep32s sign = v >> 31;
-        // v != 0: category 1..16; -32768 (category 16) has no AC symbol: the careful path.
-        const unsigned top = 31 ^ static_cast<unsigned>(__builtin_clz(static_cast<Kep32u>((v ^ sign) - sign)));
-        if (__builtin_expect(top > 14, 0)) return false;
-        const unsigned cat = top + 1;
+        // Category 16 (-32768) has no AC symbol: the careful path.
+        const unsigned cat = zz.category[k];
+        if (__builtin_expect(cat > 15, 0)) return false;
         e = ac->entry[run * 16 + cat];
         const unsigned len = e >> 16;
         if (__builtin_expect(len == 0, 0)) return false;
-        // Code and extra bits together, at most 16 + 15 bits. The extra bits are v, or v - 1
-        // when negative, whose bits from the category up are then all ones: the xor clears them.
-        const Kep32u extra = static_cast<Kep32u>(v + sign) ^ (static_cast<Kep32u>(sign) << cat);
+        // Code and extra bits together, at most 16 + 15 bits.
+        const Kep32u extra = static_cast<Kep32u>(zz.extra[k]) & kLowBits[cat];
         w.put(((e & 0xFFFF) << cat) | extra, static_cast<int>(len + cat));
     }
     if (prev != 63) {
