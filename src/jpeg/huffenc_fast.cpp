@@ -149,25 +149,24 @@ inline __m128i exponents(__m128i a) {
     return _mm_packs_epi32(lo, hi);
 }
 
+// Zigzag positions 16h..16h+15 into zz; returns their zero flags as bits 16h..16h+15.
+template <int h>
+inline Kep64u zigzagPair(const __m128i* row, Zigzagged* zz) {
+    const __m128i a = zigzagRow<2 * h>(row), b = zigzagRow<2 * h + 1>(row);
+    const __m128i z = _mm_setzero_si128();
+    const Kep64u zero = static_cast<Kep16u>(_mm_movemask_epi8(_mm_packs_epi16(_mm_cmpeq_epi16(a, z), _mm_cmpeq_epi16(b, z))));
+    const __m128i e = _mm_packus_epi16(exponents(_mm_abs_epi16(a)), exponents(_mm_abs_epi16(b)));
+    _mm_store_si128(reinterpret_cast<__m128i*>(zz->category + 16 * h), _mm_subs_epu8(e, _mm_set1_epi8(126)));
+    _mm_store_si128(reinterpret_cast<__m128i*>(zz->extra + 16 * h), _mm_add_epi16(a, _mm_srai_epi16(a, 15)));
+    _mm_store_si128(reinterpret_cast<__m128i*>(zz->extra + 16 * h + 8), _mm_add_epi16(b, _mm_srai_epi16(b, 15)));
+    return zero << (16 * h);
+}
+
 // Fills zz and returns the mask with bit k set when zigzag coefficient k is nonzero.
 inline Kep64u zigzag(const Kep16s* p, Zigzagged* zz) {
     __m128i row[8];
     for (int i = 0; i < 8; ++i) row[i] = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 8 * i));
-    const __m128i v[8] = {zigzagRow<0>(row), zigzagRow<1>(row), zigzagRow<2>(row), zigzagRow<3>(row),
-                          zigzagRow<4>(row), zigzagRow<5>(row), zigzagRow<6>(row), zigzagRow<7>(row)};
-    const __m128i z = _mm_setzero_si128(), bias = _mm_set1_epi8(126);
-    Kep64u zero = 0;
-    for (int h = 0; h < 4; ++h) {
-        const __m128i a = v[2 * h], b = v[2 * h + 1];
-        zero |= static_cast<Kep64u>(static_cast<Kep16u>(
-                    _mm_movemask_epi8(_mm_packs_epi16(_mm_cmpeq_epi16(a, z), _mm_cmpeq_epi16(b, z)))))
-                << (16 * h);
-        const __m128i e = _mm_packus_epi16(exponents(_mm_abs_epi16(a)), exponents(_mm_abs_epi16(b)));
-        _mm_store_si128(reinterpret_cast<__m128i*>(zz->category + 16 * h), _mm_subs_epu8(e, bias));
-        _mm_store_si128(reinterpret_cast<__m128i*>(zz->extra + 16 * h), _mm_add_epi16(a, _mm_srai_epi16(a, 15)));
-        _mm_store_si128(reinterpret_cast<__m128i*>(zz->extra + 16 * h + 8), _mm_add_epi16(b, _mm_srai_epi16(b, 15)));
-    }
-    return ~zero;
+    return ~(zigzagPair<0>(row, zz) | zigzagPair<1>(row, zz) | zigzagPair<2>(row, zz) | zigzagPair<3>(row, zz));
 }
 
 }  // namespace
