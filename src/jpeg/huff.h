@@ -141,6 +141,11 @@ KEP_HIDDEN bool ownHuffEncodeBlock_fast(const Kep16s* pSrc, const OwnHuffDst& ds
                                         const KepiEncodeHuffmanSpec* dc, const KepiEncodeHuffmanSpec* ac,
                                         KepiEncodeHuffmanState* st);
 
+// Codes one block: the fast kernel, or the careful path where it declines.
+KEP_HIDDEN KepResult ownHuffEncodeBlock(const Kep16s* pSrc, Kep8u* pDst, int dstLenBytes, int* pDstCurrPos,
+                                        Kep16s* pLastDC, const KepiEncodeHuffmanSpec* dc,
+                                        const KepiEncodeHuffmanSpec* ac, KepiEncodeHuffmanState* st);
+
 // Worst case of one block: 7 pending bits + DC (16 + 16) + 63 * (16 + 16) + EOB 16 = 2071 bits,
 // at most 258 whole bytes, each possibly followed by a stuffed zero.
 constexpr int kOwnHuffFastEncodeRoom = 2 * (2071 / 8);
@@ -193,6 +198,10 @@ KEP_HIDDEN KepResult ownHuffDecodeBlock_careful(const OwnHuffSrc& src, Kep16s* p
 KEP_HIDDEN bool ownHuffDecodeBlock_fast(const OwnHuffSrc& src, Kep16s* pDst, Kep16s* pLastDC,
                                         const KepiDecodeHuffmanSpec* dc, const KepiDecodeHuffmanSpec* ac,
                                         KepiDecodeHuffmanState* st);
+// Decodes one block: the fast kernel, or the careful path where it declines.
+KEP_HIDDEN KepResult ownHuffDecodeBlock(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos, Kep16s* pDst,
+                                        Kep16s* pLastDC, int* pMarker, const KepiDecodeHuffmanSpec* dc,
+                                        const KepiDecodeHuffmanSpec* ac, KepiDecodeHuffmanState* st);
 // The same for a source without a known length (the Direct form): it performs the careful path's
 // fills byte by byte and so never reads a byte the careful path would not read.
 KEP_HIDDEN bool ownHuffDecodeBlock_schedule(const OwnHuffSrc& src, Kep16s* pDst, Kep16s* pLastDC,

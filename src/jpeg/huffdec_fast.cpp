@@ -201,10 +201,10 @@ __attribute__((always_inline)) inline void skip64(Bits64& r, unsigned l) {
     r.bits -= static_cast<int>(l);
 }
 
-}  // namespace
 
-bool ownHuffDecodeBlock_fast(const OwnHuffSrc& src, Kep16s* pDst, Kep16s* pLastDC, const KepiDecodeHuffmanSpec* dc,
-                             const KepiDecodeHuffmanSpec* ac, KepiDecodeHuffmanState* st) {
+__attribute__((always_inline)) inline bool decodeFast(const OwnHuffSrc& src, Kep16s* pDst, Kep16s* pLastDC,
+                                                      const KepiDecodeHuffmanSpec* dc, const KepiDecodeHuffmanSpec* ac,
+                                                      KepiDecodeHuffmanState* st) {
     const int pos0 = *src.pos, cnt0 = st->bitCount;
     if (*src.marker != 0 || pos0 < 0 || pos0 > src.len || cnt0 < 0 || cnt0 > 32) return false;
     const Kep32u buf0 = static_cast<Kep32u>(st->bitBuffer);
@@ -282,6 +282,22 @@ bool ownHuffDecodeBlock_fast(const OwnHuffSrc& src, Kep16s* pDst, Kep16s* pLastD
     st->bitCount = static_cast<int>(vc);
     st->blockPos = k;
     return true;
+}
+
+}  // namespace
+
+bool ownHuffDecodeBlock_fast(const OwnHuffSrc& src, Kep16s* pDst, Kep16s* pLastDC, const KepiDecodeHuffmanSpec* dc,
+                             const KepiDecodeHuffmanSpec* ac, KepiDecodeHuffmanState* st) {
+    return decodeFast(src, pDst, pLastDC, dc, ac, st);
+}
+
+// The kernel inlined here and the careful path as a tail call, so that an export pays one jump.
+KepResult ownHuffDecodeBlock(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos, Kep16s* pDst, Kep16s* pLastDC,
+                             int* pMarker, const KepiDecodeHuffmanSpec* dc, const KepiDecodeHuffmanSpec* ac,
+                             KepiDecodeHuffmanState* st) {
+    const OwnHuffSrc src = {pSrc, srcLenBytes, pSrcCurrPos, pMarker};
+    if (decodeFast(src, pDst, pLastDC, dc, ac, st)) return kepOk;
+    return ownHuffDecodeBlock_careful(src, pDst, pLastDC, dc, ac, st);
 }
 
 namespace {

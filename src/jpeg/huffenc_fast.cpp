@@ -169,11 +169,9 @@ inline Kep64u zigzag(const Kep16s* p, Zigzagged* zz) {
     return ~(zigzagPair<0>(row, zz) | zigzagPair<1>(row, zz) | zigzagPair<2>(row, zz) | zigzagPair<3>(row, zz));
 }
 
-}  // namespace
-
-bool ownHuffEncodeBlock_fast(const Kep16s* pSrc, const OwnHuffDst& dst, Kep16s* pLastDC,
-                             const KepiEncodeHuffmanSpec* dc, const KepiEncodeHuffmanSpec* ac,
-                             KepiEncodeHuffmanState* st) {
+__attribute__((always_inline)) inline bool encodeFast(const Kep16s* pSrc, const OwnHuffDst& dst, Kep16s* pLastDC,
+                                                      const KepiEncodeHuffmanSpec* dc, const KepiEncodeHuffmanSpec* ac,
+                                                      KepiEncodeHuffmanState* st) {
     const int pos0 = *dst.pos;
     if (pos0 < 0 || dst.len - pos0 < kOwnHuffFastEncodeRoom) return false;
 
@@ -227,4 +225,21 @@ bool ownHuffEncodeBlock_fast(const Kep16s* pSrc, const OwnHuffDst& dst, Kep16s* 
     *pLastDC = pSrc[0];
     *dst.pos = static_cast<int>(w.out - dst.p);
     return true;
+}
+
+}  // namespace
+
+bool ownHuffEncodeBlock_fast(const Kep16s* pSrc, const OwnHuffDst& dst, Kep16s* pLastDC,
+                             const KepiEncodeHuffmanSpec* dc, const KepiEncodeHuffmanSpec* ac,
+                             KepiEncodeHuffmanState* st) {
+    return encodeFast(pSrc, dst, pLastDC, dc, ac, st);
+}
+
+// The kernel inlined here and the careful path as a tail call, so that an export pays one jump.
+KepResult ownHuffEncodeBlock(const Kep16s* pSrc, Kep8u* pDst, int dstLenBytes, int* pDstCurrPos, Kep16s* pLastDC,
+                             const KepiEncodeHuffmanSpec* dc, const KepiEncodeHuffmanSpec* ac,
+                             KepiEncodeHuffmanState* st) {
+    const OwnHuffDst dst = {pDst, dstLenBytes, pDstCurrPos};
+    if (encodeFast(pSrc, dst, pLastDC, dc, ac, st)) return kepOk;
+    return ownHuffEncodeBlock_careful(pSrc, dst, pLastDC, dc, ac, st);
 }

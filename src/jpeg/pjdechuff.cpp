@@ -160,9 +160,7 @@ KepResult own_kepiDecodeHuffman8x8_JPEG_1u16s_C1(const Kep8u* pSrc, int srcLenBy
     if (!pSrcCurrPos || !pDst || !pLastDC || !pMarker || !pDcTable || !pAcTable || !pDecHuffState)
         return kepErrNullPtr;
 
-    const OwnHuffSrc src = {pSrc, srcLenBytes, pSrcCurrPos, pMarker};
-    if (ownHuffDecodeBlock_fast(src, pDst, pLastDC, pDcTable, pAcTable, pDecHuffState)) return kepOk;
-    return ownHuffDecodeBlock_careful(src, pDst, pLastDC, pDcTable, pAcTable, pDecHuffState);
+    return ownHuffDecodeBlock(pSrc, srcLenBytes, pSrcCurrPos, pDst, pLastDC, pMarker, pDcTable, pAcTable, pDecHuffState);
 }
 
 // The Direct form keeps the reader's bits and position with the caller; it has no length, so the
