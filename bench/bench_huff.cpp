@@ -1,8 +1,23 @@
 // Baseline Huffman coding of a whole 2.3-megapixel image (1920x1200, 4:2:0, example tables) at
-// quality 75 and 95, against libjpeg-turbo on the same file: our decoder over every block of the
-// scan against jpeg_read_coefficients, and our encoder (with the flush) against
-// jpeg_write_coefficients of the same coefficients. The careful path alone is measured too.
-// Compare the "s/image" counters of the pairs.
+// quality 75 and 95, against libjpeg-turbo on the same file. Compare the "s/image" counters of
+// the pairs.
+//
+// What each side measures, per iteration:
+// - HuffDecode_ours: every block of the scan decoded through the export into one preallocated
+//   coefficient buffer (state Init, last-DC values, the tables of each block looked up once
+//   beforehand, as a codec would per component). Entropy decoding only.
+// - HuffDecode_libjpeg: jpeg_create_decompress, jpeg_mem_src, jpeg_read_header and
+//   jpeg_read_coefficients of the same file (which decodes every block into whole-image
+//   coefficient arrays it allocates), then jpeg_finish_decompress and jpeg_destroy_decompress:
+//   besides the entropy decoding, the marker parsing, the allocation and zeroing of those arrays
+//   and the teardown.
+// - HuffEncode_ours: every block encoded through the export into a preallocated buffer, then
+//   the flush. Entropy coding only.
+// - HuffEncode_libjpeg: jpeg_create_compress, jpeg_mem_dest (reusing the buffer of the previous
+//   iteration), jpeg_copy_critical_parameters, jpeg_write_coefficients of the coefficients read
+//   from the file, jpeg_finish_compress and jpeg_destroy_compress: besides the entropy coding,
+//   writing the markers and copying the blocks out of its coefficient arrays.
+// The careful path alone is measured too.
 //
 //   build/bench/kep_bench --benchmark_filter=Huff --benchmark_min_time=0.5
 

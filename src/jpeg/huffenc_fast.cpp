@@ -1,8 +1,10 @@
-// Fast whole-block baseline encoder: a 64-bit mask of the nonzero coefficients, found with SSE2
-// and put in zigzag order with SSSE3 byte shuffles, drives the run-length loop, so
-// only nonzero coefficients are loaded; the bits collect in a 64-bit register from which eight
-// bytes at a time go out when none of them is 0xFF. It produces the same bytes and the same final
-// state as the bit writer of pjenchuff.cpp.
+// Fast whole-block baseline encoder. SSSE3 puts the block in zigzag order up front (byte
+// shuffles of the eight rows) and derives, for all 64 coefficients at once, the mask of the
+// nonzero ones, their categories (from the exponent of |v| converted to float) and their extra
+// bits (v, or v - 1 when negative). The run-length loop then visits only the nonzero
+// coefficients, with two loads each, so the chain from one symbol to the next is short. The bits
+// collect in a 64-bit register from which eight bytes at a time go out when none of them is
+// 0xFF. It produces the same bytes and the same final state as the bit writer of pjenchuff.cpp.
 
 #include <tmmintrin.h>
 
