@@ -83,67 +83,72 @@ inline int category(Kep32s v) {
     return a ? 32 - __builtin_clz(a) : 0;
 }
 
-// The block in zigzag order with PSHUFB: output vector o (zigzag positions 8o..8o+7) is the OR
-// over the rows i it draws from of a shuffle of row i that takes the lanes whose natural
-// position lies in that row and zeroes the others (control bytes 0x80). 36 of the 64 (o, i)
-// shuffles take something.
+// Categories in zigzag order with PSHUFB: the 64 category bytes, in natural order in four
+// vectors, are gathered into zigzag vector j (positions 16j..16j+15) as the OR over input
+// vectors i of a shuffle that takes the bytes whose natural position lies in input i and zeroes
+// the others (control byte 0x80); 13 of the 16 (j, i) shuffles take something.
 struct ShuffleTable {
-    Kep8u ctrl[8][8][16];
+    Kep8u ctrl[4][4][16];
 };
 constexpr ShuffleTable makeShuffleTable() {
     ShuffleTable t{};
-    for (int o = 0; o < 8; ++o)
-        for (int i = 0; i < 8; ++i)
-            for (int j = 0; j < 8; ++j) {
-                const int n = ownZigzagNaturalExt[8 * o + j];
-                const bool here = n / 8 == i;
-                t.ctrl[o][i][2 * j] = static_cast<Kep8u>(here ? 2 * (n % 8) : 0x80);
-                t.ctrl[o][i][2 * j + 1] = static_cast<Kep8u>(here ? 2 * (n % 8) + 1 : 0x80);
+    for (int j = 0; j < 4; ++j)
+        for (int i = 0; i < 4; ++i)
+            for (int b = 0; b < 16; ++b) {
+                const int n = ownZigzagNaturalExt[16 * j + b];
+                t.ctrl[j][i][b] = static_cast<Kep8u>(n / 16 == i ? n % 16 : 0x80);
             }
     return t;
 }
 alignas(16) constexpr ShuffleTable kZigzagShuffle = makeShuffleTable();
 
-constexpr bool used(int o, int i) {
+constexpr bool used(int j, int i) {
     for (int b = 0; b < 16; ++b)
-        if (kZigzagShuffle.ctrl[o][i][b] != 0x80) return true;
+        if (kZigzagShuffle.ctrl[j][i][b] != 0x80) return true;
     return false;
 }
 
-template <int o, int i>
-inline __m128i gather(__m128i acc, const __m128i* row) {
-    if constexpr (used(o, i))
-        return _mm_or_si128(acc, _mm_shuffle_epi8(row[i], _mm_load_si128(reinterpret_cast<const __m128i*>(kZigzagShuffle.ctrl[o][i]))));
+template <int j, int i>
+inline __m128i gather(__m128i acc, const __m128i* natural) {
+    if constexpr (used(j, i))
+        return _mm_or_si128(acc, _mm_shuffle_epi8(natural[i], _mm_load_si128(reinterpret_cast<const __m128i*>(kZigzagShuffle.ctrl[j][i]))));
     return acc;
 }
 
-template <int o>
-inline __m128i zigzagRow(const __m128i* row) {
+template <int j>
+inline __m128i zigzagBytes(const __m128i* natural) {
     __m128i acc = _mm_setzero_si128();
-    acc = gather<o, 0>(acc, row);
-    acc = gather<o, 1>(acc, row);
-    acc = gather<o, 2>(acc, row);
-    acc = gather<o, 3>(acc, row);
-    acc = gather<o, 4>(acc, row);
-    acc = gather<o, 5>(acc, row);
-    acc = gather<o, 6>(acc, row);
-    acc = gather<o, 7>(acc, row);
+    acc = gather<j, 0>(acc, natural);
+    acc = gather<j, 1>(acc, natural);
+    acc = gather<j, 2>(acc, natural);
+    acc = gather<j, 3>(acc, natural);
     return acc;
 }
+
+// Natural index of each zigzag position, as bytes.
+struct NaturalTable {
+    Kep8u n[64];
+};
+constexpr NaturalTable makeNaturalTable() {
+    NaturalTable t{};
+    for (int k = 0; k < 64; ++k) t.n[k] = static_cast<Kep8u>(ownZigzagNaturalExt[k]);
+    return t;
+}
+alignas(64) constexpr NaturalTable kNatural = makeNaturalTable();
 
 // Low s bits.
 constexpr Kep32u kLowBits[17] = {0,     1,     3,     7,     15,     31,     63,     127,   255,
                                   511,   1023,  2047,  4095,  8191,   16383,  32767,  65535};
 
-// What the run-length loop needs of a block, all in zigzag order.
-struct Zigzagged {
-    alignas(16) Kep8u category[64];  // number of bits of |v|: 0..15, 16 for -32768
-    alignas(16) Kep16s extra[64];    // v, or v - 1 when negative (the extra bits below the category)
+// What the run-length loop needs of a block.
+struct Prepared {
+    alignas(16) Kep8u category[64];  // zigzag order: number of bits of |v|, 0..15, 16 for -32768
+    alignas(16) Kep16s extra[64];    // natural order: v, or v - 1 when negative
 };
 
-// Categories of eight |v| (as unsigned 16-bit values) as bytes: the exponent of |v| converted to
-// float is 127 + floor(log2 |v|), 0 for 0; the saturating subtraction of 126 gives the number of
-// bits, and 0 for 0.
+// Categories of eight |v| (as unsigned 16-bit values): the exponent of |v| converted to float
+// is 127 + floor(log2 |v|), 0 for 0; the caller's saturating subtraction of 126 gives the number
+// of bits, and 0 for 0.
 inline __m128i exponents(__m128i a) {
     const __m128i z = _mm_setzero_si128();
     const __m128i lo = _mm_srli_epi32(_mm_castps_si128(_mm_cvtepi32_ps(_mm_unpacklo_epi16(a, z))), 23);
@@ -151,24 +156,29 @@ inline __m128i exponents(__m128i a) {
     return _mm_packs_epi32(lo, hi);
 }
 
-// Zigzag positions 16h..16h+15 into zz; returns their zero flags as bits 16h..16h+15.
-template <int h>
-inline Kep64u zigzagPair(const __m128i* row, Zigzagged* zz) {
-    const __m128i a = zigzagRow<2 * h>(row), b = zigzagRow<2 * h + 1>(row);
+// Fills pr and returns the mask with bit k set when zigzag coefficient k is nonzero (category
+// above 0).
+inline Kep64u prepare(const Kep16s* p, Prepared* pr) {
+    __m128i cat[4];
+    for (int i = 0; i < 4; ++i) {
+        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * i));
+        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * i + 8));
+        _mm_store_si128(reinterpret_cast<__m128i*>(pr->extra + 16 * i), _mm_add_epi16(a, _mm_srai_epi16(a, 15)));
+        _mm_store_si128(reinterpret_cast<__m128i*>(pr->extra + 16 * i + 8), _mm_add_epi16(b, _mm_srai_epi16(b, 15)));
+        cat[i] = _mm_subs_epu8(_mm_packus_epi16(exponents(_mm_abs_epi16(a)), exponents(_mm_abs_epi16(b))), _mm_set1_epi8(126));
+    }
     const __m128i z = _mm_setzero_si128();
-    const Kep64u zero = static_cast<Kep16u>(_mm_movemask_epi8(_mm_packs_epi16(_mm_cmpeq_epi16(a, z), _mm_cmpeq_epi16(b, z))));
-    const __m128i e = _mm_packus_epi16(exponents(_mm_abs_epi16(a)), exponents(_mm_abs_epi16(b)));
-    _mm_store_si128(reinterpret_cast<__m128i*>(zz->category + 16 * h), _mm_subs_epu8(e, _mm_set1_epi8(126)));
-    _mm_store_si128(reinterpret_cast<__m128i*>(zz->extra + 16 * h), _mm_add_epi16(a, _mm_srai_epi16(a, 15)));
-    _mm_store_si128(reinterpret_cast<__m128i*>(zz->extra + 16 * h + 8), _mm_add_epi16(b, _mm_srai_epi16(b, 15)));
-    return zero << (16 * h);
-}
-
-// Fills zz and returns the mask with bit k set when zigzag coefficient k is nonzero.
-inline Kep64u zigzag(const Kep16s* p, Zigzagged* zz) {
-    __m128i row[8];
-    for (int i = 0; i < 8; ++i) row[i] = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 8 * i));
-    return ~(zigzagPair<0>(row, zz) | zigzagPair<1>(row, zz) | zigzagPair<2>(row, zz) | zigzagPair<3>(row, zz));
+    Kep64u zero = 0;
+    const __m128i c0 = zigzagBytes<0>(cat), c1 = zigzagBytes<1>(cat), c2 = zigzagBytes<2>(cat), c3 = zigzagBytes<3>(cat);
+    _mm_store_si128(reinterpret_cast<__m128i*>(pr->category), c0);
+    _mm_store_si128(reinterpret_cast<__m128i*>(pr->category + 16), c1);
+    _mm_store_si128(reinterpret_cast<__m128i*>(pr->category + 32), c2);
+    _mm_store_si128(reinterpret_cast<__m128i*>(pr->category + 48), c3);
+    zero |= static_cast<Kep64u>(static_cast<Kep16u>(_mm_movemask_epi8(_mm_cmpeq_epi8(c0, z))));
+    zero |= static_cast<Kep64u>(static_cast<Kep16u>(_mm_movemask_epi8(_mm_cmpeq_epi8(c1, z)))) << 16;
+    zero |= static_cast<Kep64u>(static_cast<Kep16u>(_mm_movemask_epi8(_mm_cmpeq_epi8(c2, z)))) << 32;
+    zero |= static_cast<Kep64u>(static_cast<Kep16u>(_mm_movemask_epi8(_mm_cmpeq_epi8(c3, z)))) << 48;
+    return ~zero;
 }
 
 __attribute__((always_inline)) inline bool encodeFast(const Kep16s* pSrc, const OwnHuffDst& dst, Kep16s* pLastDC,
@@ -177,8 +187,8 @@ __attribute__((always_inline)) inline bool encodeFast(const Kep16s* pSrc, const 
     const int pos0 = *dst.pos;
     if (pos0 < 0 || dst.len - pos0 < kOwnHuffFastEncodeRoom) return false;
 
-    Zigzagged zz;
-    const Kep64u nonzero = zigzag(pSrc, &zz);
+    Prepared pr;
+    const Kep64u nonzero = prepare(pSrc, &pr);
 
     Writer w;
     w.free = 64 - st->bitCount;
@@ -204,13 +214,13 @@ __attribute__((always_inline)) inline bool encodeFast(const Kep16s* pSrc, const 
             run &= 15;
         }
         // Category 16 (-32768) has no AC symbol: the careful path.
-        const unsigned cat = zz.category[k];
+        const unsigned cat = pr.category[k];
         if (__builtin_expect(cat > 15, 0)) return false;
         e = ac->entry[run * 16 + cat];
         const unsigned len = e >> 16;
         if (__builtin_expect(len == 0, 0)) return false;
         // Code and extra bits together, at most 16 + 15 bits.
-        const Kep32u extra = static_cast<Kep32u>(zz.extra[k]) & kLowBits[cat];
+        const Kep32u extra = static_cast<Kep32u>(pr.extra[kNatural.n[k]]) & kLowBits[cat];
         w.put(((e & 0xFFFF) << cat) | extra, static_cast<int>(len + cat));
     }
     if (prev != 63) {
