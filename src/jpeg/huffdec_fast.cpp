@@ -5,9 +5,9 @@
 // 0xFF 0x00) near an 0xFF; it stops loading at a marker, a 0xFF fill byte or the end of the
 // source. It does not follow the careful path's fill schedule: it only counts what the careful
 // reader's bitCount would be. That reader fills when it holds fewer than 8 bits before a symbol,
-// fewer than n before n extra bits, none before each bit of a code longer than 9 bits, and a fill
-// that meets no marker or end takes whole bytes until at least 25 bits are held:
-// count += (32 - count) & ~7. At the end of the block the careful reader has consumed as many
+// fewer than 9 before a code longer than 8 bits, none before each of its bits past the ninth,
+// fewer than n before n extra bits, and a fill that meets no marker or end takes whole bytes
+// until at least 25 bits are held: count += (32 - count) & ~7. At the end of the block the careful reader has consumed as many
 // data bytes as the bits decoded plus its count make, so its position (past the stuffed zeros of
 // those bytes) and its bitBuffer (their last four bytes) follow. When the careful reader would
 // have read a byte this kernel has not vetted (a marker, the end of the source), the kernel
@@ -127,8 +127,7 @@ __attribute__((always_inline)) inline bool ensure32(Bits64& r, const Kep8u* p, i
     return r.bits >= 32;
 }
 
-// The careful reader's bitCount vc (0..32) when it needs `need` bits and takes n of them
-// (codes longer than 8 bits, which are rare).
+// The careful reader's bitCount vc (0..32) when it needs `need` bits and takes n of them.
 constexpr void countCareful(unsigned& vc, unsigned need, unsigned n) {
     if (vc < need) vc += (32 - vc) & ~7u;
     vc -= n;
@@ -200,7 +199,6 @@ __attribute__((always_inline)) inline void skip64(Bits64& r, unsigned l) {
     r.acc <<= l;
     r.bits -= static_cast<int>(l);
 }
-
 
 __attribute__((always_inline)) inline bool decodeFast(const OwnHuffSrc& src, Kep16s* pDst, Kep16s* pLastDC,
                                                       const KepiDecodeHuffmanSpec* dc, const KepiDecodeHuffmanSpec* ac,
