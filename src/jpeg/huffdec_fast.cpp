@@ -7,10 +7,11 @@
 // reader's bitCount would be. That reader fills when it holds fewer than 8 bits before a symbol,
 // fewer than 9 before a code longer than 8 bits, none before each of its bits past the ninth,
 // fewer than n before n extra bits, and a fill that meets no marker or end takes whole bytes
-// until at least 25 bits are held: count += (32 - count) & ~7. At the end of the block the careful reader has consumed as many
-// data bytes as the bits decoded plus its count make, so its position (past the stuffed zeros of
-// those bytes) and its bitBuffer (their last four bytes) follow. When the careful reader would
-// have read a byte this kernel has not vetted (a marker, the end of the source), the kernel
+// until at least 25 bits are held: count += (32 - count) & ~7. At the end of the block the
+// careful reader has consumed as many data bytes as the bits decoded plus its count make, so its
+// position (past the stuffed zeros of those bytes) and its bitBuffer (their last four bytes)
+// follow. When the careful reader would have read a byte this kernel has not vetted (a marker,
+// the end of the source), the kernel
 // declines and the careful path decodes the block.
 //
 // ownHuffDecodeBlock_schedule (the Direct form, no length) follows the careful fill schedule
