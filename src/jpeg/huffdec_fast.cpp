@@ -11,8 +11,7 @@
 // careful reader has consumed as many data bytes as the bits decoded plus its count make, so its
 // position (past the stuffed zeros of those bytes) and its bitBuffer (their last four bytes)
 // follow. When the careful reader would have read a byte this kernel has not vetted (a marker,
-// the end of the source), the kernel
-// declines and the careful path decodes the block.
+// the end of the source), the kernel declines and the careful path decodes the block.
 //
 // ownHuffDecodeBlock_schedule (the Direct form, no length) follows the careful fill schedule
 // byte by byte, so it never reads a byte the careful path would not read.
