@@ -141,10 +141,12 @@ KEP_HIDDEN bool ownHuffEncodeBlock_fast(const Kep16s* pSrc, const OwnHuffDst& ds
                                         const KepiEncodeHuffmanSpec* dc, const KepiEncodeHuffmanSpec* ac,
                                         KepiEncodeHuffmanState* st);
 
-// Codes one block: the fast kernel, or the careful path where it declines.
+// Codes one block: the fast kernel, or the careful path where it declines. roomKnown false (the
+// Direct form) when the buffer may end right after the block: nothing past the last byte
+// written is then read or written.
 KEP_HIDDEN KepResult ownHuffEncodeBlock(const Kep16s* pSrc, Kep8u* pDst, int dstLenBytes, int* pDstCurrPos,
                                         Kep16s* pLastDC, const KepiEncodeHuffmanSpec* dc,
-                                        const KepiEncodeHuffmanSpec* ac, KepiEncodeHuffmanState* st);
+                                        const KepiEncodeHuffmanSpec* ac, KepiEncodeHuffmanState* st, bool roomKnown);
 
 // Worst case of one block: 7 pending bits + DC (16 + 16) + 63 * (16 + 16) + EOB 16 = 2071 bits,
 // at most 258 whole bytes, each possibly followed by a stuffed zero.

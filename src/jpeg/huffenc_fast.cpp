@@ -50,12 +50,14 @@ struct Writer {
         }
     }
     // The whole bytes still pending go out; returns the number of bits left (0..7). Without an
-    // 0xFF among them, one 8-byte store merged with the bytes already in the buffer past them
-    // (the kernel runs only with room to spare), so nothing past the last byte changes.
-    int finish() {
+    // 0xFF among them and with room to spare (not in the Direct form, whose buffer may end with
+    // the block), one 8-byte store merged with the bytes already in the buffer past them, so
+    // nothing past the last byte changes.
+    int finish(bool roomKnown) {
         const int bits = 64 - free;
         const int n = bits >> 3;
         if (n == 0) return bits;
+        if (!roomKnown) return finishBytewise(bits);
         const Kep64u ours = n == 8 ? ~0ull : ~(~0ull >> (8 * n));  // the n leading bytes
         const Kep64u top = (acc << free) & ours;
         const Kep64u inv = ~top;
@@ -69,12 +71,11 @@ struct Writer {
             last = static_cast<Kep32u>(top >> (64 - 8 * n)) & 0xFF;
             return bits & 7;
         }
-        int left = bits;
-        while (left >= 8) {
-            left -= 8;
-            byte(static_cast<Kep32u>(acc >> left) & 0xFF);
-        }
-        return left;
+        return finishBytewise(bits);
+    }
+    int finishBytewise(int bits) {
+        for (; bits >= 8; bits -= 8) byte(static_cast<Kep32u>(acc >> (bits - 8)) & 0xFF);
+        return bits;
     }
 };
 
@@ -183,7 +184,7 @@ inline Kep64u prepare(const Kep16s* p, Prepared* pr) {
 
 __attribute__((always_inline)) inline bool encodeFast(const Kep16s* pSrc, const OwnHuffDst& dst, Kep16s* pLastDC,
                                                       const KepiEncodeHuffmanSpec* dc, const KepiEncodeHuffmanSpec* ac,
-                                                      KepiEncodeHuffmanState* st) {
+                                                      KepiEncodeHuffmanState* st, bool roomKnown) {
     const int pos0 = *dst.pos;
     if (pos0 < 0 || dst.len - pos0 < kOwnHuffFastEncodeRoom) return false;
 
@@ -230,7 +231,7 @@ __attribute__((always_inline)) inline bool encodeFast(const Kep16s* pSrc, const 
     }
 
     // Whole bytes left, then the remaining 0..7 bits back into the careful path's word layout.
-    const int bits = w.finish();
+    const int bits = w.finish(roomKnown);
     const Kep32u pending = static_cast<Kep32u>(w.acc) & ((1u << bits) - 1);
     st->bitBuffer = (w.last << 24) | (pending << (24 - bits));
     st->bitCount = bits;
@@ -244,14 +245,14 @@ __attribute__((always_inline)) inline bool encodeFast(const Kep16s* pSrc, const 
 bool ownHuffEncodeBlock_fast(const Kep16s* pSrc, const OwnHuffDst& dst, Kep16s* pLastDC,
                              const KepiEncodeHuffmanSpec* dc, const KepiEncodeHuffmanSpec* ac,
                              KepiEncodeHuffmanState* st) {
-    return encodeFast(pSrc, dst, pLastDC, dc, ac, st);
+    return encodeFast(pSrc, dst, pLastDC, dc, ac, st, true);
 }
 
 // The kernel inlined here and the careful path as a tail call, so that an export pays one jump.
 KepResult ownHuffEncodeBlock(const Kep16s* pSrc, Kep8u* pDst, int dstLenBytes, int* pDstCurrPos, Kep16s* pLastDC,
                              const KepiEncodeHuffmanSpec* dc, const KepiEncodeHuffmanSpec* ac,
-                             KepiEncodeHuffmanState* st) {
+                             KepiEncodeHuffmanState* st, bool roomKnown) {
     const OwnHuffDst dst = {pDst, dstLenBytes, pDstCurrPos};
-    if (encodeFast(pSrc, dst, pLastDC, dc, ac, st)) return kepOk;
+    if (encodeFast(pSrc, dst, pLastDC, dc, ac, st, roomKnown)) return kepOk;
     return ownHuffEncodeBlock_careful(pSrc, dst, pLastDC, dc, ac, st);
 }
