@@ -126,20 +126,18 @@ inline __m128i zigzagBytes(const __m128i* natural) {
     return acc;
 }
 
-// Natural index of each zigzag position, as bytes.
-struct NaturalTable {
-    Kep8u n[64];
+// Tables of the run-length loop, in one object so that one base register reaches both.
+struct LoopTables {
+    Kep32u lowBits[16];  // low s bits
+    Kep8u natural[64];   // natural index of each zigzag position
 };
-constexpr NaturalTable makeNaturalTable() {
-    NaturalTable t{};
-    for (int k = 0; k < 64; ++k) t.n[k] = static_cast<Kep8u>(ownZigzagNaturalExt[k]);
+constexpr LoopTables makeLoopTables() {
+    LoopTables t{};
+    for (int s = 0; s < 16; ++s) t.lowBits[s] = (1u << s) - 1;
+    for (int k = 0; k < 64; ++k) t.natural[k] = static_cast<Kep8u>(ownZigzagNaturalExt[k]);
     return t;
 }
-alignas(64) constexpr NaturalTable kNatural = makeNaturalTable();
-
-// Low s bits.
-constexpr Kep32u kLowBits[17] = {0,     1,     3,     7,     15,     31,     63,     127,   255,
-                                  511,   1023,  2047,  4095,  8191,   16383,  32767,  65535};
+alignas(64) constexpr LoopTables kLoop = makeLoopTables();
 
 // What the run-length loop needs of a block.
 struct Prepared {
@@ -221,7 +219,7 @@ __attribute__((always_inline)) inline bool encodeFast(const Kep16s* pSrc, const 
         const unsigned len = e >> 16;
         if (__builtin_expect(len == 0, 0)) return false;
         // Code and extra bits together, at most 16 + 15 bits.
-        const Kep32u extra = static_cast<Kep32u>(pr.extra[kNatural.n[k]]) & kLowBits[cat];
+        const Kep32u extra = static_cast<Kep32u>(pr.extra[kLoop.natural[k]]) & kLoop.lowBits[cat];
         w.put(((e & 0xFFFF) << cat) | extra, static_cast<int>(len + cat));
     }
     if (prev != 63) {
