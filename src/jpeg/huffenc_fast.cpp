@@ -157,7 +157,7 @@ inline __m128i exponents(__m128i a) {
 
 // Fills pr and returns the mask with bit k set when zigzag coefficient k is nonzero (category
 // above 0).
-inline Kep64u prepare(const Kep16s* p, Prepared* pr) {
+__attribute__((always_inline)) inline Kep64u prepare(const Kep16s* p, Prepared* pr) {
     __m128i cat[4];
     for (int i = 0; i < 4; ++i) {
         const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * i));
