@@ -141,6 +141,13 @@ KEP_HIDDEN bool ownHuffEncodeBlock_fast(const Kep16s* pSrc, const OwnHuffDst& ds
                                         const KepiEncodeHuffmanSpec* dc, const KepiEncodeHuffmanSpec* ac,
                                         KepiEncodeHuffmanState* st);
 
+// Codes one block: the fast kernel, or the careful path where it declines. roomKnown false (the
+// Direct form) when the buffer may end right after the block: nothing past the last byte
+// written is then read or written.
+KEP_HIDDEN KepResult ownHuffEncodeBlock(const Kep16s* pSrc, Kep8u* pDst, int dstLenBytes, int* pDstCurrPos,
+                                        Kep16s* pLastDC, const KepiEncodeHuffmanSpec* dc,
+                                        const KepiEncodeHuffmanSpec* ac, KepiEncodeHuffmanState* st, bool roomKnown);
+
 // Worst case of one block: 7 pending bits + DC (16 + 16) + 63 * (16 + 16) + EOB 16 = 2071 bits,
 // at most 258 whole bytes, each possibly followed by a stuffed zero.
 constexpr int kOwnHuffFastEncodeRoom = 2 * (2071 / 8);
@@ -184,14 +191,23 @@ KEP_HIDDEN KepResult ownHuffDecodeBlock_careful(const OwnHuffSrc& src, Kep16s* p
                                                 const KepiDecodeHuffmanSpec* dc, const KepiDecodeHuffmanSpec* ac,
                                                 KepiDecodeHuffmanState* st);
 
-// Fast whole-block decoder with the same fill schedule as the careful path, so that states and
-// positions come out identical. Returns true when it decoded the block (state, position, *pLastDC,
-// blockPos and pDst written); false when it declines (a marker already or newly met, the end of
-// the source, a 0xFF fill byte, bad data, a run past 63): then only pDst may have been written,
-// which the careful path rewrites entirely. With bulkLoads false it never reads a byte the careful
-// path would not read (used when the source has no known length).
+// Fast whole-block decoder for a source of known length: a 64-bit register loaded eight bytes at
+// a time, with the careful path's fill schedule counted rather than performed, so that states and
+// positions come out identical. Returns true when it decoded the block (state, position,
+// *pLastDC, blockPos and pDst written); false when it declines (a marker already met or within
+// the bytes the careful path would read, the end of the source, a 0xFF fill byte, bad data, a run
+// past 63): then only pDst may have been written, which the careful path rewrites entirely.
 KEP_HIDDEN bool ownHuffDecodeBlock_fast(const OwnHuffSrc& src, Kep16s* pDst, Kep16s* pLastDC,
                                         const KepiDecodeHuffmanSpec* dc, const KepiDecodeHuffmanSpec* ac,
-                                        KepiDecodeHuffmanState* st, bool bulkLoads);
+                                        KepiDecodeHuffmanState* st);
+// Decodes one block: the fast kernel, or the careful path where it declines.
+KEP_HIDDEN KepResult ownHuffDecodeBlock(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos, Kep16s* pDst,
+                                        Kep16s* pLastDC, int* pMarker, const KepiDecodeHuffmanSpec* dc,
+                                        const KepiDecodeHuffmanSpec* ac, KepiDecodeHuffmanState* st);
+// The same for a source without a known length (the Direct form): it performs the careful path's
+// fills byte by byte and so never reads a byte the careful path would not read.
+KEP_HIDDEN bool ownHuffDecodeBlock_schedule(const OwnHuffSrc& src, Kep16s* pDst, Kep16s* pLastDC,
+                                            const KepiDecodeHuffmanSpec* dc, const KepiDecodeHuffmanSpec* ac,
+                                            KepiDecodeHuffmanState* st);
 
 #endif  // KEP_HUFF_H

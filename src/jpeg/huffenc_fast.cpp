@@ -1,8 +1,10 @@
-// Fast whole-block baseline encoder: a 64-bit mask of the nonzero coefficients, found with SSE2
-// and put in zigzag order with SSSE3 byte shuffles, drives the run-length loop, so
-// only nonzero coefficients are loaded; the bits collect in a 64-bit register from which eight
-// bytes at a time go out when none of them is 0xFF. It produces the same bytes and the same final
-// state as the bit writer of pjenchuff.cpp.
+// Fast whole-block baseline encoder. SSSE3 puts the block in zigzag order up front (byte
+// shuffles of the eight rows) and derives, for all 64 coefficients at once, the mask of the
+// nonzero ones, their categories (from the exponent of |v| converted to float) and their extra
+// bits (v, or v - 1 when negative). The run-length loop then visits only the nonzero
+// coefficients, with two loads each, so the chain from one symbol to the next is short. The bits
+// collect in a 64-bit register from which eight bytes at a time go out when none of them is
+// 0xFF. It produces the same bytes and the same final state as the bit writer of pjenchuff.cpp.
 
 #include <tmmintrin.h>
 
@@ -47,13 +49,32 @@ struct Writer {
             free += 64;
         }
     }
-    // The whole bytes still pending go out; returns the number of bits left (0..7).
-    int finish() {
-        int bits = 64 - free;
-        while (bits >= 8) {
-            bits -= 8;
-            byte(static_cast<Kep32u>(acc >> bits) & 0xFF);
+    // The whole bytes still pending go out; returns the number of bits left (0..7). Without an
+    // 0xFF among them and with room to spare (not in the Direct form, whose buffer may end with
+    // the block), one 8-byte store merged with the bytes already in the buffer past them, so
+    // nothing past the last byte changes.
+    int finish(bool roomKnown) {
+        const int bits = 64 - free;
+        const int n = bits >> 3;
+        if (n == 0) return bits;
+        if (!roomKnown) return finishBytewise(bits);
+        const Kep64u ours = n == 8 ? ~0ull : ~(~0ull >> (8 * n));  // the n leading bytes
+        const Kep64u top = (acc << free) & ours;
+        const Kep64u inv = ~top;
+        if (((inv - 0x0101010101010101ull) & ~inv & 0x8080808080808080ull) == 0) {
+            Kep64u old;
+            memcpy(&old, out, 8);
+            const Kep64u be = __builtin_bswap64(top), mine = __builtin_bswap64(ours);
+            const Kep64u merged = (be & mine) | (old & ~mine);
+            memcpy(out, &merged, 8);
+            out += n;
+            last = static_cast<Kep32u>(top >> (64 - 8 * n)) & 0xFF;
+            return bits & 7;
         }
+        return finishBytewise(bits);
+    }
+    int finishBytewise(int bits) {
+        for (; bits >= 8; bits -= 8) byte(static_cast<Kep32u>(acc >> (bits - 8)) & 0xFF);
         return bits;
     }
 };
@@ -63,9 +84,10 @@ inline int category(Kep32s v) {
     return a ? 32 - __builtin_clz(a) : 0;
 }
 
-// Zigzag order of flag bytes with PSHUFB: output vector j (zigzag positions 16j..16j+15) is the
-// OR over input vectors i (natural positions 16i..16i+15) of a shuffle that takes the lanes
-// whose natural position lies in input i and zeroes the others (control byte 0x80).
+// Categories in zigzag order with PSHUFB: the 64 category bytes, in natural order in four
+// vectors, are gathered into zigzag vector j (positions 16j..16j+15) as the OR over input
+// vectors i of a shuffle that takes the bytes whose natural position lies in input i and zeroes
+// the others (control byte 0x80); 13 of the 16 (j, i) shuffles take something.
 struct ShuffleTable {
     Kep8u ctrl[4][4][16];
 };
@@ -81,41 +103,91 @@ constexpr ShuffleTable makeShuffleTable() {
 }
 alignas(16) constexpr ShuffleTable kZigzagShuffle = makeShuffleTable();
 
-// Bit k set when zigzag coefficient k is nonzero; *minimum set when an AC coefficient is -32768.
-inline Kep64u zigzagNonzero(const Kep16s* p, bool* minimum) {
-    __m128i zero[4], low = _mm_setzero_si128();
-    const __m128i z = _mm_setzero_si128(), m = _mm_set1_epi16(-32768);
+constexpr bool used(int j, int i) {
+    for (int b = 0; b < 16; ++b)
+        if (kZigzagShuffle.ctrl[j][i][b] != 0x80) return true;
+    return false;
+}
+
+template <int j, int i>
+inline __m128i gather(__m128i acc, const __m128i* natural) {
+    if constexpr (used(j, i))
+        return _mm_or_si128(acc, _mm_shuffle_epi8(natural[i], _mm_load_si128(reinterpret_cast<const __m128i*>(kZigzagShuffle.ctrl[j][i]))));
+    return acc;
+}
+
+template <int j>
+inline __m128i zigzagBytes(const __m128i* natural) {
+    __m128i acc = _mm_setzero_si128();
+    acc = gather<j, 0>(acc, natural);
+    acc = gather<j, 1>(acc, natural);
+    acc = gather<j, 2>(acc, natural);
+    acc = gather<j, 3>(acc, natural);
+    return acc;
+}
+
+// Tables of the run-length loop, in one object so that one base register reaches both.
+struct LoopTables {
+    Kep32u lowBits[16];  // low s bits
+    Kep8u natural[64];   // natural index of each zigzag position
+};
+constexpr LoopTables makeLoopTables() {
+    LoopTables t{};
+    for (int s = 0; s < 16; ++s) t.lowBits[s] = (1u << s) - 1;
+    for (int k = 0; k < 64; ++k) t.natural[k] = static_cast<Kep8u>(ownZigzagNaturalExt[k]);
+    return t;
+}
+alignas(64) constexpr LoopTables kLoop = makeLoopTables();
+
+// What the run-length loop needs of a block.
+struct Prepared {
+    alignas(16) Kep8u category[64];  // zigzag order: number of bits of |v|, 0..15, 16 for -32768
+    alignas(16) Kep16s extra[64];    // natural order: v, or v - 1 when negative
+};
+
+// Categories of eight |v| (as unsigned 16-bit values): the exponent of |v| converted to float
+// is 127 + floor(log2 |v|), 0 for 0; the caller's saturating subtraction of 126 gives the number
+// of bits, and 0 for 0.
+inline __m128i exponents(__m128i a) {
+    const __m128i z = _mm_setzero_si128();
+    const __m128i lo = _mm_srli_epi32(_mm_castps_si128(_mm_cvtepi32_ps(_mm_unpacklo_epi16(a, z))), 23);
+    const __m128i hi = _mm_srli_epi32(_mm_castps_si128(_mm_cvtepi32_ps(_mm_unpackhi_epi16(a, z))), 23);
+    return _mm_packs_epi32(lo, hi);
+}
+
+// Fills pr and returns the mask with bit k set when zigzag coefficient k is nonzero (category
+// above 0).
+__attribute__((always_inline)) inline Kep64u prepare(const Kep16s* p, Prepared* pr) {
+    __m128i cat[4];
     for (int i = 0; i < 4; ++i) {
         const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * i));
         const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * i + 8));
-        zero[i] = _mm_packs_epi16(_mm_cmpeq_epi16(a, z), _mm_cmpeq_epi16(b, z));
-        low = _mm_or_si128(low, _mm_or_si128(_mm_cmpeq_epi16(a, m), _mm_cmpeq_epi16(b, m)));
+        _mm_store_si128(reinterpret_cast<__m128i*>(pr->extra + 16 * i), _mm_add_epi16(a, _mm_srai_epi16(a, 15)));
+        _mm_store_si128(reinterpret_cast<__m128i*>(pr->extra + 16 * i + 8), _mm_add_epi16(b, _mm_srai_epi16(b, 15)));
+        cat[i] = _mm_subs_epu8(_mm_packus_epi16(exponents(_mm_abs_epi16(a)), exponents(_mm_abs_epi16(b))), _mm_set1_epi8(126));
     }
-    *minimum = (_mm_movemask_epi8(low) & ~3) != 0;  // lanes of coefficient 0 (DC) excluded
-    Kep64u mask = 0;
-    for (int j = 0; j < 4; ++j) {
-        __m128i acc = z;
-        for (int i = 0; i < 4; ++i) {
-            const __m128i c = _mm_load_si128(reinterpret_cast<const __m128i*>(kZigzagShuffle.ctrl[j][i]));
-            acc = _mm_or_si128(acc, _mm_shuffle_epi8(zero[i], c));
-        }
-        mask |= static_cast<Kep64u>(static_cast<Kep16u>(_mm_movemask_epi8(acc))) << (16 * j);
-    }
-    return ~mask;
+    const __m128i z = _mm_setzero_si128();
+    Kep64u zero = 0;
+    const __m128i c0 = zigzagBytes<0>(cat), c1 = zigzagBytes<1>(cat), c2 = zigzagBytes<2>(cat), c3 = zigzagBytes<3>(cat);
+    _mm_store_si128(reinterpret_cast<__m128i*>(pr->category), c0);
+    _mm_store_si128(reinterpret_cast<__m128i*>(pr->category + 16), c1);
+    _mm_store_si128(reinterpret_cast<__m128i*>(pr->category + 32), c2);
+    _mm_store_si128(reinterpret_cast<__m128i*>(pr->category + 48), c3);
+    zero |= static_cast<Kep64u>(static_cast<Kep16u>(_mm_movemask_epi8(_mm_cmpeq_epi8(c0, z))));
+    zero |= static_cast<Kep64u>(static_cast<Kep16u>(_mm_movemask_epi8(_mm_cmpeq_epi8(c1, z)))) << 16;
+    zero |= static_cast<Kep64u>(static_cast<Kep16u>(_mm_movemask_epi8(_mm_cmpeq_epi8(c2, z)))) << 32;
+    zero |= static_cast<Kep64u>(static_cast<Kep16u>(_mm_movemask_epi8(_mm_cmpeq_epi8(c3, z)))) << 48;
+    return ~zero;
 }
 
-}  // namespace
-
-bool ownHuffEncodeBlock_fast(const Kep16s* pSrc, const OwnHuffDst& dst, Kep16s* pLastDC,
-                             const KepiEncodeHuffmanSpec* dc, const KepiEncodeHuffmanSpec* ac,
-                             KepiEncodeHuffmanState* st) {
+__attribute__((always_inline)) inline bool encodeFast(const Kep16s* pSrc, const OwnHuffDst& dst, Kep16s* pLastDC,
+                                                      const KepiEncodeHuffmanSpec* dc, const KepiEncodeHuffmanSpec* ac,
+                                                      KepiEncodeHuffmanState* st, bool roomKnown) {
     const int pos0 = *dst.pos;
     if (pos0 < 0 || dst.len - pos0 < kOwnHuffFastEncodeRoom) return false;
 
-    // An AC value of -32768 (category 16) is left to the careful path.
-    bool minimum;
-    const Kep64u nonzero = zigzagNonzero(pSrc, &minimum);
-    if (minimum) return false;
+    Prepared pr;
+    const Kep64u nonzero = prepare(pSrc, &pr);
 
     Writer w;
     w.free = 64 - st->bitCount;
@@ -130,23 +202,25 @@ bool ownHuffEncodeBlock_fast(const Kep16s* pSrc, const OwnHuffDst& dst, Kep16s* 
     w.put(((e & 0xFFFF) << s) | ownHuffExtraBits(diff, s), static_cast<int>(e >> 16) + s);  // up to 16 + 16 bits
 
     const Kep32u zrl = ac->entry[0xF0];
-    int prev = 0;
+    unsigned prev = 0;
     for (Kep64u m = nonzero >> 1 << 1; m; m &= m - 1) {
-        const int k = __builtin_ctzll(m);
-        int run = k - prev - 1;
+        const unsigned k = static_cast<unsigned>(__builtin_ctzll(m));
+        unsigned run = k - prev - 1;
         prev = k;
-        if (run > 15) {
+        if (__builtin_expect(run > 15, 0)) {
             if ((zrl >> 16) == 0) return false;
-            for (; run > 15; run -= 16) w.put(zrl & 0xFFFF, static_cast<int>(zrl >> 16));
+            for (unsigned z = run >> 4; z; --z) w.put(zrl & 0xFFFF, static_cast<int>(zrl >> 16));
+            run &= 15;
         }
-        const Kep32s v = pSrc[ownZigzagNaturalExt[k]];
-        const Kep32s sign = v >> 31;
-        s = 32 - __builtin_clz(static_cast<Kep32u>((v ^ sign) - sign));  // v != 0: category 1..15
-        e = ac->entry[run * 16 + s];
-        const int len = static_cast<int>(e >> 16);
-        if (len == 0) return false;
-        // Code and extra bits (v, or v - 1 when negative) together: at most 16 + 15 bits.
-        w.put(((e & 0xFFFF) << s) | (static_cast<Kep32u>(v + sign) & ((1u << s) - 1)), len + s);
+        // Category 16 (-32768) has no AC symbol: the careful path.
+        const unsigned cat = pr.category[k];
+        if (__builtin_expect(cat > 15, 0)) return false;
+        e = ac->entry[run * 16 + cat];
+        const unsigned len = e >> 16;
+        if (__builtin_expect(len == 0, 0)) return false;
+        // Code and extra bits together, at most 16 + 15 bits.
+        const Kep32u extra = static_cast<Kep32u>(pr.extra[kLoop.natural[k]]) & kLoop.lowBits[cat];
+        w.put(((e & 0xFFFF) << cat) | extra, static_cast<int>(len + cat));
     }
     if (prev != 63) {
         e = ac->entry[0x00];
@@ -155,11 +229,28 @@ bool ownHuffEncodeBlock_fast(const Kep16s* pSrc, const OwnHuffDst& dst, Kep16s* 
     }
 
     // Whole bytes left, then the remaining 0..7 bits back into the careful path's word layout.
-    const int bits = w.finish();
+    const int bits = w.finish(roomKnown);
     const Kep32u pending = static_cast<Kep32u>(w.acc) & ((1u << bits) - 1);
     st->bitBuffer = (w.last << 24) | (pending << (24 - bits));
     st->bitCount = bits;
     *pLastDC = pSrc[0];
     *dst.pos = static_cast<int>(w.out - dst.p);
     return true;
+}
+
+}  // namespace
+
+bool ownHuffEncodeBlock_fast(const Kep16s* pSrc, const OwnHuffDst& dst, Kep16s* pLastDC,
+                             const KepiEncodeHuffmanSpec* dc, const KepiEncodeHuffmanSpec* ac,
+                             KepiEncodeHuffmanState* st) {
+    return encodeFast(pSrc, dst, pLastDC, dc, ac, st, true);
+}
+
+// The kernel inlined here and the careful path as a tail call, so that an export pays one jump.
+KepResult ownHuffEncodeBlock(const Kep16s* pSrc, Kep8u* pDst, int dstLenBytes, int* pDstCurrPos, Kep16s* pLastDC,
+                             const KepiEncodeHuffmanSpec* dc, const KepiEncodeHuffmanSpec* ac,
+                             KepiEncodeHuffmanState* st, bool roomKnown) {
+    const OwnHuffDst dst = {pDst, dstLenBytes, pDstCurrPos};
+    if (encodeFast(pSrc, dst, pLastDC, dc, ac, st, roomKnown)) return kepOk;
+    return ownHuffEncodeBlock_careful(pSrc, dst, pLastDC, dc, ac, st);
 }

@@ -160,9 +160,7 @@ KepResult own_kepiDecodeHuffman8x8_JPEG_1u16s_C1(const Kep8u* pSrc, int srcLenBy
     if (!pSrcCurrPos || !pDst || !pLastDC || !pMarker || !pDcTable || !pAcTable || !pDecHuffState)
         return kepErrNullPtr;
 
-    const OwnHuffSrc src = {pSrc, srcLenBytes, pSrcCurrPos, pMarker};
-    if (ownHuffDecodeBlock_fast(src, pDst, pLastDC, pDcTable, pAcTable, pDecHuffState, true)) return kepOk;
-    return ownHuffDecodeBlock_careful(src, pDst, pLastDC, pDcTable, pAcTable, pDecHuffState);
+    return ownHuffDecodeBlock(pSrc, srcLenBytes, pSrcCurrPos, pDst, pLastDC, pMarker, pDcTable, pAcTable, pDecHuffState);
 }
 
 // The Direct form keeps the reader's bits and position with the caller; it has no length, so the
@@ -183,7 +181,7 @@ KepResult own_kepiDecodeHuffman8x8_Direct_JPEG_1u16s_C1(const Kep8u* pSrc, int* 
     int pos = *pSrcBitsLen >> 3;
     const OwnHuffSrc src = {pSrc, 0x7FFFFFFF, &pos, pMarker};
     KepResult r = kepOk;
-    if (!ownHuffDecodeBlock_fast(src, pDst, pLastDC, pDcTable, pAcTable, &st, false))
+    if (!ownHuffDecodeBlock_schedule(src, pDst, pLastDC, pDcTable, pAcTable, &st))
         r = ownHuffDecodeBlock_careful(src, pDst, pLastDC, pDcTable, pAcTable, &st);
     *pSrcBitsLen = pos * 8;
     *pPrefetchedBits = static_cast<Kep32u>(st.bitBuffer);

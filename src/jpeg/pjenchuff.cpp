@@ -129,8 +129,7 @@ KepResult own_kepiEncodeHuffman8x8_JPEG_16s1u_C1(const Kep16s* pSrc, Kep8u* pDst
     if (bFlushState) return ownHuffFlushBaseline(dst, pEncHuffState);
     if (!pSrc || !pLastDC || !pDcTable || !pAcTable) return kepErrNullPtr;
 
-    if (ownHuffEncodeBlock_fast(pSrc, dst, pLastDC, pDcTable, pAcTable, pEncHuffState)) return kepOk;
-    return ownHuffEncodeBlock_careful(pSrc, dst, pLastDC, pDcTable, pAcTable, pEncHuffState);
+    return ownHuffEncodeBlock(pSrc, pDst, dstLenBytes, pDstCurrPos, pLastDC, pDcTable, pAcTable, pEncHuffState, true);
 }
 
 // The Direct form runs the same coders on a state rebuilt from the partial byte, with the whole
@@ -144,9 +143,7 @@ KepResult own_kepiEncodeHuffman8x8_Direct_JPEG_16s1u_C1(const Kep16s* pSrc, Kep8
     KepiEncodeHuffmanState st;
     st.bitCount = *pDstBitsLen & 7;
     st.bitBuffer = st.bitCount ? static_cast<Kep32u>(pDst[pos] & (0xFF00 >> st.bitCount)) << 16 : 0;
-    const OwnHuffDst dst = {pDst, 0x7FFFFFFF, &pos};
-    if (!ownHuffEncodeBlock_fast(pSrc, dst, pLastDC, pDcTable, pAcTable, &st))
-        ownHuffEncodeBlock_careful(pSrc, dst, pLastDC, pDcTable, pAcTable, &st);  // -64 ends the block
+    ownHuffEncodeBlock(pSrc, pDst, 0x7FFFFFFF, &pos, pLastDC, pDcTable, pAcTable, &st, false);  // -64 ends the block
     if (st.bitCount) pDst[pos] = static_cast<Kep8u>(st.bitBuffer >> 16);
     *pDstBitsLen = pos * 8 + st.bitCount;
     return kepOk;
