@@ -1,0 +1,170 @@
+// Progressive Huffman decoding (T.81 G.2): DC first and refinement, AC first with end-of-band
+// runs, AC refinement with correction bits. Each decoder changes only the coefficients its scan
+// codes; the block itself lives with the caller from scan to scan.
+
+#include "huffprog.h"
+#include "pjdispatch.h"
+
+namespace {
+
+// Stores v << Al at zigzag position k, wrapped to 16 bits; positions past 63 from a corrupt run
+// follow the baseline decoder (64..75 land on 63 and 1, later ones fail).
+inline KepResult store(Kep16s* pDst, int k, Kep32s v, int Al) {
+    const int natural = ownZigzagNaturalExt[k];
+    if (natural > 63) return kepErrCoeffIndex;
+    pDst[natural] = static_cast<Kep16s>(static_cast<Kep16u>(static_cast<Kep32u>(v) << Al));
+    return kepOk;
+}
+
+KepResult decodeACFirst(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int Se, int Al,
+                        const KepiDecodeHuffmanSpec* spec, KepiDecodeHuffmanState* st) {
+    if (st->eobRun > 0) {
+        --st->eobRun;
+        return kepOk;
+    }
+    KepResult r;
+    for (int k = Ss; k <= Se; ++k) {
+        int symbol;
+        if ((r = ownHuffDecodeSymbol(src, spec, st, &symbol)) != kepOk) return r;
+        const int run = symbol >> 4, s = symbol & 0x0F;
+        if (s != 0) {
+            k += run;
+            Kep32s v;
+            if ((r = ownHuffReceiveExtend(src, s, st, &v)) != kepOk) return r;
+            if ((r = store(pDst, k, v, Al)) != kepOk) return r;
+        } else if (run == 15) {
+            k += 15;  // ZRL: 16 zeros with the loop's increment
+        } else {
+            Kep32u extra = 0;
+            if (run > 0 && (r = ownHuffGetBits(src, run, st, &extra)) != kepOk) return r;
+            st->eobRun = (1u << run) + extra - 1;  // this block is the run's first
+            break;
+        }
+    }
+    return kepOk;
+}
+
+// T.81 G.1.2.3 backwards: newly significant coefficients become +-p1 after skipping `run` zero
+// coefficients; every nonzero coefficient passed on the way takes a correction bit.
+KepResult decodeACRefine(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int Se, int Al,
+                         const KepiDecodeHuffmanSpec* spec, KepiDecodeHuffmanState* st) {
+    const Kep32s p1 = 1 << Al, m1 = -p1;
+    KepResult r;
+    Kep32u bit;
+    // A correction bit for a nonzero coefficient; applied only while its bit Al is clear.
+    auto correct = [&](Kep16s* c) -> KepResult {
+        const KepResult e = ownHuffGetBits(src, 1, st, &bit);
+        if (e == kepOk && bit && (*c & p1) == 0) *c = static_cast<Kep16s>(*c + (*c >= 0 ? p1 : m1));
+        return e;
+    };
+    int k = Ss;
+    if (st->eobRun == 0) {
+        for (; k <= Se; ++k) {
+            int symbol;
+            if ((r = ownHuffDecodeSymbol(src, spec, st, &symbol)) != kepOk) return r;
+            int run = symbol >> 4;
+            const int s = symbol & 0x0F;
+            Kep32s value = 0;
+            if (s != 0) {
+                if (s != 1) return kepErrHuffmanData;
+                if ((r = ownHuffGetBits(src, 1, st, &bit)) != kepOk) return r;
+                value = bit ? p1 : m1;
+            } else if (run != 15) {
+                Kep32u extra = 0;
+                if (run > 0 && (r = ownHuffGetBits(src, run, st, &extra)) != kepOk) return r;
+                st->eobRun = (1u << run) + extra;
+                break;  // the rest of the band is this block's share of the run
+            }
+            // Skip `run` zero coefficients (ZRL: 16 with the position itself), correcting the
+            // nonzero ones on the way.
+            for (; k <= Se; ++k) {
+                Kep16s* c = &pDst[ownZigzagNaturalExt[k]];
+                if (*c != 0) {
+                    if ((r = correct(c)) != kepOk) return r;
+                } else if (--run < 0) {
+                    break;
+                }
+            }
+            if (value != 0) pDst[ownZigzagNaturalExt[k]] = static_cast<Kep16s>(value);  // k <= 64: index 63 at most
+        }
+    }
+    if (st->eobRun > 0) {
+        for (; k <= Se; ++k) {
+            Kep16s* c = &pDst[ownZigzagNaturalExt[k]];
+            if (*c != 0 && (r = correct(c)) != kepOk) return r;
+        }
+        --st->eobRun;
+    }
+    return kepOk;
+}
+
+// The checks the AC decoders share; kepOk when decoding may start.
+KepResult acChecks(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos, Kep16s* pDst, int* pMarker, int Ss, int Se,
+                   int Al, const KepiDecodeHuffmanSpec* pAcTable, KepiDecodeHuffmanState* st) {
+    if (!pSrc) return kepErrNullPtr;
+    if (srcLenBytes < 1) return kepErrSize;
+    if (!pSrcCurrPos || !pDst || !pMarker) return kepErrNullPtr;
+    if (ownHuffBadBand(Ss, Se, Al)) return kepErrArgRange;
+    if (!pAcTable || !st) return kepErrNullPtr;
+    return kepOk;
+}
+
+}  // namespace
+
+KepResult own_kepiDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos,
+                                                         Kep16s* pDst, Kep16s* pLastDC, int* pMarker, int Al,
+                                                         const KepiDecodeHuffmanSpec* pDcTable,
+                                                         KepiDecodeHuffmanState* pDecHuffState) {
+    if (!pSrc) return kepErrNullPtr;
+    if (srcLenBytes < 1) return kepErrSize;
+    if (!pSrcCurrPos || !pDst || !pLastDC || !pMarker) return kepErrNullPtr;
+    if (ownHuffBadAl(Al)) return kepErrArgRange;
+    if (!pDcTable || !pDecHuffState) return kepErrNullPtr;
+
+    const OwnHuffSrc src = {pSrc, srcLenBytes, pSrcCurrPos, pMarker};
+    int symbol;
+    KepResult r = ownHuffDecodeSymbol(src, pDcTable, pDecHuffState, &symbol);
+    if (r != kepOk) return r;
+    Kep32s diff = 0;
+    if ((symbol & 0x0F) != 0 && (r = ownHuffReceiveExtend(src, symbol & 0x0F, pDecHuffState, &diff)) != kepOk)
+        return r;
+    *pLastDC = static_cast<Kep16s>(*pLastDC + diff);
+    pDst[0] = static_cast<Kep16s>(static_cast<Kep16u>(static_cast<Kep32u>(*pLastDC) << Al));
+    return kepOk;
+}
+
+KepResult own_kepiDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos,
+                                                          Kep16s* pDst, int* pMarker, int Al,
+                                                          KepiDecodeHuffmanState* pDecHuffState) {
+    if (!pSrc) return kepErrNullPtr;
+    if (srcLenBytes < 1) return kepErrSize;
+    if (!pSrcCurrPos || !pDst || !pMarker) return kepErrNullPtr;
+    if (ownHuffBadAl(Al)) return kepErrArgRange;
+    if (!pDecHuffState) return kepErrNullPtr;
+
+    const OwnHuffSrc src = {pSrc, srcLenBytes, pSrcCurrPos, pMarker};
+    Kep32u bit;
+    const KepResult r = ownHuffGetBits(src, 1, pDecHuffState, &bit);
+    if (r == kepOk && bit) pDst[0] = static_cast<Kep16s>(pDst[0] | (1 << Al));
+    return r;
+}
+
+KepResult own_kepiDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos,
+                                                         Kep16s* pDst, int* pMarker, int Ss, int Se, int Al,
+                                                         const KepiDecodeHuffmanSpec* pAcTable,
+                                                         KepiDecodeHuffmanState* pDecHuffState) {
+    const KepResult r = acChecks(pSrc, srcLenBytes, pSrcCurrPos, pDst, pMarker, Ss, Se, Al, pAcTable, pDecHuffState);
+    if (r != kepOk) return r;
+    const OwnHuffSrc src = {pSrc, srcLenBytes, pSrcCurrPos, pMarker};
+    return decodeACFirst(src, pDst, Ss, Se, Al, pAcTable, pDecHuffState);
+}
+
+KepResult own_kepiDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos,
+                                                          Kep16s* pDst, int* pMarker, int Ss, int Se, int Al,
+                                                          const KepiDecodeHuffmanSpec* pAcTable,
+                                                          KepiDecodeHuffmanState* pDecHuffState) {
+    const KepResult r = acChecks(pSrc, srcLenBytes, pSrcCurrPos, pDst, pMarker, Ss, Se, Al, pAcTable, pDecHuffState);
+    if (r != kepOk) return r;
+    const OwnHuffSrc src = {pSrc, srcLenBytes, pSrcCurrPos, pMarker};
+    return decodeACRefine(src, pDst, Ss, Se, Al, pAcTable, pDecHuffState);
+}
