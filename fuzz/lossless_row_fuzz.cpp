@@ -52,7 +52,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
     Run runs[2];
     memset(static_cast<void*>(runs), 0, sizeof runs);
-    Kep16s prev[kMaxWidth] = {}, cur[kMaxWidth], again[kMaxWidth];
+    Kep16s prev[kMaxWidth] = {}, cur[kMaxWidth] = {}, again[kMaxWidth] = {};
     for (int row = 0; row < 64; ++row) {
         for (int s = 0; s < 2; ++s) {
             Kep16s* dst[4] = {runs[s].rows[0], runs[s].rows[1], runs[s].rows[2], runs[s].rows[3]};
