@@ -2,6 +2,8 @@
 // runs, AC refinement with correction bits. Each decoder changes only the coefficients its scan
 // codes; the block itself lives with the caller from scan to scan.
 
+#include <emmintrin.h>
+
 #include "huffprog.h"
 #include "pjdispatch.h"
 
@@ -44,18 +46,63 @@ KepResult decodeACFirst(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int Se, int
     return kepOk;
 }
 
+// Zigzag positions of the nonzero coefficients of a block, as a 64-bit mask. The natural-order
+// mask comes from eight vector compares; each of its bytes (one row of the block) is mapped to
+// zigzag bit positions through a table.
+struct ZigzagMaskTable {
+    Kep64u row[8][256];
+    constexpr ZigzagMaskTable() : row() {
+        for (int v = 0; v < 8; ++v)
+            for (int bits = 0; bits < 256; ++bits) {
+                Kep64u m = 0;
+                for (int u = 0; u < 8; ++u)
+                    if (bits & (1 << u))
+                        for (int k = 0; k < 64; ++k)
+                            if (ownZigzagNaturalExt[k] == 8 * v + u) m |= Kep64u{1} << k;
+                row[v][bits] = m;
+            }
+    }
+};
+constexpr ZigzagMaskTable kZigzagMask;
+
+inline Kep64u nonzeroZigzag(const Kep16s* b) {
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i* p = reinterpret_cast<const __m128i*>(b);
+    Kep64u natural = 0;
+    for (int i = 0; i < 4; ++i) {
+        const __m128i r0 = _mm_cmpeq_epi16(_mm_loadu_si128(p + 2 * i), zero);
+        const __m128i r1 = _mm_cmpeq_epi16(_mm_loadu_si128(p + 2 * i + 1), zero);
+        natural |= static_cast<Kep64u>(_mm_movemask_epi8(_mm_packs_epi16(r0, r1)) ^ 0xFFFF) << (16 * i);
+    }
+    Kep64u zz = 0;
+    for (int v = 0; v < 8; ++v) zz |= kZigzagMask.row[v][(natural >> (8 * v)) & 0xFF];
+    return zz;
+}
+
+// Bits k..63 (none for k of 64 or more).
+inline Kep64u fromBit(int k) { return k > 63 ? 0 : ~Kep64u{0} << k; }
+
 // T.81 G.1.2.3 backwards: newly significant coefficients become +-p1 after skipping `run` zero
-// coefficients; every nonzero coefficient passed on the way takes a correction bit.
+// coefficients; every nonzero coefficient passed on the way takes a correction bit, in zigzag
+// order. The zero and nonzero positions come from a mask, so only the coefficients that take a
+// bit are visited.
 KepResult decodeACRefine(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int Se, int Al,
                          const KepiDecodeHuffmanSpec* spec, KepiDecodeHuffmanState* st) {
     const Kep32s p1 = 1 << Al, m1 = -p1;
+    const Kep64u band = fromBit(Ss) & (~Kep64u{0} >> (63 - Se));
+    Kep64u nonzero = nonzeroZigzag(pDst) & band;
     KepResult r;
     Kep32u bit;
-    // A correction bit for a nonzero coefficient; applied only while its bit Al is clear.
-    auto correct = [&](Kep16s* c) -> KepResult {
-        const KepResult e = ownHuffGetBits(src, 1, st, &bit);
-        if (e == kepOk && bit && (*c & p1) == 0) *c = static_cast<Kep16s>(*c + (*c >= 0 ? p1 : m1));
-        return e;
+    // Correction bits for the nonzero coefficients of `m`, in zigzag order; a bit is applied only
+    // while bit Al of the coefficient is still clear.
+    auto correct = [&](Kep64u m) -> KepResult {
+        for (; m != 0; m &= m - 1) {
+            Kep16s* c = &pDst[ownZigzagNaturalExt[__builtin_ctzll(m)]];
+            const KepResult e = ownHuffGetBits(src, 1, st, &bit);
+            if (e != kepOk) return e;
+            if (bit && (*c & p1) == 0) *c = static_cast<Kep16s>(*c + (*c >= 0 ? p1 : m1));
+        }
+        return kepOk;
     };
     int k = Ss;
     if (st->eobRun == 0) {
@@ -75,24 +122,21 @@ KepResult decodeACRefine(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int Se, in
                 st->eobRun = (1u << run) + extra;
                 break;  // the rest of the band is this block's share of the run
             }
-            // Skip `run` zero coefficients (ZRL: 16 with the position itself), correcting the
-            // nonzero ones on the way.
-            for (; k <= Se; ++k) {
-                Kep16s* c = &pDst[ownZigzagNaturalExt[k]];
-                if (*c != 0) {
-                    if ((r = correct(c)) != kepOk) return r;
-                } else if (--run < 0) {
-                    break;
-                }
+            // The target is the zero coefficient after `run` zeros (ZRL: the 16th zero), or the
+            // end of the band; the nonzero coefficients before it take their correction bits.
+            Kep64u zeros = ~nonzero & band & fromBit(k);
+            for (; run > 0 && zeros != 0; --run) zeros &= zeros - 1;
+            const int target = zeros != 0 ? __builtin_ctzll(zeros) : Se + 1;
+            if ((r = correct(nonzero & fromBit(k) & ~fromBit(target))) != kepOk) return r;
+            k = target;
+            if (value != 0) {
+                pDst[ownZigzagNaturalExt[k]] = static_cast<Kep16s>(value);  // k <= 64: index 63 at most
+                nonzero |= fromBit(k) & ~fromBit(k + 1) & band;
             }
-            if (value != 0) pDst[ownZigzagNaturalExt[k]] = static_cast<Kep16s>(value);  // k <= 64: index 63 at most
         }
     }
     if (st->eobRun > 0) {
-        for (; k <= Se; ++k) {
-            Kep16s* c = &pDst[ownZigzagNaturalExt[k]];
-            if (*c != 0 && (r = correct(c)) != kepOk) return r;
-        }
+        if ((r = correct(nonzero & fromBit(k))) != kepOk) return r;
         --st->eobRun;
     }
     return kepOk;
