@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "huff.h"
+#include "huff_fuzz_input.h"
 #include "pjdispatch.h"
 
 namespace {
@@ -28,19 +29,6 @@ void check(bool ok) {
 
 bool documented(KepResult r) {
     return r == kepOk || r == kepErrStreamEnd || r == kepErrHuffmanData || r == kepErrCoeffIndex;
-}
-
-bool takeTable(const uint8_t*& data, size_t& size, Kep8u bits[16], Kep8u vals[256]) {
-    if (size < 16) return false;
-    int count = 0;
-    for (int i = 0; i < 16; ++i) count += bits[i] = data[i];
-    data += 16, size -= 16;
-    if (count > 256) count = 256;
-    if (size < static_cast<size_t>(count)) return false;
-    memset(vals, 0, 256);
-    memcpy(vals, data, static_cast<size_t>(count));
-    data += count, size -= static_cast<size_t>(count);
-    return true;
 }
 
 KepResult decode(int slot, int kind, const Kep8u* src, int len, Run& r, Kep16s* block, int Ss, int Se, int Al,
@@ -63,10 +51,8 @@ KepResult decode(int slot, int kind, const Kep8u* src, int len, Run& r, Kep16s* 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    Kep8u bits[16], vals[256];
-    if (!takeTable(data, size, bits, vals) || size < 4) return 0;
     KepiDecodeHuffmanSpec spec;
-    if (kepiDecodeHuffmanSpecInit_JPEG_8u(bits, vals, &spec) != kepOk) return 0;
+    if (!fuzzTakeDecodeSpec(data, size, &spec) || size < 4) return 0;
     const int kind = data[0] & 3;
     const int Al = (data[0] >> 2) % 14;
     const int Ss = 1 + data[1] % 63;

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "huff.h"
+#include "huff_fuzz_input.h"
 #include "pjdispatch.h"
 
 namespace {
@@ -29,16 +30,8 @@ struct Run {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    if (size < 21) return 0;
-    Kep8u bits[16], vals[256] = {};
-    int count = 0;
-    for (int i = 0; i < 16; ++i) count += bits[i] = data[i] & 31;
-    data += 16, size -= 16;
-    if (count > 256 || size < static_cast<size_t>(count) + 5) return 0;
-    memcpy(vals, data, static_cast<size_t>(count));
-    data += count, size -= static_cast<size_t>(count);
     KepiDecodeHuffmanSpec spec;
-    if (kepiDecodeHuffmanSpecInit_JPEG_8u(bits, vals, &spec) != kepOk) return 0;
+    if (!fuzzTakeDecodeSpec(data, size, &spec) || size < 6) return 0;
     const int width = 1 + data[0] % kMaxWidth;
     const int nComps = 1 + data[1] % 6;
     const int predictor = 1 + data[2] % 7;

@@ -21,6 +21,19 @@ static inline bool ownHuffBadBand(int Ss, int Se, int Al) {
     return Ss < 1 || Ss > 63 || Se < Ss || Se > 63 || ownHuffBadAl(Al);
 }
 
+// The checks every encoder of the baseline-style bit writer starts with: pDst (-8), the length
+// (-6), the position and the state (-8), then the flush when asked. Returns true when the call is
+// over, with its result in *pResult.
+static inline bool ownHuffEncodePrologue(Kep8u* pDst, int dstLenBytes, int* pDstCurrPos, KepiEncodeHuffmanState* st,
+                                         int bFlushState, KepResult* pResult) {
+    if (!pDst) *pResult = kepErrNullPtr;
+    else if (dstLenBytes < 1) *pResult = kepErrSize;
+    else if (!pDstCurrPos || !st) *pResult = kepErrNullPtr;
+    else if (bFlushState) *pResult = ownHuffFlushBaseline(OwnHuffDst{pDst, dstLenBytes, pDstCurrPos}, st);
+    else return false;
+    return true;
+}
+
 // ---- Bit writer of the AC encoders -----------------------------------------------------------
 
 // Appends the low `length` (1..16) bits of value to the pending bits, which sit right-aligned in

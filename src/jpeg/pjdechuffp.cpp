@@ -142,15 +142,17 @@ KepResult decodeACRefine(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int Se, in
     return kepOk;
 }
 
-// The checks the AC decoders share; kepOk when decoding may start.
-KepResult acChecks(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos, Kep16s* pDst, int* pMarker, int Ss, int Se,
+// An AC decoder: the shared checks, then the scan.
+template <KepResult (*Scan)(const OwnHuffSrc&, Kep16s*, int, int, int, const KepiDecodeHuffmanSpec*,
+                            KepiDecodeHuffmanState*)>
+KepResult decodeAC(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos, Kep16s* pDst, int* pMarker, int Ss, int Se,
                    int Al, const KepiDecodeHuffmanSpec* pAcTable, KepiDecodeHuffmanState* st) {
     if (!pSrc) return kepErrNullPtr;
     if (srcLenBytes < 1) return kepErrSize;
     if (!pSrcCurrPos || !pDst || !pMarker) return kepErrNullPtr;
     if (ownHuffBadBand(Ss, Se, Al)) return kepErrArgRange;
     if (!pAcTable || !st) return kepErrNullPtr;
-    return kepOk;
+    return Scan(OwnHuffSrc{pSrc, srcLenBytes, pSrcCurrPos, pMarker}, pDst, Ss, Se, Al, pAcTable, st);
 }
 
 }  // namespace
@@ -197,18 +199,12 @@ KepResult own_kepiDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1(const Kep8u* pSrc, int 
                                                          Kep16s* pDst, int* pMarker, int Ss, int Se, int Al,
                                                          const KepiDecodeHuffmanSpec* pAcTable,
                                                          KepiDecodeHuffmanState* pDecHuffState) {
-    const KepResult r = acChecks(pSrc, srcLenBytes, pSrcCurrPos, pDst, pMarker, Ss, Se, Al, pAcTable, pDecHuffState);
-    if (r != kepOk) return r;
-    const OwnHuffSrc src = {pSrc, srcLenBytes, pSrcCurrPos, pMarker};
-    return decodeACFirst(src, pDst, Ss, Se, Al, pAcTable, pDecHuffState);
+    return decodeAC<decodeACFirst>(pSrc, srcLenBytes, pSrcCurrPos, pDst, pMarker, Ss, Se, Al, pAcTable, pDecHuffState);
 }
 
 KepResult own_kepiDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos,
                                                           Kep16s* pDst, int* pMarker, int Ss, int Se, int Al,
                                                           const KepiDecodeHuffmanSpec* pAcTable,
                                                           KepiDecodeHuffmanState* pDecHuffState) {
-    const KepResult r = acChecks(pSrc, srcLenBytes, pSrcCurrPos, pDst, pMarker, Ss, Se, Al, pAcTable, pDecHuffState);
-    if (r != kepOk) return r;
-    const OwnHuffSrc src = {pSrc, srcLenBytes, pSrcCurrPos, pMarker};
-    return decodeACRefine(src, pDst, Ss, Se, Al, pAcTable, pDecHuffState);
+    return decodeAC<decodeACRefine>(pSrc, srcLenBytes, pSrcCurrPos, pDst, pMarker, Ss, Se, Al, pAcTable, pDecHuffState);
 }

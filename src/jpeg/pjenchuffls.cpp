@@ -1,7 +1,7 @@
 // Lossless JPEG Huffman encoding (T.81 H.1.2.2): one difference, or a row of up to four
 // interleaved components, through the baseline bit writer.
 
-#include "huff.h"
+#include "huffprog.h"
 #include "pjdispatch.h"
 
 namespace {
@@ -21,11 +21,9 @@ inline KepResult encodeDiff(Kep16s d, const KepiEncodeHuffmanSpec* spec, const O
 KepResult own_kepiEncodeHuffmanOne_JPEG_16s1u_C1(const Kep16s* pSrc, Kep8u* pDst, int dstLenBytes, int* pDstCurrPos,
                                                  const KepiEncodeHuffmanSpec* pEncHuffTable,
                                                  KepiEncodeHuffmanState* pEncHuffState, int bFlushState) {
-    if (!pDst) return kepErrNullPtr;
-    if (dstLenBytes < 1) return kepErrSize;
-    if (!pDstCurrPos || !pEncHuffState) return kepErrNullPtr;
+    KepResult r;
+    if (ownHuffEncodePrologue(pDst, dstLenBytes, pDstCurrPos, pEncHuffState, bFlushState, &r)) return r;
     const OwnHuffDst dst = {pDst, dstLenBytes, pDstCurrPos};
-    if (bFlushState) return ownHuffFlushBaseline(dst, pEncHuffState);
     if (!pSrc || !pEncHuffTable) return kepErrNullPtr;
     return encodeDiff(*pSrc, pEncHuffTable, dst, pEncHuffState);
 }
@@ -34,11 +32,9 @@ KepResult own_kepiEncodeHuffmanRow_JPEG_16s1u_P4C1(const Kep16s* pSrc[4], int wi
                                                    int dstLenBytes, int* pDstCurrPos,
                                                    const KepiEncodeHuffmanSpec* pEncHuffTable[4],
                                                    KepiEncodeHuffmanState* pEncHuffState, int bFlushState) {
-    if (!pDst) return kepErrNullPtr;
-    if (dstLenBytes < 1) return kepErrSize;
-    if (!pDstCurrPos || !pEncHuffState) return kepErrNullPtr;
+    KepResult r;
+    if (ownHuffEncodePrologue(pDst, dstLenBytes, pDstCurrPos, pEncHuffState, bFlushState, &r)) return r;
     const OwnHuffDst dst = {pDst, dstLenBytes, pDstCurrPos};
-    if (bFlushState) return ownHuffFlushBaseline(dst, pEncHuffState);
     if (!pSrc) return kepErrNullPtr;
     if (width < 1 || nComponents < 1) return kepErrSize;
     if (!pEncHuffTable) return kepErrNullPtr;
@@ -48,8 +44,7 @@ KepResult own_kepiEncodeHuffmanRow_JPEG_16s1u_P4C1(const Kep16s* pSrc[4], int wi
 
     for (int i = 0; i < width; ++i)
         for (int c = 0; c < n; ++c) {
-            const KepResult r = encodeDiff(pSrc[c][i], pEncHuffTable[c], dst, pEncHuffState);
-            if (r != kepOk) return r;
+            if ((r = encodeDiff(pSrc[c][i], pEncHuffTable[c], dst, pEncHuffState)) != kepOk) return r;
         }
     return kepOk;
 }

@@ -42,21 +42,18 @@ KepResult flushAC(const KepiEncodeHuffmanSpec* spec, const OwnHuffDst& dst, Kepi
     return r;
 }
 
-// The checks the AC encoders share, up to and including the flush. Returns true with *pResult
-// set when the call is over.
-bool acPrologue(const Kep16s* pSrc, Kep8u* pDst, int dstLenBytes, int* pDstCurrPos, int Ss, int Se, int Al,
-                const KepiEncodeHuffmanSpec* pAcTable, KepiEncodeHuffmanState* st, int bFlushState,
-                KepResult* pResult) {
-    KepResult r = kepOk;
-    if (!pDst) r = kepErrNullPtr;
-    else if (dstLenBytes < 1) r = kepErrSize;
-    else if (!pDstCurrPos || !st || !pAcTable) r = kepErrNullPtr;
-    else if (bFlushState) r = flushAC(pAcTable, OwnHuffDst{pDst, dstLenBytes, pDstCurrPos}, st);
-    else if (!pSrc) r = kepErrNullPtr;
-    else if (ownHuffBadBand(Ss, Se, Al)) r = kepErrArgRange;
-    else return false;
-    *pResult = r;
-    return true;
+// An AC encoder: the shared checks (the table before the flush, which needs it), then the scan.
+template <KepResult (*Scan)(const OwnHuffProgWriter&, const Kep16s*, int, int, int, KepiEncodeHuffmanState*)>
+KepResult encodeAC(const Kep16s* pSrc, Kep8u* pDst, int dstLenBytes, int* pDstCurrPos, int Ss, int Se, int Al,
+                   const KepiEncodeHuffmanSpec* pAcTable, KepiEncodeHuffmanState* st, int bFlushState) {
+    if (!pDst) return kepErrNullPtr;
+    if (dstLenBytes < 1) return kepErrSize;
+    if (!pDstCurrPos || !st || !pAcTable) return kepErrNullPtr;
+    const OwnHuffDst dst = {pDst, dstLenBytes, pDstCurrPos};
+    if (bFlushState) return flushAC(pAcTable, dst, st);
+    if (!pSrc) return kepErrNullPtr;
+    if (ownHuffBadBand(Ss, Se, Al)) return kepErrArgRange;
+    return Scan(OwnHuffProgWriter{pAcTable, dst, st}, pSrc, Ss, Se, Al, st);
 }
 
 }  // namespace
@@ -65,11 +62,8 @@ KepResult own_kepiEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1(const Kep16s* pSrc, Kep
                                                          int* pDstCurrPos, Kep16s* pLastDC, int Al,
                                                          const KepiEncodeHuffmanSpec* pDcTable,
                                                          KepiEncodeHuffmanState* pEncHuffState, int bFlushState) {
-    if (!pDst) return kepErrNullPtr;
-    if (dstLenBytes < 1) return kepErrSize;
-    if (!pDstCurrPos || !pEncHuffState) return kepErrNullPtr;
-    const OwnHuffDst dst = {pDst, dstLenBytes, pDstCurrPos};
-    if (bFlushState) return ownHuffFlushBaseline(dst, pEncHuffState);
+    KepResult r;
+    if (ownHuffEncodePrologue(pDst, dstLenBytes, pDstCurrPos, pEncHuffState, bFlushState, &r)) return r;
     if (!pSrc || !pLastDC) return kepErrNullPtr;
     if (ownHuffBadAl(Al)) return kepErrArgRange;
     if (!pDcTable) return kepErrNullPtr;
@@ -79,7 +73,8 @@ KepResult own_kepiEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1(const Kep16s* pSrc, Kep
     *pLastDC = static_cast<Kep16s>(v);
     const int s = ownHuffCategory(diff);
     if (s > 11) return kepErrHuffmanData;
-    KepResult r = ownHuffWriteSymbol(pDcTable, s, dst, pEncHuffState);
+    const OwnHuffDst dst = {pDst, dstLenBytes, pDstCurrPos};
+    r = ownHuffWriteSymbol(pDcTable, s, dst, pEncHuffState);
     if (r == kepOk && s != 0) r = ownHuffWriteBits(ownHuffExtraBits(diff, s), s, dst, pEncHuffState);
     return r;
 }
@@ -87,34 +82,26 @@ KepResult own_kepiEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1(const Kep16s* pSrc, Kep
 KepResult own_kepiEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1(const Kep16s* pSrc, Kep8u* pDst, int dstLenBytes,
                                                           int* pDstCurrPos, int Al,
                                                           KepiEncodeHuffmanState* pEncHuffState, int bFlushState) {
-    if (!pDst) return kepErrNullPtr;
-    if (dstLenBytes < 1) return kepErrSize;
-    if (!pDstCurrPos || !pEncHuffState) return kepErrNullPtr;
-    const OwnHuffDst dst = {pDst, dstLenBytes, pDstCurrPos};
-    if (bFlushState) return ownHuffFlushBaseline(dst, pEncHuffState);
+    KepResult r;
+    if (ownHuffEncodePrologue(pDst, dstLenBytes, pDstCurrPos, pEncHuffState, bFlushState, &r)) return r;
     if (!pSrc) return kepErrNullPtr;
     if (ownHuffBadAl(Al)) return kepErrArgRange;
-    return ownHuffWriteBits(static_cast<Kep32u>(pSrc[0] >> Al) & 1, 1, dst, pEncHuffState);
+    return ownHuffWriteBits(static_cast<Kep32u>(pSrc[0] >> Al) & 1, 1, OwnHuffDst{pDst, dstLenBytes, pDstCurrPos},
+                            pEncHuffState);
 }
 
 KepResult own_kepiEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1(const Kep16s* pSrc, Kep8u* pDst, int dstLenBytes,
                                                          int* pDstCurrPos, int Ss, int Se, int Al,
                                                          const KepiEncodeHuffmanSpec* pAcTable,
                                                          KepiEncodeHuffmanState* pEncHuffState, int bFlushState) {
-    KepResult r;
-    if (acPrologue(pSrc, pDst, dstLenBytes, pDstCurrPos, Ss, Se, Al, pAcTable, pEncHuffState, bFlushState, &r))
-        return r;
-    const OwnHuffDst dst = {pDst, dstLenBytes, pDstCurrPos};
-    return ownHuffACFirst(OwnHuffProgWriter{pAcTable, dst, pEncHuffState}, pSrc, Ss, Se, Al, pEncHuffState);
+    return encodeAC<ownHuffACFirst<OwnHuffProgWriter>>(pSrc, pDst, dstLenBytes, pDstCurrPos, Ss, Se, Al, pAcTable,
+                                                      pEncHuffState, bFlushState);
 }
 
 KepResult own_kepiEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1(const Kep16s* pSrc, Kep8u* pDst, int dstLenBytes,
                                                           int* pDstCurrPos, int Ss, int Se, int Al,
                                                           const KepiEncodeHuffmanSpec* pAcTable,
                                                           KepiEncodeHuffmanState* pEncHuffState, int bFlushState) {
-    KepResult r;
-    if (acPrologue(pSrc, pDst, dstLenBytes, pDstCurrPos, Ss, Se, Al, pAcTable, pEncHuffState, bFlushState, &r))
-        return r;
-    const OwnHuffDst dst = {pDst, dstLenBytes, pDstCurrPos};
-    return ownHuffACRefine(OwnHuffProgWriter{pAcTable, dst, pEncHuffState}, pSrc, Ss, Se, Al, pEncHuffState);
+    return encodeAC<ownHuffACRefine<OwnHuffProgWriter>>(pSrc, pDst, dstLenBytes, pDstCurrPos, Ss, Se, Al, pAcTable,
+                                                      pEncHuffState, bFlushState);
 }

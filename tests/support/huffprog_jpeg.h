@@ -39,35 +39,31 @@ struct ProgFile {
     int mcusX = 0, mcusY = 0;  // MCUs of the interleaved scans
 };
 
+// libjpeg-turbo's baseline file for `o`, transcoded losslessly (same coefficients) into a
+// progressive one with its default progression script and optimised tables.
 inline std::vector<uint8_t> makeProgressiveJpeg(const MakeOptions& o) {
-    const std::vector<uint8_t> px = hufftest::makeImage(o);
+    const std::vector<uint8_t> baseline = hufftest::makeJpeg(o);
+    jpeg_decompress_struct d;
+    jpeg_error_mgr de;
+    jvirt_barray_ptr* arrays = hufftest::readCoefficients(d, de, baseline);
     jpeg_compress_struct c;
-    jpeg_error_mgr e;
-    c.err = jpeg_std_error(&e);
+    jpeg_error_mgr ce;
+    c.err = jpeg_std_error(&ce);
     jpeg_create_compress(&c);
     unsigned char* mem = nullptr;
     unsigned long size = 0;
     jpeg_mem_dest(&c, &mem, &size);
-    c.image_width = static_cast<JDIMENSION>(o.width);
-    c.image_height = static_cast<JDIMENSION>(o.height);
-    c.input_components = o.components;
-    c.in_color_space = o.components == 1 ? JCS_GRAYSCALE : JCS_RGB;
-    jpeg_set_defaults(&c);
-    jpeg_set_quality(&c, o.quality, TRUE);
-    c.comp_info[0].h_samp_factor = o.hSamp;
-    c.comp_info[0].v_samp_factor = o.vSamp;
+    jpeg_copy_critical_parameters(&d, &c);
     c.restart_interval = static_cast<unsigned>(o.restartMcus);
     jpeg_simple_progression(&c);
     c.optimize_coding = TRUE;
-    jpeg_start_compress(&c, TRUE);
-    while (c.next_scanline < c.image_height) {
-        JSAMPROW row = const_cast<JSAMPROW>(&px[static_cast<size_t>(c.next_scanline) * o.width * o.components]);
-        jpeg_write_scanlines(&c, &row, 1);
-    }
+    jpeg_write_coefficients(&c, arrays);
     jpeg_finish_compress(&c);
     std::vector<uint8_t> out(mem, mem + size);
     jpeg_destroy_compress(&c);
     std::free(mem);
+    jpeg_finish_decompress(&d);
+    jpeg_destroy_decompress(&d);
     return out;
 }
 
