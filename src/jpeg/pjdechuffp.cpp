@@ -79,8 +79,35 @@ inline Kep64u nonzeroZigzag(const Kep16s* b) {
     return zz;
 }
 
-// Bits k..63 (none for k of 64 or more).
-inline Kep64u fromBit(int k) { return k > 63 ? 0 : ~Kep64u{0} << k; }
+// Bits k..63 (none for k = 64).
+inline Kep64u fromBit(int k) { return (~Kep64u{0} << (k & 63)) & (Kep64u{0} - (k < 64)); }
+
+// Bit position of the set bit of rank r (0 = lowest) in x, or 64 when x has r or fewer set bits:
+// broadword select without branches on the data. Byte counts and their prefix sums locate the
+// byte; a table locates the bit in it.
+struct SelectInByteTable {
+    Kep8u pos[256][8];
+    constexpr SelectInByteTable() : pos() {
+        for (int b = 0; b < 256; ++b)
+            for (int r = 0, i = 0; i < 8; ++i)
+                if (b & (1 << i)) pos[b][r++] = static_cast<Kep8u>(i);
+    }
+};
+constexpr SelectInByteTable kSelectInByte;
+
+inline int selectBit(Kep64u x, int r) {
+    constexpr Kep64u ones = 0x0101010101010101ull, highs = 0x8080808080808080ull;
+    Kep64u c = x - ((x >> 1) & 0x5555555555555555ull);
+    c = (c & 0x3333333333333333ull) + ((c >> 2) & 0x3333333333333333ull);
+    c = (c + (c >> 4)) & 0x0F0F0F0F0F0F0F0Full;
+    const Kep64u prefix = c * ones;  // byte i: set bits in bytes 0..i
+    if (static_cast<int>(prefix >> 56) <= r) return 64;
+    // Bytes whose prefix is at most r lie below the byte holding the bit.
+    const Kep64u below = ((static_cast<Kep64u>(r) * ones | highs) - prefix) & highs;
+    const int byte = static_cast<int>(((below >> 7) * ones) >> 56);
+    const int before = byte == 0 ? 0 : static_cast<int>((prefix >> (8 * byte - 8)) & 0xFF);
+    return 8 * byte + kSelectInByte.pos[(x >> (8 * byte)) & 0xFF][r - before];
+}
 
 // T.81 G.1.2.3 backwards: newly significant coefficients become +-p1 after skipping `run` zero
 // coefficients; every nonzero coefficient passed on the way takes a correction bit, in zigzag
@@ -100,7 +127,9 @@ KepResult decodeACRefine(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int Se, in
             Kep16s* c = &pDst[ownZigzagNaturalExt[__builtin_ctzll(m)]];
             const KepResult e = ownHuffGetBits(src, 1, st, &bit);
             if (e != kepOk) return e;
-            if (bit && (*c & p1) == 0) *c = static_cast<Kep16s>(*c + (*c >= 0 ? p1 : m1));
+            // Without a branch on the bit, which is as good as random.
+            const Kep32s apply = -static_cast<Kep32s>(bit & ((*c & p1) == 0));
+            *c = static_cast<Kep16s>(*c + ((*c >= 0 ? p1 : m1) & apply));
         }
         return kepOk;
     };
@@ -109,7 +138,7 @@ KepResult decodeACRefine(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int Se, in
         for (; k <= Se; ++k) {
             int symbol;
             if ((r = ownHuffDecodeSymbol(src, spec, st, &symbol)) != kepOk) return r;
-            int run = symbol >> 4;
+            const int run = symbol >> 4;
             const int s = symbol & 0x0F;
             Kep32s value = 0;
             if (s != 0) {
@@ -124,9 +153,8 @@ KepResult decodeACRefine(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int Se, in
             }
             // The target is the zero coefficient after `run` zeros (ZRL: the 16th zero), or the
             // end of the band; the nonzero coefficients before it take their correction bits.
-            Kep64u zeros = ~nonzero & band & fromBit(k);
-            for (; run > 0 && zeros != 0; --run) zeros &= zeros - 1;
-            const int target = zeros != 0 ? __builtin_ctzll(zeros) : Se + 1;
+            const int at = selectBit(~nonzero & band & fromBit(k), run);
+            const int target = at < 64 ? at : Se + 1;
             if ((r = correct(nonzero & fromBit(k) & ~fromBit(target))) != kepOk) return r;
             k = target;
             if (value != 0) {
