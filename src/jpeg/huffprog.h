@@ -165,7 +165,32 @@ KepResult ownHuffACRefine(const Sink& sink, const Kep16s* pSrc, int Ss, int Se, 
     return kepOk;
 }
 
-// ---- Raw bits for the decoders ---------------------------------------------------------------
+// ---- Reading for the decoders -----------------------------------------------------------------
+
+// ownHuffDecodeSymbol with its most common case in line: 8 bits or more held and a code of up to
+// 8 bits. Everything else goes to the full routine, which then does exactly what it would have
+// done from the start.
+static inline KepResult ownHuffDecodeSymbolQuick(const OwnHuffSrc& src, const KepiDecodeHuffmanSpec* spec,
+                                                 KepiDecodeHuffmanState* st, int* pSymbol) {
+    if (st->bitCount >= 8) {
+        const Kep32u look = spec->lookahead[(static_cast<Kep32u>(st->bitBuffer) >> (st->bitCount - 8)) & 0xFF];
+        if (look >> 16) {
+            st->bitCount -= static_cast<int>(look >> 16);
+            *pSymbol = static_cast<int>(look & 0xFFFF);
+            return kepOk;
+        }
+    }
+    return ownHuffDecodeSymbol(src, spec, st, pSymbol);
+}
+
+// ownHuffReceiveExtend in line when the n (1..16) bits are already held.
+static inline KepResult ownHuffReceiveExtendQuick(const OwnHuffSrc& src, int n, KepiDecodeHuffmanState* st,
+                                                  Kep32s* pValue) {
+    if (st->bitCount < n) return ownHuffReceiveExtend(src, n, st, pValue);
+    st->bitCount -= n;
+    *pValue = ownHuffExtend((static_cast<Kep32u>(st->bitBuffer) >> st->bitCount) & ((1u << n) - 1), n);
+    return kepOk;
+}
 
 // Reads n (1..16) bits without EXTEND.
 static inline KepResult ownHuffGetBits(const OwnHuffSrc& src, int n, KepiDecodeHuffmanState* st, Kep32u* pValue) {

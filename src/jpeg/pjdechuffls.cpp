@@ -1,7 +1,7 @@
 // Lossless JPEG Huffman decoding (T.81 H.1.2.2): one difference, or a row of up to four
 // interleaved components.
 
-#include "huff.h"
+#include "huffprog.h"
 #include "pjdispatch.h"
 
 namespace {
@@ -10,11 +10,11 @@ namespace {
 inline KepResult decodeDiff(const OwnHuffSrc& src, const KepiDecodeHuffmanSpec* spec, KepiDecodeHuffmanState* st,
                             Kep16s* pDst) {
     int s;
-    KepResult r = ownHuffDecodeSymbol(src, spec, st, &s);
+    KepResult r = ownHuffDecodeSymbolQuick(src, spec, st, &s);
     if (r != kepOk) return r;
     Kep32s v = 0;
     if (s >= 16) v = -32768;
-    else if (s != 0 && (r = ownHuffReceiveExtend(src, s, st, &v)) != kepOk) return r;
+    else if (s != 0 && (r = ownHuffReceiveExtendQuick(src, s, st, &v)) != kepOk) return r;
     *pDst = static_cast<Kep16s>(v);
     return kepOk;
 }

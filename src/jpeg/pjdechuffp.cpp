@@ -27,12 +27,12 @@ KepResult decodeACFirst(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int Se, int
     KepResult r;
     for (int k = Ss; k <= Se; ++k) {
         int symbol;
-        if ((r = ownHuffDecodeSymbol(src, spec, st, &symbol)) != kepOk) return r;
+        if ((r = ownHuffDecodeSymbolQuick(src, spec, st, &symbol)) != kepOk) return r;
         const int run = symbol >> 4, s = symbol & 0x0F;
         if (s != 0) {
             k += run;
             Kep32s v;
-            if ((r = ownHuffReceiveExtend(src, s, st, &v)) != kepOk) return r;
+            if ((r = ownHuffReceiveExtendQuick(src, s, st, &v)) != kepOk) return r;
             if ((r = store(pDst, k, v, Al)) != kepOk) return r;
         } else if (run == 15) {
             k += 15;  // ZRL: 16 zeros with the loop's increment
@@ -137,7 +137,7 @@ KepResult decodeACRefine(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int Se, in
     if (st->eobRun == 0) {
         for (; k <= Se; ++k) {
             int symbol;
-            if ((r = ownHuffDecodeSymbol(src, spec, st, &symbol)) != kepOk) return r;
+            if ((r = ownHuffDecodeSymbolQuick(src, spec, st, &symbol)) != kepOk) return r;
             const int run = symbol >> 4;
             const int s = symbol & 0x0F;
             Kep32s value = 0;
@@ -197,10 +197,10 @@ KepResult own_kepiDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(const Kep8u* pSrc, int 
 
     const OwnHuffSrc src = {pSrc, srcLenBytes, pSrcCurrPos, pMarker};
     int symbol;
-    KepResult r = ownHuffDecodeSymbol(src, pDcTable, pDecHuffState, &symbol);
+    KepResult r = ownHuffDecodeSymbolQuick(src, pDcTable, pDecHuffState, &symbol);
     if (r != kepOk) return r;
     Kep32s diff = 0;
-    if ((symbol & 0x0F) != 0 && (r = ownHuffReceiveExtend(src, symbol & 0x0F, pDecHuffState, &diff)) != kepOk)
+    if ((symbol & 0x0F) != 0 && (r = ownHuffReceiveExtendQuick(src, symbol & 0x0F, pDecHuffState, &diff)) != kepOk)
         return r;
     *pLastDC = static_cast<Kep16s>(*pLastDC + diff);
     pDst[0] = static_cast<Kep16s>(static_cast<Kep16u>(static_cast<Kep32u>(*pLastDC) << Al));
