@@ -96,6 +96,7 @@ struct SelectInByteTable {
 constexpr SelectInByteTable kSelectInByte;
 
 inline int selectBit(Kep64u x, int r) {
+    if (r == 0) return x != 0 ? __builtin_ctzll(x) : 64;  // the most common case by far
     constexpr Kep64u ones = 0x0101010101010101ull, highs = 0x8080808080808080ull;
     Kep64u c = x - ((x >> 1) & 0x5555555555555555ull);
     c = (c & 0x3333333333333333ull) + ((c >> 2) & 0x3333333333333333ull);
