@@ -52,15 +52,12 @@ KepResult decodeACFirst(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int Se, int
 struct ZigzagMaskTable {
     Kep64u row[8][256];
     constexpr ZigzagMaskTable() : row() {
+        int zigzagOf[64] = {};
+        for (int k = 0; k < 64; ++k) zigzagOf[ownZigzagNaturalExt[k]] = k;
         for (int v = 0; v < 8; ++v)
-            for (int bits = 0; bits < 256; ++bits) {
-                Kep64u m = 0;
+            for (int bits = 0; bits < 256; ++bits)
                 for (int u = 0; u < 8; ++u)
-                    if (bits & (1 << u))
-                        for (int k = 0; k < 64; ++k)
-                            if (ownZigzagNaturalExt[k] == 8 * v + u) m |= Kep64u{1} << k;
-                row[v][bits] = m;
-            }
+                    if (bits & (1 << u)) row[v][bits] |= Kep64u{1} << zigzagOf[8 * v + u];
     }
 };
 constexpr ZigzagMaskTable kZigzagMask;
