@@ -287,6 +287,162 @@ KEPAPI KepResult kepiDecodeHuffman8x8_Direct_JPEG_1u16s_C1(const Kep8u* pSrc, in
 
 /* ---- JPEG progressive Huffman coding, statistics, lossless coding (ITU-T T.81 G.1, K.2, Annex H) ---- */
 
+/* Progressive block coding (T.81 G.1.2, Huffman). Blocks are 64 coefficients in natural order,
+ * walked in zigzag order; the stream arguments work as for kepiEncodeHuffman8x8_JPEG_16s1u_C1 and
+ * kepiDecodeHuffman8x8_JPEG_1u16s_C1 (positions advance past every byte written or consumed, a
+ * marker stops the reader, -62 ends a segment). Al is the point transform 0..13; Ss..Se the
+ * spectral band of an AC scan, 1 <= Ss <= Se <= 63. A negative Al is rejected like Al > 13.
+ *
+ * Encoders. Errors, in order: null pDst (-8); dstLenBytes < 1 (-6); null pDstCurrPos, state, and
+ * for the AC encoders pAcTable (-8); [flush: bFlushState != 0 flushes and returns, pSrc and the
+ * scan arguments unused]; null pSrc, for DC first pLastDC (-8); Al, Ss, Se out of range (-5); for
+ * DC first null pDcTable (-8). While coding: a symbol without a code (-64), the buffer full (-62).
+ * The DC encoders keep their pending bits as the baseline encoder does and flush like it; the AC
+ * encoders keep the pending bits right-aligned in the state's 64-bit buffer, the end-of-band run
+ * in eobRun and (refinement) the buffered correction bits in corrBits/corrBitCount; their flush
+ * emits the run, then the correction bits, pads the last byte with 1-bits, writes it and leaves
+ * the state as after Init (also when a write failed; the first failure is returned). */
+
+/* DC first scan: v = pSrc[0] >> Al (floor), diff = v - *pLastDC, *pLastDC = v before writing;
+ * diff is coded as its category symbol and extra bits. A category above 11 gives -63. */
+KEPAPI KepResult kepiEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1(const Kep16s* pSrc, Kep8u* pDst, int dstLenBytes,
+                                                            int* pDstCurrPos, Kep16s* pLastDC, int Al,
+                                                            const KepiEncodeHuffmanSpec* pDcTable,
+                                                            KepiEncodeHuffmanState* pEncHuffState, int bFlushState);
+/* DC refinement scan: one bit, (pSrc[0] >> Al) & 1. */
+KEPAPI KepResult kepiEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1(const Kep16s* pSrc, Kep8u* pDst, int dstLenBytes,
+                                                             int* pDstCurrPos, int Al,
+                                                             KepiEncodeHuffmanState* pEncHuffState, int bFlushState);
+/* AC first scan over zigzag positions Ss..Se (T.81 G.1.2.2): magnitudes shifted right by Al with
+ * the sign kept; run/category symbols with ZRL for 16 zeros; a block ending in zeros adds 1 to the
+ * end-of-band run, which is emitted (EOBn symbol n*16 and the n low bits of the run, n = floor(log2
+ * run)) before the next nonzero coefficient, when it reaches 32767, or at the flush. */
+KEPAPI KepResult kepiEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1(const Kep16s* pSrc, Kep8u* pDst, int dstLenBytes,
+                                                            int* pDstCurrPos, int Ss, int Se, int Al,
+                                                            const KepiEncodeHuffmanSpec* pAcTable,
+                                                            KepiEncodeHuffmanState* pEncHuffState, int bFlushState);
+/* AC refinement scan (T.81 G.1.2.3): coefficients already significant (|v| >> Al above 1) give one
+ * correction bit each, newly significant ones (|v| >> Al equal to 1) a run/category-1 symbol and a
+ * sign bit (1 for positive) followed by the correction bits buffered since the previous symbol.
+ * The run and the buffered bits of blocks that end in an end-of-band go out together when the run
+ * reaches 32767 or more than 937 correction bits are buffered. */
+KEPAPI KepResult kepiEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1(const Kep16s* pSrc, Kep8u* pDst, int dstLenBytes,
+                                                             int* pDstCurrPos, int Ss, int Se, int Al,
+                                                             const KepiEncodeHuffmanSpec* pAcTable,
+                                                             KepiEncodeHuffmanState* pEncHuffState, int bFlushState);
+
+/* Decoders. The caller keeps the block between scans; each decoder changes only what its scan
+ * codes. Errors, in order: null pSrc (-8); srcLenBytes < 1 (-6); null pSrcCurrPos, pDst, pLastDC
+ * (DC first), pMarker (-8); Al, Ss, Se out of range (-5); null spec (not DC refinement) and state
+ * (-8). While decoding: as the baseline decoder (-62, -63); an AC first run past position 63 (-2,
+ * positions 64..71 store at natural index 63 and 72..75 at index 1 first, as in the baseline
+ * decoder); a refinement symbol of category other than 0 or 1 (-63). What was decoded before an
+ * error stays in pDst. */
+
+/* DC first: *pLastDC += the decoded difference (16-bit wrap); pDst[0] = *pLastDC << Al (16-bit). */
+KEPAPI KepResult kepiDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos,
+                                                            Kep16s* pDst, Kep16s* pLastDC, int* pMarker, int Al,
+                                                            const KepiDecodeHuffmanSpec* pDcTable,
+                                                            KepiDecodeHuffmanState* pDecHuffState);
+/* DC refinement: a 1-bit sets bit Al of pDst[0]; a 0-bit leaves it. */
+KEPAPI KepResult kepiDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos,
+                                                             Kep16s* pDst, int* pMarker, int Al,
+                                                             KepiDecodeHuffmanState* pDecHuffState);
+/* AC first: a pending run in the state's eobRun skips the block (run - 1 stays); otherwise the
+ * symbols of the band store value << Al (16-bit) at their natural positions, and an EOBn symbol
+ * starts a run of 2^n plus n extra bits, this block included. */
+KEPAPI KepResult kepiDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos,
+                                                            Kep16s* pDst, int* pMarker, int Ss, int Se, int Al,
+                                                            const KepiDecodeHuffmanSpec* pAcTable,
+                                                            KepiDecodeHuffmanState* pDecHuffState);
+/* AC refinement: newly significant coefficients become +-(1 << Al); a correction bit 1 adds
+ * 1 << Al in the direction of the sign of a nonzero coefficient whose bit Al is still clear. */
+KEPAPI KepResult kepiDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos,
+                                                             Kep16s* pDst, int* pMarker, int Ss, int Se, int Al,
+                                                             const KepiDecodeHuffmanSpec* pAcTable,
+                                                             KepiDecodeHuffmanState* pDecHuffState);
+
+/* Huffman statistics for optimal tables (T.81 K.2): each function counts, in int counters indexed
+ * by symbol (zeroed by the caller; kepiEncodeHuffmanRawTableInit_JPEG_8u reads 257 of them), the
+ * symbols the matching encoder would emit. Counts are only ever incremented; an error leaves the
+ * counts of the symbols met before it. */
+
+/* One lossless difference: pStatistics[category(*pSrc)] += 1 (-32768 has category 16).
+ * Errors: null pSrc, pStatistics (-8); a category above 16 (-7, cannot occur for 16-bit values). */
+KEPAPI KepResult kepiGetHuffmanStatisticsOne_JPEG_16s_C1(const Kep16s* pSrc, int* pStatistics);
+/* Baseline block: the DC difference pSrc[0] - *pLastDC (*pLastDC = pSrc[0]; category above 15
+ * gives -63), one ZRL per 16 zeros before a value, run/category symbols (category above 14 gives
+ * -63, after the ZRL were counted), EOB when the block ends in zeros. Errors: null pointer (-8). */
+KEPAPI KepResult kepiGetHuffmanStatistics8x8_JPEG_16s_C1(const Kep16s* pSrc, int* pDcStatistics, int* pAcStatistics,
+                                                         Kep16s* pLastDC);
+/* DC first: as the DC first encoder (category above 11: -63). Errors: null pSrc, pDcStatistics,
+ * pLastDC (-8); Al outside 0..13 (-5). */
+KEPAPI KepResult kepiGetHuffmanStatistics8x8_DCFirst_JPEG_16s_C1(const Kep16s* pSrc, int* pDcStatistics,
+                                                                 Kep16s* pLastDC, int Al);
+/* AC first and refinement: the symbols of the AC encoders, the end-of-band run (and for refinement
+ * the number of correction bits) carried in the encoder state across blocks, EOBn counted when the
+ * run is emitted. bFlushState != 0 counts the pending EOBn and leaves the state as after Init.
+ * Errors, in order: null pAcStatistics, state (-8); [flush]; null pSrc (-8); Ss, Se, Al out of
+ * range (-5). */
+KEPAPI KepResult kepiGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1(const Kep16s* pSrc, int* pAcStatistics, int Ss,
+                                                                 int Se, int Al, KepiEncodeHuffmanState* pEncHuffState,
+                                                                 int bFlushState);
+KEPAPI KepResult kepiGetHuffmanStatistics8x8_ACRefine_JPEG_16s_C1(const Kep16s* pSrc, int* pAcStatistics, int Ss,
+                                                                  int Se, int Al, KepiEncodeHuffmanState* pEncHuffState,
+                                                                  int bFlushState);
+
+/* Lossless prediction (T.81 H.1.2.1). Samples and differences are 16-bit rows; all arithmetic is
+ * modulo 2^16. Predictors (Ra left, Rb above, Rc above-left): 1 Ra, 2 Rb, 3 Rc, 4 Ra + Rb - Rc,
+ * 5 Ra + ((Rb - Rc) >> 1), 6 Rb + ((Ra - Rc) >> 1), 7 (Ra + Rb) >> 1, with arithmetic shifts of
+ * the full-width sum or difference. Samples enter the predictors as unsigned 16-bit values (0 to
+ * 65535, as samples of 16-bit precision are), which only matters for predictors 5 to 7 with
+ * samples of 32768 or more. The point transform is the caller's: the samples are used as given.
+ *
+ * First row of a scan or restart interval: pDst[0] = pSrc[0] - 2^(P - Pt - 1), then
+ * pDst[i] = pSrc[i] - pSrc[i-1]. Reconstruction inverts it. Errors, in order: null pSrc, pDst
+ * (-8); width < 1 (-6); P outside 2..16, Pt < 0 or Pt >= P (-5). */
+KEPAPI KepResult kepiDiffPredFirstRow_JPEG_16s_C1(const Kep16s* pSrc, Kep16s* pDst, int width, int P, int Pt);
+KEPAPI KepResult kepiReconstructPredFirstRow_JPEG_16s_C1(const Kep16s* pSrc, Kep16s* pDst, int width, int P,
+                                                         int Pt);
+/* Other rows: pDst[0] = pSrc[0] - pPrevRow[0] whatever the predictor, pDst[i] = pSrc[i] - Px.
+ * Reconstruction takes Ra from its own output. Errors, in order: null pSrc, pPrevRow, pDst (-8);
+ * width < 1 (-6); predictor outside 1..7 (-5). */
+KEPAPI KepResult kepiDiffPredRow_JPEG_16s_C1(const Kep16s* pSrc, const Kep16s* pPrevRow, Kep16s* pDst, int width,
+                                             int predictor);
+KEPAPI KepResult kepiReconstructPredRow_JPEG_16s_C1(const Kep16s* pSrc, const Kep16s* pPrevRow, Kep16s* pDst,
+                                                    int width, int predictor);
+
+/* Lossless Huffman coding (T.81 H.1.2.2): a difference d is its category symbol s (d = -32768, the
+ * difference 32768, has category 16) followed, for s 1..15, by its s extra bits; symbol 16 has no
+ * extra bits. The decoder gives 0 for symbol 0, EXTEND of s bits for 1..15 and 0x8000 (-32768)
+ * for any symbol of 16 or more. Stream arguments, flush and -62/-63/-64 as for the baseline coders.
+ * Encoder errors, in order: null pDst (-8); dstLenBytes < 1 (-6); null pDstCurrPos, state (-8);
+ * [flush]; null pSrc, pEncHuffTable (-8). Decoder errors, in order: null pSrc (-8); srcLenBytes
+ * < 1 (-6); null pSrcCurrPos, pDst, pMarker, pDecHuffTable, state (-8). */
+KEPAPI KepResult kepiEncodeHuffmanOne_JPEG_16s1u_C1(const Kep16s* pSrc, Kep8u* pDst, int dstLenBytes, int* pDstCurrPos,
+                                                    const KepiEncodeHuffmanSpec* pEncHuffTable,
+                                                    KepiEncodeHuffmanState* pEncHuffState, int bFlushState);
+KEPAPI KepResult kepiDecodeHuffmanOne_JPEG_1u16s_C1(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos,
+                                                    Kep16s* pDst, int* pMarker,
+                                                    const KepiDecodeHuffmanSpec* pDecHuffTable,
+                                                    KepiDecodeHuffmanState* pDecHuffState);
+/* A row of up to four interleaved components: for each sample index i, for each component c,
+ * pSrc[c][i] is coded with pEncHuffTable[c] (decoded into pDst[c][i] with pDecHuffTable[c]).
+ * nComponents above 4 counts as 4. The first failure ends the call; what was coded before stays.
+ * Encoder errors, in order: null pDst (-8); dstLenBytes < 1 (-6); null pDstCurrPos, state (-8);
+ * [flush]; null pSrc (-8); width or nComponents < 1 (-6); null pEncHuffTable (-8); then per
+ * component null pSrc[c], pEncHuffTable[c] (-8). Decoder errors, in order: null pSrc (-8);
+ * srcLenBytes < 1 (-6); null pSrcCurrPos, pDst (-8); width or nComponents < 1 (-6); null pMarker,
+ * pDecHuffTable, state (-8); then per component null pDst[c], pDecHuffTable[c] (-8). */
+KEPAPI KepResult kepiEncodeHuffmanRow_JPEG_16s1u_P4C1(const Kep16s* pSrc[4], int width, int nComponents, Kep8u* pDst,
+                                                      int dstLenBytes, int* pDstCurrPos,
+                                                      const KepiEncodeHuffmanSpec* pEncHuffTable[4],
+                                                      KepiEncodeHuffmanState* pEncHuffState, int bFlushState);
+KEPAPI KepResult kepiDecodeHuffmanRow_JPEG_1u16s_C1P4(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos,
+                                                      Kep16s* pDst[4], int width, int nComponents, int* pMarker,
+                                                      const KepiDecodeHuffmanSpec* pDecHuffTable[4],
+                                                      KepiDecodeHuffmanState* pDecHuffState);
+
 /* ---- JPEG colour conversion, down- and up-sampling, MCU conversions ------------------------- */
 
 /* Colour conversion between the RGB family and JFIF YCbCr (ITU-T T.871), with 16-bit fixed-point

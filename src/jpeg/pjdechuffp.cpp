@@ -1,0 +1,236 @@
+// Progressive Huffman decoding (T.81 G.2): DC first and refinement, AC first with end-of-band
+// runs, AC refinement with correction bits. Each decoder changes only the coefficients its scan
+// codes; the block itself lives with the caller from scan to scan.
+
+#include <emmintrin.h>
+
+#include "huffprog.h"
+#include "pjdispatch.h"
+
+namespace {
+
+// Stores v << Al at zigzag position k, wrapped to 16 bits; positions past 63 from a corrupt run
+// follow the baseline decoder (64..75 land on 63 and 1, later ones fail).
+inline KepResult store(Kep16s* pDst, int k, Kep32s v, int Al) {
+    const int natural = ownZigzagNaturalExt[k];
+    if (natural > 63) return kepErrCoeffIndex;
+    pDst[natural] = static_cast<Kep16s>(static_cast<Kep16u>(static_cast<Kep32u>(v) << Al));
+    return kepOk;
+}
+
+KepResult decodeACFirst(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int Se, int Al,
+                        const KepiDecodeHuffmanSpec* spec, KepiDecodeHuffmanState* st) {
+    if (st->eobRun > 0) {
+        --st->eobRun;
+        return kepOk;
+    }
+    KepResult r;
+    for (int k = Ss; k <= Se; ++k) {
+        int symbol;
+        if ((r = ownHuffDecodeSymbolQuick(src, spec, st, &symbol)) != kepOk) return r;
+        const int run = symbol >> 4, s = symbol & 0x0F;
+        if (s != 0) {
+            k += run;
+            Kep32s v;
+            if ((r = ownHuffReceiveExtendQuick(src, s, st, &v)) != kepOk) return r;
+            if ((r = store(pDst, k, v, Al)) != kepOk) return r;
+        } else if (run == 15) {
+            k += 15;  // ZRL: 16 zeros with the loop's increment
+        } else {
+            Kep32u extra = 0;
+            if (run > 0 && (r = ownHuffGetBits(src, run, st, &extra)) != kepOk) return r;
+            st->eobRun = (1u << run) + extra - 1;  // this block is the run's first
+            break;
+        }
+    }
+    return kepOk;
+}
+
+// Zigzag positions of the nonzero coefficients of a block, as a 64-bit mask. The natural-order
+// mask comes from eight vector compares; each of its bytes (one row of the block) is mapped to
+// zigzag bit positions through a table.
+struct ZigzagMaskTable {
+    Kep64u row[8][256];
+    constexpr ZigzagMaskTable() : row() {
+        int zigzagOf[64] = {};
+        for (int k = 0; k < 64; ++k) zigzagOf[ownZigzagNaturalExt[k]] = k;
+        for (int v = 0; v < 8; ++v)
+            for (int bits = 0; bits < 256; ++bits)
+                for (int u = 0; u < 8; ++u)
+                    if (bits & (1 << u)) row[v][bits] |= Kep64u{1} << zigzagOf[8 * v + u];
+    }
+};
+constexpr ZigzagMaskTable kZigzagMask;
+
+inline Kep64u nonzeroZigzag(const Kep16s* b) {
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i* p = reinterpret_cast<const __m128i*>(b);
+    Kep64u natural = 0;
+    for (int i = 0; i < 4; ++i) {
+        const __m128i r0 = _mm_cmpeq_epi16(_mm_loadu_si128(p + 2 * i), zero);
+        const __m128i r1 = _mm_cmpeq_epi16(_mm_loadu_si128(p + 2 * i + 1), zero);
+        natural |= static_cast<Kep64u>(_mm_movemask_epi8(_mm_packs_epi16(r0, r1)) ^ 0xFFFF) << (16 * i);
+    }
+    Kep64u zz = 0;
+    for (int v = 0; v < 8; ++v) zz |= kZigzagMask.row[v][(natural >> (8 * v)) & 0xFF];
+    return zz;
+}
+
+// Bits k..63 (none for k = 64).
+inline Kep64u fromBit(int k) { return (~Kep64u{0} << (k & 63)) & (Kep64u{0} - (k < 64)); }
+
+// Bit position of the set bit of rank r (0 = lowest) in x, or 64 when x has r or fewer set bits:
+// broadword select without branches on the data. Byte counts and their prefix sums locate the
+// byte; a table locates the bit in it.
+struct SelectInByteTable {
+    Kep8u pos[256][8];
+    constexpr SelectInByteTable() : pos() {
+        for (int b = 0; b < 256; ++b)
+            for (int r = 0, i = 0; i < 8; ++i)
+                if (b & (1 << i)) pos[b][r++] = static_cast<Kep8u>(i);
+    }
+};
+constexpr SelectInByteTable kSelectInByte;
+
+inline int selectBit(Kep64u x, int r) {
+    if (r == 0) return x != 0 ? __builtin_ctzll(x) : 64;  // the most common case by far
+    constexpr Kep64u ones = 0x0101010101010101ull, highs = 0x8080808080808080ull;
+    Kep64u c = x - ((x >> 1) & 0x5555555555555555ull);
+    c = (c & 0x3333333333333333ull) + ((c >> 2) & 0x3333333333333333ull);
+    c = (c + (c >> 4)) & 0x0F0F0F0F0F0F0F0Full;
+    const Kep64u prefix = c * ones;  // byte i: set bits in bytes 0..i
+    if (static_cast<int>(prefix >> 56) <= r) return 64;
+    // Bytes whose prefix is at most r lie below the byte holding the bit.
+    const Kep64u below = ((static_cast<Kep64u>(r) * ones | highs) - prefix) & highs;
+    const int byte = static_cast<int>(((below >> 7) * ones) >> 56);
+    const int before = byte == 0 ? 0 : static_cast<int>((prefix >> (8 * byte - 8)) & 0xFF);
+    return 8 * byte + kSelectInByte.pos[(x >> (8 * byte)) & 0xFF][r - before];
+}
+
+// T.81 G.1.2.3 backwards: newly significant coefficients become +-p1 after skipping `run` zero
+// coefficients; every nonzero coefficient passed on the way takes a correction bit, in zigzag
+// order. The zero and nonzero positions come from a mask, so only the coefficients that take a
+// bit are visited.
+KepResult decodeACRefine(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int Se, int Al,
+                         const KepiDecodeHuffmanSpec* spec, KepiDecodeHuffmanState* st) {
+    const Kep32s p1 = 1 << Al, m1 = -p1;
+    const Kep64u band = fromBit(Ss) & (~Kep64u{0} >> (63 - Se));
+    Kep64u nonzero = nonzeroZigzag(pDst) & band;
+    KepResult r;
+    Kep32u bit;
+    // Correction bits for the nonzero coefficients of `m`, in zigzag order; a bit is applied only
+    // while bit Al of the coefficient is still clear.
+    auto correct = [&](Kep64u m) -> KepResult {
+        for (; m != 0; m &= m - 1) {
+            Kep16s* c = &pDst[ownZigzagNaturalExt[__builtin_ctzll(m)]];
+            const KepResult e = ownHuffGetBits(src, 1, st, &bit);
+            if (e != kepOk) return e;
+            // Without a branch on the bit, which is as good as random.
+            const Kep32s apply = -static_cast<Kep32s>(bit & ((*c & p1) == 0));
+            *c = static_cast<Kep16s>(*c + ((*c >= 0 ? p1 : m1) & apply));
+        }
+        return kepOk;
+    };
+    int k = Ss;
+    if (st->eobRun == 0) {
+        for (; k <= Se; ++k) {
+            int symbol;
+            if ((r = ownHuffDecodeSymbolQuick(src, spec, st, &symbol)) != kepOk) return r;
+            const int run = symbol >> 4;
+            const int s = symbol & 0x0F;
+            Kep32s value = 0;
+            if (s != 0) {
+                if (s != 1) return kepErrHuffmanData;
+                if ((r = ownHuffGetBits(src, 1, st, &bit)) != kepOk) return r;
+                value = bit ? p1 : m1;
+            } else if (run != 15) {
+                Kep32u extra = 0;
+                if (run > 0 && (r = ownHuffGetBits(src, run, st, &extra)) != kepOk) return r;
+                st->eobRun = (1u << run) + extra;
+                break;  // the rest of the band is this block's share of the run
+            }
+            // The target is the zero coefficient after `run` zeros (ZRL: the 16th zero), or the
+            // end of the band; the nonzero coefficients before it take their correction bits.
+            const int at = selectBit(~nonzero & band & fromBit(k), run);
+            const int target = at < 64 ? at : Se + 1;
+            if ((r = correct(nonzero & fromBit(k) & ~fromBit(target))) != kepOk) return r;
+            k = target;
+            if (value != 0) {
+                pDst[ownZigzagNaturalExt[k]] = static_cast<Kep16s>(value);  // k <= 64: index 63 at most
+                nonzero |= fromBit(k) & ~fromBit(k + 1) & band;
+            }
+        }
+    }
+    if (st->eobRun > 0) {
+        if ((r = correct(nonzero & fromBit(k))) != kepOk) return r;
+        --st->eobRun;
+    }
+    return kepOk;
+}
+
+// An AC decoder: the shared checks, then the scan.
+template <KepResult (*Scan)(const OwnHuffSrc&, Kep16s*, int, int, int, const KepiDecodeHuffmanSpec*,
+                            KepiDecodeHuffmanState*)>
+KepResult decodeAC(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos, Kep16s* pDst, int* pMarker, int Ss, int Se,
+                   int Al, const KepiDecodeHuffmanSpec* pAcTable, KepiDecodeHuffmanState* st) {
+    if (!pSrc) return kepErrNullPtr;
+    if (srcLenBytes < 1) return kepErrSize;
+    if (!pSrcCurrPos || !pDst || !pMarker) return kepErrNullPtr;
+    if (ownHuffBadBand(Ss, Se, Al)) return kepErrArgRange;
+    if (!pAcTable || !st) return kepErrNullPtr;
+    return Scan(OwnHuffSrc{pSrc, srcLenBytes, pSrcCurrPos, pMarker}, pDst, Ss, Se, Al, pAcTable, st);
+}
+
+}  // namespace
+
+KepResult own_kepiDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos,
+                                                         Kep16s* pDst, Kep16s* pLastDC, int* pMarker, int Al,
+                                                         const KepiDecodeHuffmanSpec* pDcTable,
+                                                         KepiDecodeHuffmanState* pDecHuffState) {
+    if (!pSrc) return kepErrNullPtr;
+    if (srcLenBytes < 1) return kepErrSize;
+    if (!pSrcCurrPos || !pDst || !pLastDC || !pMarker) return kepErrNullPtr;
+    if (ownHuffBadAl(Al)) return kepErrArgRange;
+    if (!pDcTable || !pDecHuffState) return kepErrNullPtr;
+
+    const OwnHuffSrc src = {pSrc, srcLenBytes, pSrcCurrPos, pMarker};
+    int symbol;
+    KepResult r = ownHuffDecodeSymbolQuick(src, pDcTable, pDecHuffState, &symbol);
+    if (r != kepOk) return r;
+    Kep32s diff = 0;
+    if ((symbol & 0x0F) != 0 && (r = ownHuffReceiveExtendQuick(src, symbol & 0x0F, pDecHuffState, &diff)) != kepOk)
+        return r;
+    *pLastDC = static_cast<Kep16s>(*pLastDC + diff);
+    pDst[0] = static_cast<Kep16s>(static_cast<Kep16u>(static_cast<Kep32u>(*pLastDC) << Al));
+    return kepOk;
+}
+
+KepResult own_kepiDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos,
+                                                          Kep16s* pDst, int* pMarker, int Al,
+                                                          KepiDecodeHuffmanState* pDecHuffState) {
+    if (!pSrc) return kepErrNullPtr;
+    if (srcLenBytes < 1) return kepErrSize;
+    if (!pSrcCurrPos || !pDst || !pMarker) return kepErrNullPtr;
+    if (ownHuffBadAl(Al)) return kepErrArgRange;
+    if (!pDecHuffState) return kepErrNullPtr;
+
+    const OwnHuffSrc src = {pSrc, srcLenBytes, pSrcCurrPos, pMarker};
+    Kep32u bit;
+    const KepResult r = ownHuffGetBits(src, 1, pDecHuffState, &bit);
+    if (r == kepOk && bit) pDst[0] = static_cast<Kep16s>(pDst[0] | (1 << Al));
+    return r;
+}
+
+KepResult own_kepiDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos,
+                                                         Kep16s* pDst, int* pMarker, int Ss, int Se, int Al,
+                                                         const KepiDecodeHuffmanSpec* pAcTable,
+                                                         KepiDecodeHuffmanState* pDecHuffState) {
+    return decodeAC<decodeACFirst>(pSrc, srcLenBytes, pSrcCurrPos, pDst, pMarker, Ss, Se, Al, pAcTable, pDecHuffState);
+}
+
+KepResult own_kepiDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos,
+                                                          Kep16s* pDst, int* pMarker, int Ss, int Se, int Al,
+                                                          const KepiDecodeHuffmanSpec* pAcTable,
+                                                          KepiDecodeHuffmanState* pDecHuffState) {
+    return decodeAC<decodeACRefine>(pSrc, srcLenBytes, pSrcCurrPos, pDst, pMarker, Ss, Se, Al, pAcTable, pDecHuffState);
+}

@@ -1,0 +1,267 @@
+// Progressive, statistics and lossless exports through every way of calling them: the
+// implementation itself, dispatch slots 0 and 1 and the exported stub must leave identical
+// streams, positions, markers, blocks, counts and states on random call sequences, including
+// out-of-range scan parameters, buffers that run out and random (corrupt) entropy-coded data.
+
+#include <gtest/gtest.h>
+
+#include "huff_jpeg.h"
+#include "kepcheck.h"
+#include "pjdispatch.h"
+
+namespace {
+
+using kepcheck::Rng;
+using kepcheck::Variant;
+
+constexpr int kCalls = 8;
+
+// The four ways of calling export `name`.
+#define KEP_WAYS(name) \
+    { own_##name, ownTbl_##name[0], ownTbl_##name[1], name }
+const char* const kWayNames[4] = {"implementation", "slot 0", "slot 1", "stub"};
+
+template <typename Case, typename Fn>
+std::vector<Variant<Case>> variants(const Fn (&ways)[4], void (*run)(Case&, Fn)) {
+    std::vector<Variant<Case>> v;
+    for (int i = 0; i < 4; ++i) {
+        const Fn fn = ways[i];
+        v.push_back({kWayNames[i], [fn, run](Case& c) {
+                         run(c, fn);
+                         return kepOk;
+                     }});
+    }
+    return v;
+}
+
+hufftest::Table anyTable(Rng& rng) {
+    return rng.chance(30) ? hufftest::standardTable(static_cast<int>(rng.range(0, 3)))
+                          : hufftest::randomTable(rng, static_cast<int>(rng.range(2, 200)));
+}
+
+void sparseBlock(Rng& rng, Kep16s* b) {
+    const int density = static_cast<int>(rng.range(0, 70));
+    const int magnitude = rng.chance(80) ? 7 : 32767;
+    for (int i = 0; i < 64; ++i) b[i] = rng.chance(density) ? static_cast<Kep16s>(rng.range(-magnitude, magnitude)) : 0;
+    if (rng.chance(3)) b[rng.range(0, 63)] = -32768;
+}
+
+// Scan parameters, now and then out of range.
+void scanParams(Rng& rng, Kep32s* Ss, Kep32s* Se, Kep32s* Al) {
+    *Ss = static_cast<int>(rng.range(1, 63));
+    *Se = static_cast<int>(rng.range(*Ss, 63));
+    *Al = static_cast<int>(rng.range(0, 13));
+    if (rng.chance(5)) *Ss = static_cast<int>(rng.range(-1, 64));
+    if (rng.chance(5)) *Se = static_cast<int>(rng.range(-1, 64));
+    if (rng.chance(5)) *Al = static_cast<int>(rng.range(-1, 15));
+}
+
+// ---- Progressive encoders and AC statistics ---------------------------------------------------
+
+struct EncCase {
+    KepiEncodeHuffmanSpec spec;
+    Kep16s blocks[kCalls][64];
+    Kep32s flush[kCalls], Ss[kCalls], Se[kCalls], Al[kCalls];
+    Kep32s len, pos;
+    Kep16s lastDC;
+    KepiEncodeHuffmanState st;
+    Kep8u dst[2048];
+    int stats[257];
+    Kep32s result[kCalls], posAfter[kCalls];
+};
+
+void generateEnc(Rng& rng, EncCase& c) {
+    c.spec = hufftest::encSpec(anyTable(rng));
+    for (int i = 0; i < kCalls; ++i) {
+        sparseBlock(rng, c.blocks[i]);
+        c.flush[i] = rng.chance(10);
+        scanParams(rng, &c.Ss[i], &c.Se[i], &c.Al[i]);
+    }
+    c.pos = static_cast<int>(rng.range(0, 32));
+    c.len = rng.chance(70) ? 2048 : c.pos + static_cast<int>(rng.range(1, 60));
+    for (Kep8u& b : c.dst) b = static_cast<Kep8u>(rng.range(0, 255));
+    c.lastDC = rng.value<Kep16s>();
+}
+
+using ACEnc = decltype(&kepiEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1);
+void runAC(EncCase& c, ACEnc fn) {
+    for (int i = 0; i < kCalls; ++i) {
+        c.result[i] = fn(c.blocks[i], c.dst, c.len, &c.pos, c.Ss[i], c.Se[i], c.Al[i], &c.spec, &c.st, c.flush[i]);
+        c.posAfter[i] = c.pos;
+    }
+}
+using DCFirstEnc = decltype(&kepiEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1);
+void runDCFirst(EncCase& c, DCFirstEnc fn) {
+    for (int i = 0; i < kCalls; ++i) {
+        c.result[i] = fn(c.blocks[i], c.dst, c.len, &c.pos, &c.lastDC, c.Al[i], &c.spec, &c.st, c.flush[i]);
+        c.posAfter[i] = c.pos;
+    }
+}
+using DCRefineEnc = decltype(&kepiEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1);
+void runDCRefine(EncCase& c, DCRefineEnc fn) {
+    for (int i = 0; i < kCalls; ++i) {
+        c.result[i] = fn(c.blocks[i], c.dst, c.len, &c.pos, c.Al[i], &c.st, c.flush[i]);
+        c.posAfter[i] = c.pos;
+    }
+}
+using ACStat = decltype(&kepiGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1);
+void runACStat(EncCase& c, ACStat fn) {
+    for (int i = 0; i < kCalls; ++i) c.result[i] = fn(c.blocks[i], c.stats, c.Ss[i], c.Se[i], c.Al[i], &c.st, c.flush[i]);
+}
+
+TEST(HuffProgEquivalence, EncodersAndStatisticsAgreeOnEveryPath) {
+    const int n = kepcheck::iterations(300);
+    const ACEnc acFirst[4] = KEP_WAYS(kepiEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1);
+    const ACEnc acRefine[4] = KEP_WAYS(kepiEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1);
+    const DCFirstEnc dcFirst[4] = KEP_WAYS(kepiEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1);
+    const DCRefineEnc dcRefine[4] = KEP_WAYS(kepiEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1);
+    const ACStat statFirst[4] = KEP_WAYS(kepiGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1);
+    const ACStat statRefine[4] = KEP_WAYS(kepiGetHuffmanStatistics8x8_ACRefine_JPEG_16s_C1);
+    kepcheck::runVariants<EncCase>("AC first", n, generateEnc, variants(acFirst, runAC));
+    kepcheck::runVariants<EncCase>("AC refine", n, generateEnc, variants(acRefine, runAC));
+    kepcheck::runVariants<EncCase>("DC first", n, generateEnc, variants(dcFirst, runDCFirst));
+    kepcheck::runVariants<EncCase>("DC refine", n, generateEnc, variants(dcRefine, runDCRefine));
+    kepcheck::runVariants<EncCase>("AC first statistics", n, generateEnc, variants(statFirst, runACStat));
+    kepcheck::runVariants<EncCase>("AC refine statistics", n, generateEnc, variants(statRefine, runACStat));
+}
+
+// ---- Progressive decoders on random data ------------------------------------------------------
+
+struct DecCase {
+    KepiDecodeHuffmanSpec spec;
+    Kep8u src[96];
+    Kep32s len, pos, marker;
+    Kep32s Ss[kCalls], Se[kCalls], Al[kCalls];
+    Kep16s block[64], lastDC;
+    KepiDecodeHuffmanState st;
+    Kep32s result[kCalls], posAfter[kCalls];
+};
+
+void generateDec(Rng& rng, DecCase& c) {
+    c.spec = hufftest::decSpec(anyTable(rng));
+    for (Kep8u& b : c.src) b = static_cast<Kep8u>(rng.chance(10) ? 0xFF : rng.range(0, 255));
+    c.len = static_cast<int>(rng.range(rng.chance(5) ? -1 : 1, 96));
+    c.pos = static_cast<int>(rng.range(0, 8));
+    for (int i = 0; i < kCalls; ++i) scanParams(rng, &c.Ss[i], &c.Se[i], &c.Al[i]);
+    sparseBlock(rng, c.block);
+    c.lastDC = rng.value<Kep16s>();
+    c.st.eobRun = rng.chance(20) ? static_cast<Kep32u>(rng.range(0, 3)) : 0;
+}
+
+using ACDec = decltype(&kepiDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1);
+void runACDec(DecCase& c, ACDec fn) {
+    for (int i = 0; i < kCalls; ++i) {
+        c.result[i] = fn(c.src, c.len, &c.pos, c.block, &c.marker, c.Ss[i], c.Se[i], c.Al[i], &c.spec, &c.st);
+        c.posAfter[i] = c.pos;
+    }
+}
+using DCFirstDec = decltype(&kepiDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1);
+void runDCFirstDec(DecCase& c, DCFirstDec fn) {
+    for (int i = 0; i < kCalls; ++i) {
+        c.result[i] = fn(c.src, c.len, &c.pos, c.block, &c.lastDC, &c.marker, c.Al[i], &c.spec, &c.st);
+        c.posAfter[i] = c.pos;
+    }
+}
+using DCRefineDec = decltype(&kepiDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1);
+void runDCRefineDec(DecCase& c, DCRefineDec fn) {
+    for (int i = 0; i < kCalls; ++i) {
+        c.result[i] = fn(c.src, c.len, &c.pos, c.block, &c.marker, c.Al[i], &c.st);
+        c.posAfter[i] = c.pos;
+    }
+}
+
+TEST(HuffProgEquivalence, DecodersAgreeOnEveryPath) {
+    const int n = kepcheck::iterations(500);
+    const ACDec acFirst[4] = KEP_WAYS(kepiDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1);
+    const ACDec acRefine[4] = KEP_WAYS(kepiDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1);
+    const DCFirstDec dcFirst[4] = KEP_WAYS(kepiDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1);
+    const DCRefineDec dcRefine[4] = KEP_WAYS(kepiDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1);
+    kepcheck::runVariants<DecCase>("AC first decode", n, generateDec, variants(acFirst, runACDec));
+    kepcheck::runVariants<DecCase>("AC refine decode", n, generateDec, variants(acRefine, runACDec));
+    kepcheck::runVariants<DecCase>("DC first decode", n, generateDec, variants(dcFirst, runDCFirstDec));
+    kepcheck::runVariants<DecCase>("DC refine decode", n, generateDec, variants(dcRefine, runDCRefineDec));
+}
+
+// ---- Lossless rows ------------------------------------------------------------------------------
+
+constexpr int kWidth = 40;
+
+struct RowCase {
+    Kep16s src[4][kWidth], prev[kWidth], dst[4][kWidth];
+    Kep32s width, nComps, predictor, P, Pt;
+    KepiEncodeHuffmanSpec espec;
+    KepiDecodeHuffmanSpec dspec;
+    Kep8u stream[400];
+    Kep32s len, pos, marker;
+    KepiEncodeHuffmanState est;
+    KepiDecodeHuffmanState dst_;
+    Kep32s result[6];
+};
+
+void generateRow(Rng& rng, RowCase& c) {
+    for (auto& row : c.src) rng.fill(row, kWidth, {32767, -32768});
+    rng.fill(c.prev, kWidth, {32767, -32768});
+    c.width = static_cast<int>(rng.range(rng.chance(5) ? 0 : 1, kWidth));
+    c.nComps = static_cast<int>(rng.range(rng.chance(5) ? 0 : 1, 6));
+    c.predictor = static_cast<int>(rng.range(0, 8));
+    c.P = static_cast<int>(rng.range(1, 17));
+    c.Pt = static_cast<int>(rng.range(-1, c.P));
+    int stats[257] = {};
+    for (int i = 0; i < 17; ++i) stats[i] = static_cast<int>(rng.range(0, 3));
+    hufftest::Table t;
+    kepiEncodeHuffmanRawTableInit_JPEG_8u(stats, t.bits, t.vals);
+    if (t.count()) {
+        c.espec = hufftest::encSpec(t);
+        c.dspec = hufftest::decSpec(t);
+    }
+    for (Kep8u& b : c.stream) b = static_cast<Kep8u>(rng.range(0, 255));
+    c.len = static_cast<int>(rng.range(1, 400));
+}
+
+struct RowFns {
+    decltype(&kepiDiffPredFirstRow_JPEG_16s_C1) diffFirst, reconFirst;
+    decltype(&kepiDiffPredRow_JPEG_16s_C1) diff, recon;
+    decltype(&kepiEncodeHuffmanRow_JPEG_16s1u_P4C1) enc;
+    decltype(&kepiDecodeHuffmanRow_JPEG_1u16s_C1P4) dec;
+};
+
+void runRow(RowCase& c, RowFns f) {
+    c.result[0] = f.diffFirst(c.src[0], c.dst[0], c.width, c.P, c.Pt);
+    c.result[1] = f.reconFirst(c.src[1], c.dst[1], c.width, c.P, c.Pt);
+    c.result[2] = f.diff(c.src[2], c.prev, c.dst[2], c.width, c.predictor);
+    c.result[3] = f.recon(c.src[3], c.prev, c.dst[3], c.width, c.predictor);
+    const Kep16s* src[4] = {c.src[0], c.src[1], c.src[2], c.src[3]};
+    Kep16s* dst[4] = {c.dst[0], c.dst[1], c.dst[2], c.dst[3]};
+    const KepiEncodeHuffmanSpec* et[4] = {&c.espec, &c.espec, &c.espec, &c.espec};
+    const KepiDecodeHuffmanSpec* dt[4] = {&c.dspec, &c.dspec, &c.dspec, &c.dspec};
+    c.result[4] = f.enc(src, c.width, c.nComps, c.stream, c.len, &c.pos, et, &c.est, 0);
+    f.enc(src, c.width, c.nComps, c.stream, c.len, &c.pos, et, &c.est, 1);
+    c.marker = 0;
+    int rpos = 0;
+    c.result[5] = f.dec(c.stream, c.pos > 0 ? c.pos : 1, &rpos, dst, c.width, c.nComps, &c.marker, dt, &c.dst_);
+}
+
+TEST(HuffProgEquivalence, LosslessRowsAgreeOnEveryPath) {
+    std::vector<Variant<RowCase>> v;
+    const RowFns ways[4] = {
+        {own_kepiDiffPredFirstRow_JPEG_16s_C1, own_kepiReconstructPredFirstRow_JPEG_16s_C1, own_kepiDiffPredRow_JPEG_16s_C1,
+         own_kepiReconstructPredRow_JPEG_16s_C1, own_kepiEncodeHuffmanRow_JPEG_16s1u_P4C1, own_kepiDecodeHuffmanRow_JPEG_1u16s_C1P4},
+        {ownTbl_kepiDiffPredFirstRow_JPEG_16s_C1[0], ownTbl_kepiReconstructPredFirstRow_JPEG_16s_C1[0],
+         ownTbl_kepiDiffPredRow_JPEG_16s_C1[0], ownTbl_kepiReconstructPredRow_JPEG_16s_C1[0],
+         ownTbl_kepiEncodeHuffmanRow_JPEG_16s1u_P4C1[0], ownTbl_kepiDecodeHuffmanRow_JPEG_1u16s_C1P4[0]},
+        {ownTbl_kepiDiffPredFirstRow_JPEG_16s_C1[1], ownTbl_kepiReconstructPredFirstRow_JPEG_16s_C1[1],
+         ownTbl_kepiDiffPredRow_JPEG_16s_C1[1], ownTbl_kepiReconstructPredRow_JPEG_16s_C1[1],
+         ownTbl_kepiEncodeHuffmanRow_JPEG_16s1u_P4C1[1], ownTbl_kepiDecodeHuffmanRow_JPEG_1u16s_C1P4[1]},
+        {kepiDiffPredFirstRow_JPEG_16s_C1, kepiReconstructPredFirstRow_JPEG_16s_C1, kepiDiffPredRow_JPEG_16s_C1,
+         kepiReconstructPredRow_JPEG_16s_C1, kepiEncodeHuffmanRow_JPEG_16s1u_P4C1, kepiDecodeHuffmanRow_JPEG_1u16s_C1P4}};
+    for (int i = 0; i < 4; ++i) {
+        const RowFns f = ways[i];
+        v.push_back({kWayNames[i], [f](RowCase& c) {
+                         runRow(c, f);
+                         return kepOk;
+                     }});
+    }
+    kepcheck::runVariants<RowCase>("lossless rows", kepcheck::iterations(500), generateRow, v);
+}
+
+}  // namespace
