@@ -100,6 +100,8 @@ bool encode(const Image& img, const EncodeOptions& opt, std::vector<std::uint8_t
 struct DecodeOptions {
     int threads = 1;
     Progress progress;
+    // Write the components as coded (YCbCr, YCCK), up-sampled but not colour-converted.
+    bool keepColourSpace = false;
     // When set, receives the quantized coefficients of every component (see EncodeOptions).
     std::vector<std::vector<std::int16_t>>* coefficientsOut = nullptr;
 };

@@ -234,7 +234,7 @@ private:
         img.precision = fi.precision;
         const bool rgbIds = nc == 3 && fi.comps[0].id == 'R' && fi.comps[1].id == 'G' && fi.comps[2].id == 'B';
         const bool transform = nc >= 3 && !(fi.adobeTransform == 0 || (fi.adobeTransform < 0 && rgbIds)) &&
-                               !(nc == 4 && fi.adobeTransform != 2);
+                               !(nc == 4 && fi.adobeTransform != 2) && !opt_.keepColourSpace;
         img.channels = nc == 2 ? 1 : nc;
         if (nc == 2) errors_.set("two-component image: only the first component is written");
         // Every component is either full size or halved horizontally, or in both directions.
