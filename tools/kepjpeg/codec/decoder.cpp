@@ -33,6 +33,10 @@ public:
         std::lock_guard<std::mutex> g(m_);
         if (msg_.empty()) msg_ = e;
     }
+    void prepend(const std::string& e) {
+        std::lock_guard<std::mutex> g(m_);
+        msg_ = msg_.empty() ? e : e + "; " + msg_;
+    }
     std::string get() const { return msg_; }
     bool any() const { return !msg_.empty(); }
 
@@ -53,7 +57,9 @@ public:
             d_, n_, info, tables,
             [this](const JpegInfo& fi, const TableState& t, const ScanInfo& s) { return decodeScan(fi, t, s); },
             walkErr);
-        if (!walked && !walkErr.empty()) errors_.set(walkErr);
+        // A structural error (such as truncation) explains the decoding errors it caused, so it
+        // comes first in the message.
+        if (!walked && !walkErr.empty()) errors_.prepend(walkErr);
         if (coefs_.empty()) {
             if (!errors_.any()) errors_.set(info.sofMarker < 0 ? "no frame header" : "no scan in the file");
             err = errors_.get();
