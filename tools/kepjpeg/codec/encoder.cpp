@@ -62,8 +62,7 @@ public:
 
     bool run(std::vector<std::uint8_t>& out, std::string& err) {
         if (!plan(err) || !prepareTables(err)) return false;
-        makePlanes();
-        report(0.3);
+        report(0.05);
         const bool store = opt_.optimize || p_.precision == 12 || opt_.coefficientsOut;
         if (store && !transformAll(err)) return false;
         report(0.55);
@@ -152,93 +151,83 @@ private:
         return true;
     }
 
-    // Samples of every component, edges replicated to the MCU-padded block grid.
-    void makePlanes() {
-        const int W = img_.width, H = img_.height, nc = p_.nc;
-        planes8_.assign(nc, {});
-        planes16_.assign(nc, {});
-        const int fullW = p_.comps[0].blocksW * 8, fullH = p_.comps[0].blocksH * 8;
-        const bool sub = p_.hmax > 1;
-        // Full-resolution planes (the chroma of subsampled images only temporarily).
-        std::vector<std::vector<std::uint8_t>> full(nc);
+    // The samples of one MCU row of every component, edges replicated to the MCU-padded block
+    // grid. Each coding job keeps its own strip, so jobs share nothing but the source image.
+    struct Strip {
+        int my = -1;
+        std::vector<std::uint8_t> full[4];     // full-resolution chroma before down-sampling
+        std::vector<std::uint8_t> plane[4];    // blocksW * 8 samples by 8 * v rows
+        std::vector<std::uint16_t> plane16[4];
+    };
+
+    int stripRows(int c) const { return p_.nc == 1 ? 8 : 8 * p_.comps[c].v; }
+
+    void fillStrip(Strip& s, int my) const {
+        const int W = img_.width, H = img_.height, nc = p_.nc, ch = img_.channels;
+        const int fullW = p_.comps[0].blocksW * 8, rowsFull = stripRows(0);
+        const int y0 = my * rowsFull, rows = std::min(H - y0, rowsFull);
+        s.my = my;
         if (p_.precision == 12) {
-            for (int c = 0; c < nc; ++c) planes16_[c].resize(std::size_t(fullW) * fullH);
-            for (int y = 0; y < H; ++y)
-                for (int c = 0; c < nc; ++c) {
-                    std::uint16_t* row = &planes16_[c][std::size_t(y) * fullW];
-                    const std::uint16_t* in = &img_.px16[std::size_t(y) * W * img_.channels + c];
-                    for (int x = 0; x < W; ++x) row[x] = in[std::size_t(x) * img_.channels];
+            for (int c = 0; c < nc; ++c) {
+                s.plane16[c].resize(std::size_t(fullW) * rowsFull);
+                for (int y = 0; y < rowsFull; ++y) {
+                    std::uint16_t* row = &s.plane16[c][std::size_t(y) * fullW];
+                    const std::uint16_t* in = &img_.px16[(std::size_t(y0) + std::min(y, rows - 1)) * W * ch + c];
+                    for (int x = 0; x < W; ++x) row[x] = in[std::size_t(x) * ch];
+                    for (int x = W; x < fullW; ++x) row[x] = row[W - 1];
                 }
-            for (int c = 0; c < nc; ++c) padEdges(planes16_[c].data(), fullW, fullH, W, H);
+            }
             return;
         }
-        for (int c = 0; c < nc; ++c) full[c].resize(std::size_t(fullW) * fullH);
-        const int bandRows = 32;
-        parallelFor(ceilDiv(H, bandRows), opt_.threads, [&](int band) {
-            const int y0 = band * bandRows, rows = std::min(H, y0 + bandRows) - y0;
-            const KepiSize roi{W, rows};
-            const std::uint8_t* src = &img_.px8[std::size_t(y0) * W * img_.channels];
-            Kep8u* dst[4];
-            for (int c = 0; c < nc; ++c) dst[c] = &full[c][std::size_t(y0) * fullW];
-            if (nc == 1 && img_.channels == 1) {
-                for (int y = 0; y < rows; ++y) std::memcpy(dst[0] + std::size_t(y) * fullW, src + std::size_t(y) * W, W);
-            } else if (nc == 1) {
-                kepiRGBToY_JPEG_8u_C3C1R(src, W * 3, dst[0], fullW, roi);
-            } else if (nc == 3) {
-                kepiRGBToYCbCr_JPEG_8u_C3P3R(src, W * 3, dst, fullW, roi);
-            } else {
-                kepiCMYKToYCCK_JPEG_8u_C4P4R(src, W * 4, dst, fullW, roi);
-            }
-            for (int c = 0; c < nc; ++c)
-                for (int y = 0; y < rows; ++y) {
-                    std::uint8_t* r = dst[c] + std::size_t(y) * fullW;
-                    std::memset(r + W, r[W - 1], fullW - W);
-                }
-        });
+        Kep8u* dst[4];
         for (int c = 0; c < nc; ++c) {
-            for (int y = H; y < fullH; ++y)
-                std::memcpy(&full[c][std::size_t(y) * fullW], &full[c][std::size_t(H - 1) * fullW], fullW);
-            const Component& cp = p_.comps[c];
-            if (!sub || cp.h == p_.hmax) {
-                planes8_[c] = std::move(full[c]);
-                continue;
+            const bool sub = p_.comps[c].h != p_.hmax;
+            std::vector<std::uint8_t>& buf = sub ? s.full[c] : s.plane[c];
+            buf.resize(std::size_t(fullW) * rowsFull);
+            dst[c] = buf.data();
+        }
+        const KepiSize roi{W, rows};
+        const std::uint8_t* src = &img_.px8[std::size_t(y0) * W * ch];
+        if (nc == 1 && ch == 1) {
+            for (int y = 0; y < rows; ++y) std::memcpy(dst[0] + std::size_t(y) * fullW, src + std::size_t(y) * W, W);
+        } else if (nc == 1) {
+            kepiRGBToY_JPEG_8u_C3C1R(src, W * 3, dst[0], fullW, roi);
+        } else if (nc == 3) {
+            kepiRGBToYCbCr_JPEG_8u_C3P3R(src, W * 3, dst, fullW, roi);
+        } else {
+            kepiCMYKToYCCK_JPEG_8u_C4P4R(src, W * 4, dst, fullW, roi);
+        }
+        for (int c = 0; c < nc; ++c) {
+            for (int y = 0; y < rows; ++y) {
+                std::uint8_t* r = dst[c] + std::size_t(y) * fullW;
+                std::memset(r + W, r[W - 1], fullW - W);
             }
-            const int w = cp.blocksW * 8, h = cp.blocksH * 8;
-            planes8_[c].resize(std::size_t(w) * h);
-            const int chromaBand = 16;
-            parallelFor(ceilDiv(h, chromaBand), opt_.threads, [&](int band) {
-                const int r0 = band * chromaBand, rows = std::min(h, r0 + chromaBand) - r0;
-                const int sy = p_.vmax * r0;
-                const KepiSize srcRoi{fullW, rows * p_.vmax}, dstRoi{w, rows};
-                if (p_.vmax == 2)
-                    kepiSampleDownH2V2_JPEG_8u_C1R(&full[c][std::size_t(sy) * fullW], fullW, srcRoi,
-                                                   &planes8_[c][std::size_t(r0) * w], w, dstRoi);
-                else
-                    kepiSampleDownH2V1_JPEG_8u_C1R(&full[c][std::size_t(sy) * fullW], fullW, srcRoi,
-                                                   &planes8_[c][std::size_t(r0) * w], w, dstRoi);
-            });
-            full[c].clear();
+            for (int y = rows; y < rowsFull; ++y)
+                std::memcpy(dst[c] + std::size_t(y) * fullW, dst[c] + std::size_t(rows - 1) * fullW, fullW);
+            const Component& cp = p_.comps[c];
+            if (cp.h == p_.hmax) continue;
+            const int w = cp.blocksW * 8;
+            s.plane[c].resize(std::size_t(w) * 8);
+            const KepiSize srcRoi{fullW, rowsFull}, dstRoi{w, 8};
+            if (p_.vmax == 2)
+                kepiSampleDownH2V2_JPEG_8u_C1R(dst[c], fullW, srcRoi, s.plane[c].data(), w, dstRoi);
+            else
+                kepiSampleDownH2V1_JPEG_8u_C1R(dst[c], fullW, srcRoi, s.plane[c].data(), w, dstRoi);
         }
     }
 
-    template <class T>
-    static void padEdges(T* p, int stride, int rowsAll, int W, int H) {
-        for (int y = 0; y < H; ++y)
-            for (int x = W; x < stride; ++x) p[std::size_t(y) * stride + x] = p[std::size_t(y) * stride + W - 1];
-        for (int y = H; y < rowsAll; ++y) std::memcpy(p + std::size_t(y) * stride, p + std::size_t(H - 1) * stride, stride * sizeof(T));
-    }
-
-    // Forward DCT and quantization of block (bx, by) of component c.
-    KepResult transform(int c, int bx, int by, Kep16s* blk) const {
+    // Forward DCT and quantization of block (bx, by) of component c, from the strip of its MCU row.
+    KepResult transform(const Strip& s, int c, int bx, int by, Kep16s* blk) const {
         const Component& cp = p_.comps[c];
         const std::size_t stride = std::size_t(cp.blocksW) * 8;
-        const std::size_t off = std::size_t(by) * 8 * stride + std::size_t(bx) * 8;
+        const int localRow = by - s.my * (stripRows(c) / 8);
+        const std::size_t off = std::size_t(localRow) * 8 * stride + std::size_t(bx) * 8;
         if (p_.precision == 12)
-            return kepiDCTQuantFwd8x8LS_JPEG_16u16s_C1R(&planes16_[c][off], int(stride * 2), blk, fwd32_[cp.tq]);
-        return kepiDCTQuantFwd8x8LS_JPEG_8u16s_C1R(&planes8_[c][off], int(stride), blk, fwd_[cp.tq]);
+            return kepiDCTQuantFwd8x8LS_JPEG_16u16s_C1R(&s.plane16[c][off], int(stride * 2), blk, fwd32_[cp.tq]);
+        return kepiDCTQuantFwd8x8LS_JPEG_8u16s_C1R(&s.plane[c][off], int(stride), blk, fwd_[cp.tq]);
     }
 
-    // Calls f(component, bx, by) for every block of MCUs m0..m1-1 in coding order.
+    // Calls f(component, bx, by, mcuRow) for every block of MCUs m0..m1-1 in coding order.
     template <class F>
     void forBlocks(long m0, long m1, F&& f) const {
         for (long m = m0; m < m1; ++m) {
@@ -247,7 +236,7 @@ private:
                 const Component& cp = p_.comps[c];
                 const int bh = p_.nc == 1 ? 1 : cp.h, bv = p_.nc == 1 ? 1 : cp.v;
                 for (int v = 0; v < bv; ++v)
-                    for (int h = 0; h < bh; ++h) f(c, mx * bh + h, my * bv + v);
+                    for (int h = 0; h < bh; ++h) f(c, mx * bh + h, my * bv + v, my);
             }
         }
     }
@@ -267,9 +256,11 @@ private:
             std::vector<int>& st = stats[k];
             if (count) st.assign(4 * 257, 0);
             Kep16s lastDC[4] = {0, 0, 0, 0};
-            forBlocks(k * p_.ri, std::min(p_.totalMcus, (k + 1) * p_.ri), [&](int c, int bx, int by) {
+            Strip strip;
+            forBlocks(k * p_.ri, std::min(p_.totalMcus, (k + 1) * p_.ri), [&](int c, int bx, int by, int my) {
+                if (strip.my != my) fillStrip(strip, my);
                 Kep16s* blk = stored(c, bx, by);
-                if (transform(c, bx, by, blk) != kepOk) failed = true;
+                if (transform(strip, c, bx, by, blk) != kepOk) failed = true;
                 const int t = p_.tableOf[c];
                 if (count) countBlockSymbols(blk, lastDC[c], &st[(2 * t) * 257], &st[(2 * t + 1) * 257]);
             });
@@ -321,15 +312,18 @@ private:
         KepResult r = kepOk;
         alignas(16) Kep16s local[64];
         long blocks = 0;
-        forBlocks(m0, m1, [&](int c, int bx, int by) {
+        Strip strip;
+        forBlocks(m0, m1, [&](int c, int bx, int by, int my) {
             if (r != kepOk) return;
             // Room for any block (at most 518 bytes with stuffing) before it is coded.
             if (seg.size() - pos < 1024) seg.resize(seg.size() * 2);
             const Kep16s* blk = local;
-            if (store)
+            if (store) {
                 blk = stored(c, bx, by);
-            else if ((r = transform(c, bx, by, local)) != kepOk)
-                return;
+            } else {
+                if (strip.my != my) fillStrip(strip, my);
+                if ((r = transform(strip, c, bx, by, local)) != kepOk) return;
+            }
             const int t = p_.tableOf[c];
             r = kepiEncodeHuffman8x8_JPEG_16s1u_C1(blk, seg.data(), int(seg.size()), &pos, &lastDC[c], specs_[2 * t].get(),
                                                    specs_[2 * t + 1].get(), state, 0);
@@ -410,8 +404,6 @@ private:
     Kep8u raw_[2][64];
     alignas(16) Kep16u fwd_[2][64];
     alignas(16) Kep32f fwd32_[2][64];
-    std::vector<std::vector<std::uint8_t>> planes8_;
-    std::vector<std::vector<std::uint16_t>> planes16_;
     std::vector<std::vector<std::int16_t>> coefs_;
     std::vector<int> stats_;
     Table tables_[4];   // DC 0, AC 0, DC 1, AC 1
