@@ -3,6 +3,7 @@
 // conversion, all through libkepjx1.
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <mutex>
 
 #include "codec.h"
@@ -60,13 +61,16 @@ public:
         // A structural error (such as truncation) explains the decoding errors it caused, so it
         // comes first in the message.
         if (!walked && !walkErr.empty()) errors_.prepend(walkErr);
-        if (coefs_.empty()) {
+        if (!started_) {
             if (!errors_.any()) errors_.set(info.sofMarker < 0 ? "no frame header" : "no scan in the file");
             err = errors_.get();
             return false;
         }
         if (opt_.coefficientsOut) *opt_.coefficientsOut = coefs_;
-        if (!fatal_) reconstruct(info, img);
+        if (!fatal_) {
+            if (!coefs_.empty()) inverseTransformStored(info);
+            reconstruct(info, img);
+        }
         if (!errors_.any() && !info.sawEOI) errors_.set("no EOI marker");
         err = errors_.get();
         return !errors_.any();
@@ -85,14 +89,54 @@ private:
             return fail(fmt("frame type SOF%ld is not supported (sequential Huffman only)", fi.sofMarker - 0xC0));
         if (!(fi.precision == 8 || (fi.precision == 12 && fi.sofMarker == 0xC1)))
             return fail(fmt("sample precision %ld is not supported in this frame type", fi.precision));
-        coefs_.resize(fi.comps.size());
-        for (std::size_t c = 0; c < fi.comps.size(); ++c) {
+        started_ = true;
+        const int nc = int(fi.comps.size());
+        planes_.resize(nc);
+        for (int c = 0; c < nc; ++c) {
             const Component& comp = fi.comps[c];
-            coefs_[c].assign(std::size_t(comp.blocksW) * comp.blocksH * 64, 0);
             if (!t.quant[comp.tq].present) return fail(fmt("component %ld: quantization table %ld is not defined", comp.id, comp.tq));
-            quant_.push_back(t.quant[comp.tq]);
+            Plane& pl = planes_[c];
+            pl.stride = comp.blocksW * 8;
+            // Every sample is written by the inverse DCT of some block (a zero block where the
+            // data is missing), so the planes need no initialisation.
+            const std::size_t n = std::size_t(pl.stride) * comp.blocksH * 8;
+            if (fi.precision == 12)
+                pl.p16.reset(new std::uint16_t[n]);
+            else
+                pl.p8.reset(new std::uint8_t[n]);
+            const QuantTable& q = t.quant[comp.tq];
+            if (q.precision == 0) {
+                Kep8u raw[64];
+                for (int k = 0; k < 64; ++k) raw[k] = Kep8u(q.zz[k]);
+                kepiQuantInvTableInit_JPEG_8u16u(raw, pl.inv16);
+            } else {
+                // 16-bit DQT entries: no 8-bit raw form; the quantizers are only reordered.
+                for (int k = 0; k < 64; ++k) pl.inv16[kNaturalOrder[k]] = q.zz[k];
+            }
+            for (int k = 0; k < 64; ++k) pl.inv32[k] = Kep32f(pl.inv16[k]);
         }
         return true;
+    }
+
+    // Dequantization and inverse DCT of one block into its place in the component's plane.
+    void inverseTransform(int c, long bx, long by, const Kep16s* blk) {
+        Plane& pl = planes_[c];
+        const std::size_t off = std::size_t(by) * 8 * pl.stride + std::size_t(bx) * 8;
+        if (pl.p16)
+            kepiDCTQuantInv8x8LS_JPEG_16s16u_C1R(blk, &pl.p16[off], pl.stride * 2, pl.inv32);
+        else
+            kepiDCTQuantInv8x8LS_JPEG_16s8u_C1R(blk, &pl.p8[off], pl.stride, pl.inv16);
+    }
+
+    // The inverse DCT of every block of stored coefficients (files coded in several scans).
+    void inverseTransformStored(const JpegInfo& fi) {
+        for (std::size_t c = 0; c < fi.comps.size(); ++c) {
+            const Component& comp = fi.comps[c];
+            parallelFor(comp.blocksH, opt_.threads, [&](int by) {
+                for (int bx = 0; bx < comp.blocksW; ++bx)
+                    inverseTransform(int(c), bx, by, &coefs_[c][(std::size_t(by) * comp.blocksW + bx) * 64]);
+            });
+        }
     }
 
     bool fail(const std::string& e) {
@@ -102,7 +146,15 @@ private:
     }
 
     bool decodeScan(const JpegInfo& fi, const TableState& t, const ScanInfo& s) {
-        if (coefs_.empty() && !startFrame(fi, t)) return false;
+        if (!started_ && !startFrame(fi, t)) return false;
+        // A scan with every component is the whole image: its blocks go straight through the
+        // inverse DCT while they are in cache. Otherwise coefficients are kept until the last scan.
+        const bool direct = s.ns == int(fi.comps.size()) && !opt_.coefficientsOut;
+        if (!direct && coefs_.empty()) {
+            coefs_.resize(fi.comps.size());
+            for (std::size_t c = 0; c < fi.comps.size(); ++c)
+                coefs_[c].assign(std::size_t(fi.comps[c].blocksW) * fi.comps[c].blocksH * 64, 0);
+        }
         if (s.ss != 0 || s.se != 63 || s.ah != 0 || s.al != 0)
             errors_.set(fmt("sequential scan with Ss %ld, Se %ld, Ah/Al %ld (should be 0, 63, 0)", s.ss, s.se, s.ah * 16 + s.al));
         // Decoder specs for the tables this scan uses.
@@ -154,13 +206,17 @@ private:
 
         std::atomic<long> done{0};
         std::mutex progressLock;
-        parallelFor(present, opt_.threads, [&](int k) {
+        // Missing intervals run too, with zero blocks, so that every sample gets written.
+        parallelFor(direct ? intervals : present, opt_.threads, [&](int k) {
             alignas(64) unsigned char stateBuf[KEPI_DECODE_HUFFMAN_STATE_SIZE];
             auto* state = reinterpret_cast<KepiDecodeHuffmanState*>(stateBuf);
             kepiDecodeHuffmanStateInit_JPEG_8u(state);
             // The segment's bytes plus the marker that ends it, so the reader stops there.
-            const std::uint8_t* src = d_ + begins[k];
-            const int len = int(std::min(ends[k] + 2, n_) - begins[k]);
+            const bool missing = k >= present;
+            const std::uint8_t* src = missing ? d_ : d_ + begins[k];
+            const int len = missing ? 0 : int(std::min(ends[k] + 2, n_) - begins[k]);
+            bool ok = !missing;
+            alignas(16) Kep16s local[64];
             int pos = 0, marker = 0;
             Kep16s lastDC[4] = {0, 0, 0, 0};
             const long m0 = k * ri, m1 = std::min(total, m0 + ri);
@@ -172,16 +228,27 @@ private:
                     for (int v = 0; v < bv; ++v)
                         for (int h = 0; h < bh; ++h) {
                             const long bx = long(mx) * bh + h, by = long(my) * bv + v;
-                            Kep16s* blk = &coefs_[s.comp[ci]][(by * c.blocksW + bx) * 64];
+                            Kep16s* blk = direct ? local : &coefs_[s.comp[ci]][(by * c.blocksW + bx) * 64];
+                            if (!ok) {
+                                if (!direct) continue;
+                                std::memset(local, 0, sizeof local);
+                                inverseTransform(s.comp[ci], bx, by, local);
+                                continue;
+                            }
                             const KepResult r = kepiDecodeHuffman8x8_JPEG_1u16s_C1(src, len, &pos, blk, &lastDC[ci], &marker,
                                                                                    dc[s.td[ci]].get(), ac[s.ta[ci]].get(), state);
-                            if (r != kepOk) {
+                            if (r == kepOk) {
+                                if (direct) inverseTransform(s.comp[ci], bx, by, blk);
+                            } else {
                                 errors_.set(fmt("corrupt entropy-coded data at MCU %ld (", m) +
                                             (r == kepErrStreamEnd    ? "data ended"
                                                 : r == kepErrHuffmanData ? "no matching code, or a marker too early"
                                                 : r == kepErrCoeffIndex  ? "coefficient run past the block's end"
                                                                          : "decoder error") + ")");
-                                return;
+                                // This block and the rest of the interval are left flat.
+                                ok = false;
+                                std::memset(blk, 0, 64 * sizeof(Kep16s));
+                                if (direct) inverseTransform(s.comp[ci], bx, by, blk);
                             }
                         }
                 }
@@ -199,38 +266,6 @@ private:
     void reconstruct(const JpegInfo& fi, Image& img) {
         const int nc = int(fi.comps.size());
         const bool p12 = fi.precision == 12;
-        std::vector<std::vector<std::uint8_t>> planes8(nc);
-        std::vector<std::vector<std::uint16_t>> planes16(nc);
-        for (int c = 0; c < nc; ++c) {
-            const Component& comp = fi.comps[c];
-            const int stride = comp.blocksW * 8;
-            alignas(16) Kep16u inv16[64];
-            alignas(16) Kep32f inv32[64];
-            const QuantTable& q = quant_[c];
-            if (q.precision == 0) {
-                Kep8u raw[64];
-                for (int k = 0; k < 64; ++k) raw[k] = Kep8u(q.zz[k]);
-                kepiQuantInvTableInit_JPEG_8u16u(raw, inv16);
-            } else {
-                // 16-bit DQT entries: no 8-bit raw form; the quantizers are only reordered.
-                for (int k = 0; k < 64; ++k) inv16[kNaturalOrder[k]] = q.zz[k];
-            }
-            for (int k = 0; k < 64; ++k) inv32[k] = Kep32f(inv16[k]);
-            if (p12)
-                planes16[c].resize(std::size_t(stride) * comp.blocksH * 8);
-            else
-                planes8[c].resize(std::size_t(stride) * comp.blocksH * 8);
-            parallelFor(comp.blocksH, opt_.threads, [&](int by) {
-                for (int bx = 0; bx < comp.blocksW; ++bx) {
-                    const Kep16s* blk = &coefs_[c][(std::size_t(by) * comp.blocksW + bx) * 64];
-                    const std::size_t off = std::size_t(by) * 8 * stride + std::size_t(bx) * 8;
-                    if (p12)
-                        kepiDCTQuantInv8x8LS_JPEG_16s16u_C1R(blk, &planes16[c][off], stride * 2, inv32);
-                    else
-                        kepiDCTQuantInv8x8LS_JPEG_16s8u_C1R(blk, &planes8[c][off], stride, inv16);
-                }
-            });
-        }
         if (opt_.progress) opt_.progress(0.9);
 
         const int W = fi.width, H = fi.height;
@@ -262,7 +297,7 @@ private:
             img.px16.resize(img.samples());
             for (int y = 0; y < H; ++y)
                 for (int c = 0; c < img.channels; ++c) {
-                    const std::uint16_t* row = &planes16[c][std::size_t(y) * fi.comps[c].blocksW * 8];
+                    const std::uint16_t* row = &planes_[c].p16[std::size_t(y) * planes_[c].stride];
                     std::uint16_t* o = &img.px16[std::size_t(y) * W * img.channels + c];
                     for (int x = 0; x < W; ++x) o[std::size_t(x) * img.channels] = row[x];
                 }
@@ -280,16 +315,16 @@ private:
                     const std::size_t stride = std::size_t(comp.blocksW) * 8;
                     const int fx = fi.hmax / comp.h, fy = fi.vmax / comp.v;
                     if (fx == 1 && fy == 1) {
-                        rows[c] = &planes8[c][y * stride];
+                        rows[c] = &planes_[c].p8[y * stride];
                     } else if (fy == 1) {
-                        kepiSampleUpRowH2V1_Triangle_JPEG_8u_C1(&planes8[c][y * stride], comp.width, up[c].data());
+                        kepiSampleUpRowH2V1_Triangle_JPEG_8u_C1(&planes_[c].p8[y * stride], comp.width, up[c].data());
                         rows[c] = up[c].data();
                     } else {
                         // Triangle filter between the nearer and the farther source row, the edge
                         // rows replicated at the top and bottom of the component.
                         const int near = y / 2;
                         const int far = (y & 1) ? std::min(near + 1, comp.height - 1) : std::max(near - 1, 0);
-                        kepiSampleUpRowH2V2_Triangle_JPEG_8u_C1(&planes8[c][near * stride], &planes8[c][far * stride],
+                        kepiSampleUpRowH2V2_Triangle_JPEG_8u_C1(&planes_[c].p8[near * stride], &planes_[c].p8[far * stride],
                                                                 comp.width, up[c].data());
                         rows[c] = up[c].data();
                     }
@@ -313,8 +348,16 @@ private:
     const std::uint8_t* d_;
     std::size_t n_;
     const DecodeOptions& opt_;
+    struct Plane {
+        int stride = 0;
+        std::unique_ptr<std::uint8_t[]> p8;
+        std::unique_ptr<std::uint16_t[]> p16;
+        alignas(16) Kep16u inv16[64];
+        alignas(16) Kep32f inv32[64];
+    };
+    std::vector<Plane> planes_;
     std::vector<std::vector<std::int16_t>> coefs_;
-    std::vector<QuantTable> quant_;
+    bool started_ = false;
     ErrorSlot errors_;
     bool fatal_ = false;
 };
