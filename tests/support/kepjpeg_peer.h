@@ -47,6 +47,7 @@ inline bool encode(const kepjpeg::Image& img, const EncodeSettings& s, std::vect
     ErrorMgr err;
     c.err = jpeg_std_error(&err.pub);
     err.pub.error_exit = onError;
+    err.pub.emit_message = quiet;
     unsigned char* buf = nullptr;
     unsigned long size = 0;
     if (setjmp(err.jump)) {
@@ -86,9 +87,10 @@ inline bool encode(const kepjpeg::Image& img, const EncodeSettings& s, std::vect
     return true;
 }
 
-// Decodes with libjpeg's defaults (integer inverse DCT, fancy up-sampling) to gray, RGB or CMYK.
-// With keepColourSpace the components come out as coded (YCbCr, YCCK), up-sampled only.
-inline bool decode(const std::vector<std::uint8_t>& jpg, kepjpeg::Image& img, bool keepColourSpace = false) {
+// Opens a decompressor on jpg, reads the header and runs body(d); false when libjpeg reports
+// an error (body's locals are then not destroyed: the tests treat that as a failure anyway).
+template <class Body>
+bool withDecompressor(const std::vector<std::uint8_t>& jpg, Body&& body) {
     jpeg_decompress_struct d;
     ErrorMgr err;
     d.err = jpeg_std_error(&err.pub);
@@ -101,21 +103,29 @@ inline bool decode(const std::vector<std::uint8_t>& jpg, kepjpeg::Image& img, bo
     jpeg_create_decompress(&d);
     jpeg_mem_src(&d, jpg.data(), static_cast<unsigned long>(jpg.size()));
     jpeg_read_header(&d, TRUE);
-    d.out_color_space = d.num_components == 1 ? JCS_GRAYSCALE : d.num_components == 3 ? JCS_RGB : JCS_CMYK;
-    if (keepColourSpace) d.out_color_space = d.jpeg_color_space;
-    jpeg_start_decompress(&d);
-    img = kepjpeg::Image();
-    img.width = int(d.output_width);
-    img.height = int(d.output_height);
-    img.channels = d.output_components;
-    img.px8.resize(img.samples());
-    while (d.output_scanline < d.output_height) {
-        JSAMPROW row = &img.px8[std::size_t(d.output_scanline) * img.width * img.channels];
-        jpeg_read_scanlines(&d, &row, 1);
-    }
+    body(d);
     jpeg_finish_decompress(&d);
     jpeg_destroy_decompress(&d);
     return true;
+}
+
+// Decodes with libjpeg's defaults (integer inverse DCT, fancy up-sampling) to gray, RGB or CMYK.
+// With keepColourSpace the components come out as coded (YCbCr, YCCK), up-sampled only.
+inline bool decode(const std::vector<std::uint8_t>& jpg, kepjpeg::Image& img, bool keepColourSpace = false) {
+    return withDecompressor(jpg, [&](jpeg_decompress_struct& d) {
+        d.out_color_space = d.num_components == 1 ? JCS_GRAYSCALE : d.num_components == 3 ? JCS_RGB : JCS_CMYK;
+        if (keepColourSpace) d.out_color_space = d.jpeg_color_space;
+        jpeg_start_decompress(&d);
+        img = kepjpeg::Image();
+        img.width = int(d.output_width);
+        img.height = int(d.output_height);
+        img.channels = d.output_components;
+        img.px8.resize(img.samples());
+        while (d.output_scanline < d.output_height) {
+            JSAMPROW row = &img.px8[std::size_t(d.output_scanline) * img.width * img.channels];
+            jpeg_read_scanlines(&d, &row, 1);
+        }
+    });
 }
 
 // The coefficients of every component's real blocks (width_in_blocks x height_in_blocks).
@@ -125,36 +135,23 @@ struct Coefficients {
 };
 
 inline bool readCoefficients(const std::vector<std::uint8_t>& jpg, Coefficients& out) {
-    jpeg_decompress_struct d;
-    ErrorMgr err;
-    d.err = jpeg_std_error(&err.pub);
-    err.pub.error_exit = onError;
-    err.pub.emit_message = quiet;
-    if (setjmp(err.jump)) {
-        jpeg_destroy_decompress(&d);
-        return false;
-    }
-    jpeg_create_decompress(&d);
-    jpeg_mem_src(&d, jpg.data(), static_cast<unsigned long>(jpg.size()));
-    jpeg_read_header(&d, TRUE);
-    jvirt_barray_ptr* arrays = jpeg_read_coefficients(&d);
-    out = Coefficients();
-    for (int c = 0; c < d.num_components; ++c) {
-        const jpeg_component_info& ci = d.comp_info[c];
-        const int bw = int(ci.width_in_blocks), bh = int(ci.height_in_blocks);
-        out.blocksW.push_back(bw);
-        out.blocksH.push_back(bh);
-        std::vector<std::int16_t> v(std::size_t(bw) * bh * 64);
-        for (int by = 0; by < bh; ++by) {
-            JBLOCKARRAY rows = (*d.mem->access_virt_barray)(reinterpret_cast<j_common_ptr>(&d), arrays[c], JDIMENSION(by), 1, FALSE);
-            for (int bx = 0; bx < bw; ++bx)
-                for (int k = 0; k < 64; ++k) v[(std::size_t(by) * bw + bx) * 64 + k] = rows[0][bx][k];
+    return withDecompressor(jpg, [&](jpeg_decompress_struct& d) {
+        jvirt_barray_ptr* arrays = jpeg_read_coefficients(&d);
+        out = Coefficients();
+        for (int c = 0; c < d.num_components; ++c) {
+            const jpeg_component_info& ci = d.comp_info[c];
+            const int bw = int(ci.width_in_blocks), bh = int(ci.height_in_blocks);
+            out.blocksW.push_back(bw);
+            out.blocksH.push_back(bh);
+            std::vector<std::int16_t> v(std::size_t(bw) * bh * 64);
+            for (int by = 0; by < bh; ++by) {
+                JBLOCKARRAY rows = (*d.mem->access_virt_barray)(reinterpret_cast<j_common_ptr>(&d), arrays[c], JDIMENSION(by), 1, FALSE);
+                for (int bx = 0; bx < bw; ++bx)
+                    for (int k = 0; k < 64; ++k) v[(std::size_t(by) * bw + bx) * 64 + k] = rows[0][bx][k];
+            }
+            out.blocks.push_back(std::move(v));
         }
-        out.blocks.push_back(std::move(v));
-    }
-    jpeg_finish_decompress(&d);
-    jpeg_destroy_decompress(&d);
-    return true;
+    });
 }
 
 // Number of blocks of component c (of a frame with the given MCU-padded grids) that differ
