@@ -77,7 +77,13 @@ public:
     }
 
 private:
-    // Frame checks and coefficient storage at the first scan; later scans must fit it.
+    // Frame checks, sample planes and dequantization tables at the first scan.
+    //
+    // Where the other processes go: a progressive frame (SOF2) will decode its scans into the
+    // stored coefficients (coefs_, the path multi-scan sequential files already take) with the
+    // library's progressive Huffman primitives, refine them scan by scan and finish in
+    // inverseTransformStored; a lossless frame (SOF3) will decode differences into the sample
+    // planes with the lossless primitives and skip the transform. Both then share reconstruct.
     bool startFrame(const JpegInfo& fi, const TableState& t) {
         if (fi.progressive())
             return fail("progressive JPEG (SOF2) is not supported yet: the progressive Huffman decoding primitives "
@@ -122,8 +128,25 @@ private:
     void inverseTransform(int c, long bx, long by, const Kep16s* blk) {
         Plane& pl = planes_[c];
         const std::size_t off = std::size_t(by) * 8 * pl.stride + std::size_t(bx) * 8;
-        if (pl.p16)
+        if (pl.p16) {
             kepiDCTQuantInv8x8LS_JPEG_16s16u_C1R(blk, &pl.p16[off], pl.stride * 2, pl.inv32);
+            return;
+        }
+        // Blocks whose nonzero coefficients all lie in the top-left 2x2 or 4x4 corner (most
+        // blocks of a photograph at usual qualities) take the shortcut forms, which give exactly
+        // the full transform's result.
+        std::uint32_t outside4 = 0, outside2 = 0;
+        for (int v = 0; v < 8; ++v) {
+            std::uint64_t lo, hi;
+            std::memcpy(&lo, blk + 8 * v, 8);
+            std::memcpy(&hi, blk + 8 * v + 4, 8);
+            outside4 |= std::uint32_t(v < 4 ? hi != 0 : (lo | hi) != 0);
+            outside2 |= std::uint32_t(v < 2 ? (lo >> 32) != 0 || hi != 0 : (lo | hi) != 0);
+        }
+        if (!outside2)
+            kepiDCTQuantInv8x8LS_2x2_JPEG_16s8u_C1R(blk, &pl.p8[off], pl.stride, pl.inv16);
+        else if (!outside4)
+            kepiDCTQuantInv8x8LS_4x4_JPEG_16s8u_C1R(blk, &pl.p8[off], pl.stride, pl.inv16);
         else
             kepiDCTQuantInv8x8LS_JPEG_16s8u_C1R(blk, &pl.p8[off], pl.stride, pl.inv16);
     }

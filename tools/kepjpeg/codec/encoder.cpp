@@ -83,6 +83,9 @@ private:
         if (opt_.progress) opt_.progress(f);
     }
 
+    // Component layout, MCU geometry and restart intervals. Progressive and lossless coding
+    // will take the same planning and strips: progressive through the stored coefficients
+    // (transformAll) coded scan by scan, lossless from the strips' samples without the DCT.
     bool plan(std::string& err) {
         const Image& im = img_;
         if (opt_.progressive)
