@@ -50,6 +50,11 @@ class Decoder {
 public:
     Decoder(const std::uint8_t* d, std::size_t n, const DecodeOptions& opt) : d_(d), n_(n), opt_(opt) {}
 
+    void keepBuffers(Image& img) {
+        keep8_.swap(img.px8);
+        keep16_.swap(img.px16);
+    }
+
     bool run(Image& img, std::string& err) {
         JpegInfo info;
         TableState tables;
@@ -292,7 +297,10 @@ private:
         if (opt_.progress) opt_.progress(0.9);
 
         const int W = fi.width, H = fi.height;
-        img = Image();
+        // The caller's sample buffers are reused (no reallocation when decoding images of one
+        // size over and over); everything in them is overwritten.
+        img.px8.swap(keep8_);
+        img.px16.swap(keep16_);
         img.width = W;
         img.height = H;
         img.precision = fi.precision;
@@ -317,6 +325,7 @@ private:
                 img = Image();
                 return;
             }
+            img.px8.clear();
             img.px16.resize(img.samples());
             for (int y = 0; y < H; ++y)
                 for (int c = 0; c < img.channels; ++c) {
@@ -326,6 +335,7 @@ private:
                 }
             return;
         }
+        img.px16.clear();
         img.px8.resize(img.samples());
         const int bandRows = 32;
         parallelFor(ceilDiv(H, bandRows), opt_.threads, [&](int band) {
@@ -381,6 +391,8 @@ private:
     std::vector<Plane> planes_;
     std::vector<std::vector<std::int16_t>> coefs_;
     bool started_ = false;
+    std::vector<std::uint8_t> keep8_;
+    std::vector<std::uint16_t> keep16_;
     ErrorSlot errors_;
     bool fatal_ = false;
 };
@@ -388,8 +400,9 @@ private:
 }  // namespace
 
 bool decode(const std::uint8_t* data, std::size_t size, const DecodeOptions& opt, Image& img, std::string& err) {
-    img = Image();
     Decoder dec(data, size, opt);
+    dec.keepBuffers(img);
+    img = Image();
     return dec.run(img, err);
 }
 
