@@ -239,10 +239,7 @@ int cmdDemo(const std::string& dir) {
         double q;
         if (c.opt.grayscale) {
             Image ref = back;
-            for (std::size_t i = 0; i < ref.px8.size(); ++i) {
-                const std::uint8_t* p = &img.px8[3 * i];
-                ref.px8[i] = std::uint8_t((19595 * p[0] + 38470 * p[1] + 7471 * p[2] + 32768) >> 16);
-            }
+            kepiRGBToY_JPEG_8u_C3C1R(img.px8.data(), W * 3, ref.px8.data(), W, KepiSize{W, H});
             q = psnr(ref, back);
         } else {
             q = psnr(src, back);
