@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <cstdlib>
 
 #include "codec.h"
 #include "kepjpeg_peer.h"
@@ -191,6 +192,38 @@ TEST(KepjpegImageFiles, PnmPamAndPngKeepTheirSamples) {
     Image img;
     EXPECT_FALSE(kepjpeg::readImage(dir + "/kepjpeg_missing.ppm", img, err));
     EXPECT_FALSE(kepjpeg::writeImage(dir + "/x.bmp", rgb, err));
+}
+
+}  // namespace
+
+namespace {
+
+int run(const std::string& args) { return std::system((std::string(KEPJPEG_TOOL) + " " + args + " 2>/dev/null >/dev/null").c_str()); }
+
+TEST(KepjpegTool, EncodeDecodeInfoFromTheCommandLine) {
+    const std::string dir = ::testing::TempDir() + "/kepjpeg_cli";
+    const std::string png = dir + ".png", jpg = dir + ".jpg", out = dir + "_out.ppm";
+    const Image rgb = kepjpeg::makeTestImage(70, 50, 4);
+    std::string err;
+    ASSERT_TRUE(kepjpeg::writeImage(png, rgb, err)) << err;
+    ASSERT_EQ(run("encode -q 92 --sampling 422 --optimize --restart-rows 1 --threads 2 " + png + " " + jpg), 0);
+    std::vector<std::uint8_t> bytes;
+    ASSERT_TRUE(kepjpeg::readFile(jpg, bytes, err)) << err;
+    kepjpeg::JpegInfo info;
+    ASSERT_TRUE(kepjpeg::parse(bytes.data(), bytes.size(), info, err)) << err;
+    EXPECT_EQ(info.comps[0].h, 2);
+    EXPECT_EQ(info.comps[0].v, 1);
+    EXPECT_EQ(info.restartInterval, info.mcusX);
+    ASSERT_EQ(run("decode --threads 2 " + jpg + " " + out), 0);
+    Image back;
+    ASSERT_TRUE(kepjpeg::readImage(out, back, err)) << err;
+    EXPECT_GT(kepjpeg::psnr(rgb, back), 30.0);
+    EXPECT_EQ(run("info " + jpg), 0);
+    // Wrong usage and refused modes exit non-zero.
+    EXPECT_NE(run("encode --sampling 411 " + png + " " + jpg), 0);
+    EXPECT_NE(run("encode --lossless " + png + " " + jpg), 0);
+    EXPECT_NE(run("decode " + png + " " + out), 0);
+    for (const std::string& f : {png, jpg, out}) std::remove(f.c_str());
 }
 
 }  // namespace
