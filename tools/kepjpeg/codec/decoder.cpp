@@ -1,0 +1,409 @@
+// Sequential DCT decoding (ITU-T T.81 Annex F.2): entropy decoding restart interval by restart
+// interval (in parallel when asked), dequantization and inverse DCT, up-sampling and colour
+// conversion, all through libkepjx1.
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <mutex>
+
+#include "codec.h"
+#include "internal.h"
+#include "kepjx1.h"
+#include "parse.h"
+
+namespace kepjpeg {
+namespace {
+
+using namespace detail;
+
+struct alignas(64) DecSpec {
+    unsigned char b[KEPI_DECODE_HUFFMAN_SPEC_SIZE];
+    KepiDecodeHuffmanSpec* get() { return reinterpret_cast<KepiDecodeHuffmanSpec*>(b); }
+};
+
+std::string fmt(const char* f, long a = 0, long b = 0, long c = 0) {
+    char buf[200];
+    std::snprintf(buf, sizeof buf, f, a, b, c);
+    return buf;
+}
+
+// The first error of a decode, kept across threads.
+class ErrorSlot {
+public:
+    void set(const std::string& e) {
+        std::lock_guard<std::mutex> g(m_);
+        if (msg_.empty()) msg_ = e;
+    }
+    void prepend(const std::string& e) {
+        std::lock_guard<std::mutex> g(m_);
+        msg_ = msg_.empty() ? e : e + "; " + msg_;
+    }
+    std::string get() const { return msg_; }
+    bool any() const { return !msg_.empty(); }
+
+private:
+    mutable std::mutex m_;
+    std::string msg_;
+};
+
+class Decoder {
+public:
+    Decoder(const std::uint8_t* d, std::size_t n, const DecodeOptions& opt) : d_(d), n_(n), opt_(opt) {}
+
+    void keepBuffers(Image& img) {
+        keep8_.swap(img.px8);
+        keep16_.swap(img.px16);
+    }
+
+    bool run(Image& img, std::string& err) {
+        JpegInfo info;
+        TableState tables;
+        std::string walkErr;
+        const bool walked = walkSegments(
+            d_, n_, info, tables,
+            [this](const JpegInfo& fi, const TableState& t, const ScanInfo& s) { return decodeScan(fi, t, s); },
+            walkErr);
+        // A structural error (such as truncation) explains the decoding errors it caused, so it
+        // comes first in the message.
+        if (!walked && !walkErr.empty()) errors_.prepend(walkErr);
+        if (!started_) {
+            if (!errors_.any()) errors_.set(info.sofMarker < 0 ? "no frame header" : "no scan in the file");
+            err = errors_.get();
+            return false;
+        }
+        if (opt_.coefficientsOut) *opt_.coefficientsOut = coefs_;
+        if (!fatal_) {
+            if (!coefs_.empty()) inverseTransformStored(info);
+            reconstruct(info, img);
+        }
+        if (!errors_.any() && !info.sawEOI) errors_.set("no EOI marker");
+        err = errors_.get();
+        return !errors_.any();
+    }
+
+private:
+    // Frame checks, sample planes and dequantization tables at the first scan.
+    //
+    // Where the other processes go: a progressive frame (SOF2) will decode its scans into the
+    // stored coefficients (coefs_, the path multi-scan sequential files already take) with the
+    // library's progressive Huffman primitives, refine them scan by scan and finish in
+    // inverseTransformStored; a lossless frame (SOF3) will decode differences into the sample
+    // planes with the lossless primitives and skip the transform. Both then share reconstruct.
+    bool startFrame(const JpegInfo& fi, const TableState& t) {
+        if (fi.progressive())
+            return fail("progressive JPEG (SOF2) is not supported yet: the progressive Huffman decoding primitives "
+                        "are not available in this version of libkepjx1");
+        if (fi.lossless())
+            return fail("lossless JPEG (SOF3) is not supported yet: the lossless decoding primitives are not "
+                        "available in this version of libkepjx1");
+        if (fi.sofMarker != 0xC0 && fi.sofMarker != 0xC1)
+            return fail(fmt("frame type SOF%ld is not supported (sequential Huffman only)", fi.sofMarker - 0xC0));
+        if (!(fi.precision == 8 || (fi.precision == 12 && fi.sofMarker == 0xC1)))
+            return fail(fmt("sample precision %ld is not supported in this frame type", fi.precision));
+        started_ = true;
+        const int nc = int(fi.comps.size());
+        planes_.resize(nc);
+        for (int c = 0; c < nc; ++c) {
+            const Component& comp = fi.comps[c];
+            if (!t.quant[comp.tq].present) return fail(fmt("component %ld: quantization table %ld is not defined", comp.id, comp.tq));
+            Plane& pl = planes_[c];
+            pl.stride = comp.blocksW * 8;
+            // Every sample is written by the inverse DCT of some block (a zero block where the
+            // data is missing), so the planes need no initialisation.
+            const std::size_t n = std::size_t(pl.stride) * comp.blocksH * 8;
+            if (fi.precision == 12)
+                pl.p16.reset(new std::uint16_t[n]);
+            else
+                pl.p8.reset(new std::uint8_t[n]);
+            const QuantTable& q = t.quant[comp.tq];
+            if (q.precision == 0) {
+                Kep8u raw[64];
+                for (int k = 0; k < 64; ++k) raw[k] = Kep8u(q.zz[k]);
+                kepiQuantInvTableInit_JPEG_8u16u(raw, pl.inv16);
+            } else {
+                // 16-bit DQT entries: no 8-bit raw form; the quantizers are only reordered.
+                for (int k = 0; k < 64; ++k) pl.inv16[kNaturalOrder[k]] = q.zz[k];
+            }
+            for (int k = 0; k < 64; ++k) pl.inv32[k] = Kep32f(pl.inv16[k]);
+        }
+        return true;
+    }
+
+    // Dequantization and inverse DCT of one block into its place in the component's plane.
+    void inverseTransform(int c, long bx, long by, const Kep16s* blk) {
+        Plane& pl = planes_[c];
+        const std::size_t off = std::size_t(by) * 8 * pl.stride + std::size_t(bx) * 8;
+        if (pl.p16) {
+            kepiDCTQuantInv8x8LS_JPEG_16s16u_C1R(blk, &pl.p16[off], pl.stride * 2, pl.inv32);
+            return;
+        }
+        // Blocks whose nonzero coefficients all lie in the top-left 2x2 or 4x4 corner (most
+        // blocks of a photograph at usual qualities) take the shortcut forms, which give exactly
+        // the full transform's result.
+        std::uint32_t outside4 = 0, outside2 = 0;
+        for (int v = 0; v < 8; ++v) {
+            std::uint64_t lo, hi;
+            std::memcpy(&lo, blk + 8 * v, 8);
+            std::memcpy(&hi, blk + 8 * v + 4, 8);
+            outside4 |= std::uint32_t(v < 4 ? hi != 0 : (lo | hi) != 0);
+            outside2 |= std::uint32_t(v < 2 ? (lo >> 32) != 0 || hi != 0 : (lo | hi) != 0);
+        }
+        if (!outside2)
+            kepiDCTQuantInv8x8LS_2x2_JPEG_16s8u_C1R(blk, &pl.p8[off], pl.stride, pl.inv16);
+        else if (!outside4)
+            kepiDCTQuantInv8x8LS_4x4_JPEG_16s8u_C1R(blk, &pl.p8[off], pl.stride, pl.inv16);
+        else
+            kepiDCTQuantInv8x8LS_JPEG_16s8u_C1R(blk, &pl.p8[off], pl.stride, pl.inv16);
+    }
+
+    // The inverse DCT of every block of stored coefficients (files coded in several scans).
+    void inverseTransformStored(const JpegInfo& fi) {
+        for (std::size_t c = 0; c < fi.comps.size(); ++c) {
+            const Component& comp = fi.comps[c];
+            parallelFor(comp.blocksH, opt_.threads, [&](int by) {
+                for (int bx = 0; bx < comp.blocksW; ++bx)
+                    inverseTransform(int(c), bx, by, &coefs_[c][(std::size_t(by) * comp.blocksW + bx) * 64]);
+            });
+        }
+    }
+
+    bool fail(const std::string& e) {
+        errors_.set(e);
+        fatal_ = true;
+        return false;
+    }
+
+    bool decodeScan(const JpegInfo& fi, const TableState& t, const ScanInfo& s) {
+        if (!started_ && !startFrame(fi, t)) return false;
+        // A scan with every component is the whole image: its blocks go straight through the
+        // inverse DCT while they are in cache. Otherwise coefficients are kept until the last scan.
+        const bool direct = s.ns == int(fi.comps.size()) && !opt_.coefficientsOut;
+        if (!direct && coefs_.empty()) {
+            coefs_.resize(fi.comps.size());
+            for (std::size_t c = 0; c < fi.comps.size(); ++c)
+                coefs_[c].assign(std::size_t(fi.comps[c].blocksW) * fi.comps[c].blocksH * 64, 0);
+        }
+        if (s.ss != 0 || s.se != 63 || s.ah != 0 || s.al != 0)
+            errors_.set(fmt("sequential scan with Ss %ld, Se %ld, Ah/Al %ld (should be 0, 63, 0)", s.ss, s.se, s.ah * 16 + s.al));
+        // Decoder specs for the tables this scan uses.
+        DecSpec dc[4], ac[4];
+        for (int k = 0; k < s.ns; ++k) {
+            const HuffTable& hd = t.dc[s.td[k]];
+            const HuffTable& ha = t.ac[s.ta[k]];
+            if (!hd.present || !ha.present) return fail(fmt("scan uses an undefined Huffman table (DC %ld, AC %ld)", s.td[k], s.ta[k]));
+            if (kepiDecodeHuffmanSpecInit_JPEG_8u(hd.bits, hd.vals, dc[s.td[k]].get()) != kepOk ||
+                kepiDecodeHuffmanSpecInit_JPEG_8u(ha.bits, ha.vals, ac[s.ta[k]].get()) != kepOk)
+                return fail("invalid Huffman table");
+        }
+        // MCU geometry: one block per MCU in a single-component scan (T.81 A.2.2).
+        int mcusX = fi.mcusX, mcusY = fi.mcusY;
+        if (s.ns == 1) {
+            const Component& c = fi.comps[s.comp[0]];
+            mcusX = ceilDiv(c.width, 8);
+            mcusY = ceilDiv(c.height, 8);
+        }
+        const long total = long(mcusX) * mcusY;
+        const long ri = s.restartInterval > 0 ? s.restartInterval : total;
+        const int intervals = int((total + ri - 1) / ri);
+        // Restart intervals: the bytes between RST markers.
+        std::vector<std::size_t> begins{s.dataBegin}, ends;
+        for (std::size_t p = s.dataBegin; p + 1 < s.dataEnd;) {
+            const void* ff = std::memchr(d_ + p, 0xFF, s.dataEnd - p - 1);
+            if (!ff) break;
+            p = std::size_t(static_cast<const std::uint8_t*>(ff) - d_);
+            const int m = d_[p + 1];
+            if (m >= 0xD0 && m <= 0xD7) {
+                if (s.restartInterval == 0) {
+                    errors_.set("restart marker in a scan without restart interval");
+                } else if (m - 0xD0 != int(ends.size() % 8)) {
+                    errors_.set(fmt("restart marker RST%ld where RST%ld was expected", m - 0xD0, long(ends.size() % 8)));
+                }
+                ends.push_back(p);
+                begins.push_back(p + 2);
+                p += 2;
+            } else {
+                p += 1;
+            }
+        }
+        ends.push_back(s.dataEnd);
+        if (int(begins.size()) < intervals)
+            errors_.set(fmt("%ld of %ld restart intervals present (truncated or corrupt data)", long(begins.size()), intervals));
+        else if (int(begins.size()) > intervals)
+            errors_.set(fmt("%ld restart intervals where %ld were expected", long(begins.size()), intervals));
+        const int present = std::min<int>(intervals, int(begins.size()));
+
+        std::atomic<long> done{0};
+        std::mutex progressLock;
+        // Missing intervals run too, with zero blocks, so that every sample gets written.
+        parallelFor(direct ? intervals : present, opt_.threads, [&](int k) {
+            alignas(64) unsigned char stateBuf[KEPI_DECODE_HUFFMAN_STATE_SIZE];
+            auto* state = reinterpret_cast<KepiDecodeHuffmanState*>(stateBuf);
+            kepiDecodeHuffmanStateInit_JPEG_8u(state);
+            // The segment's bytes plus the marker that ends it, so the reader stops there.
+            const bool missing = k >= present;
+            const std::uint8_t* src = missing ? d_ : d_ + begins[k];
+            const int len = missing ? 0 : int(std::min(ends[k] + 2, n_) - begins[k]);
+            bool ok = !missing;
+            alignas(16) Kep16s local[64];
+            int pos = 0, marker = 0;
+            Kep16s lastDC[4] = {0, 0, 0, 0};
+            const long m0 = k * ri, m1 = std::min(total, m0 + ri);
+            for (long m = m0; m < m1; ++m) {
+                const int mx = int(m % mcusX), my = int(m / mcusX);
+                for (int ci = 0; ci < s.ns; ++ci) {
+                    const Component& c = fi.comps[s.comp[ci]];
+                    const int bh = s.ns == 1 ? 1 : c.h, bv = s.ns == 1 ? 1 : c.v;
+                    for (int v = 0; v < bv; ++v)
+                        for (int h = 0; h < bh; ++h) {
+                            const long bx = long(mx) * bh + h, by = long(my) * bv + v;
+                            Kep16s* blk = direct ? local : &coefs_[s.comp[ci]][(by * c.blocksW + bx) * 64];
+                            if (!ok) {
+                                if (!direct) continue;
+                                std::memset(local, 0, sizeof local);
+                                inverseTransform(s.comp[ci], bx, by, local);
+                                continue;
+                            }
+                            const KepResult r = kepiDecodeHuffman8x8_JPEG_1u16s_C1(src, len, &pos, blk, &lastDC[ci], &marker,
+                                                                                   dc[s.td[ci]].get(), ac[s.ta[ci]].get(), state);
+                            if (r == kepOk) {
+                                if (direct) inverseTransform(s.comp[ci], bx, by, blk);
+                            } else {
+                                errors_.set(fmt("corrupt entropy-coded data at MCU %ld (", m) +
+                                            (r == kepErrStreamEnd    ? "data ended"
+                                                : r == kepErrHuffmanData ? "no matching code, or a marker too early"
+                                                : r == kepErrCoeffIndex  ? "coefficient run past the block's end"
+                                                                         : "decoder error") + ")");
+                                // This block and the rest of the interval are left flat.
+                                ok = false;
+                                std::memset(blk, 0, 64 * sizeof(Kep16s));
+                                if (direct) inverseTransform(s.comp[ci], bx, by, blk);
+                            }
+                        }
+                }
+                if (opt_.progress && (m & 1023) == 1023) {
+                    const long dn = done += 1024;
+                    std::lock_guard<std::mutex> g(progressLock);
+                    opt_.progress(0.8 * double(dn) / double(total));
+                }
+            }
+        });
+        return true;
+    }
+
+    // Dequantization, inverse DCT, up-sampling and colour conversion into img.
+    void reconstruct(const JpegInfo& fi, Image& img) {
+        const int nc = int(fi.comps.size());
+        const bool p12 = fi.precision == 12;
+        if (opt_.progress) opt_.progress(0.9);
+
+        const int W = fi.width, H = fi.height;
+        // The caller's sample buffers are reused (no reallocation when decoding images of one
+        // size over and over); everything in them is overwritten.
+        img.px8.swap(keep8_);
+        img.px16.swap(keep16_);
+        img.width = W;
+        img.height = H;
+        img.precision = fi.precision;
+        const bool rgbIds = nc == 3 && fi.comps[0].id == 'R' && fi.comps[1].id == 'G' && fi.comps[2].id == 'B';
+        const bool transform = nc >= 3 && !(fi.adobeTransform == 0 || (fi.adobeTransform < 0 && rgbIds)) &&
+                               !(nc == 4 && fi.adobeTransform != 2) && !opt_.keepColourSpace;
+        img.channels = nc == 2 ? 1 : nc;
+        if (nc == 2) errors_.set("two-component image: only the first component is written");
+        // Every component is either full size or halved horizontally, or in both directions.
+        for (int c = 0; c < nc; ++c) {
+            const Component& comp = fi.comps[c];
+            const int fx = fi.hmax / comp.h, fy = fi.vmax / comp.v;
+            if (fi.hmax % comp.h || fi.vmax % comp.v || fx > 2 || fy > 2 || (fy == 2 && fx == 1)) {
+                errors_.set(fmt("sampling %ldx%ld of component %ld is not supported", comp.h, comp.v, comp.id));
+                img = Image();
+                return;
+            }
+        }
+        if (p12) {
+            if (nc != 1 && (transform || fi.hmax != 1 || fi.vmax != 1)) {
+                errors_.set("12-bit colour images need a 12-bit colour conversion, not available in libkepjx1");
+                img = Image();
+                return;
+            }
+            img.px8.clear();
+            img.px16.resize(img.samples());
+            for (int y = 0; y < H; ++y)
+                for (int c = 0; c < img.channels; ++c) {
+                    const std::uint16_t* row = &planes_[c].p16[std::size_t(y) * planes_[c].stride];
+                    std::uint16_t* o = &img.px16[std::size_t(y) * W * img.channels + c];
+                    for (int x = 0; x < W; ++x) o[std::size_t(x) * img.channels] = row[x];
+                }
+            return;
+        }
+        img.px16.clear();
+        img.px8.resize(img.samples());
+        const int bandRows = 32;
+        parallelFor(ceilDiv(H, bandRows), opt_.threads, [&](int band) {
+            std::vector<std::vector<Kep8u>> up(nc, std::vector<Kep8u>(std::size_t(fi.mcusX) * fi.hmax * 8 + 16));
+            std::vector<Kep8u> rowBuf(std::size_t(W) * 4);
+            const Kep8u* rows[4];
+            for (int y = band * bandRows; y < std::min(H, (band + 1) * bandRows); ++y) {
+                for (int c = 0; c < nc; ++c) {
+                    const Component& comp = fi.comps[c];
+                    const std::size_t stride = std::size_t(comp.blocksW) * 8;
+                    const int fx = fi.hmax / comp.h, fy = fi.vmax / comp.v;
+                    if (fx == 1 && fy == 1) {
+                        rows[c] = &planes_[c].p8[y * stride];
+                    } else if (fy == 1) {
+                        kepiSampleUpRowH2V1_Triangle_JPEG_8u_C1(&planes_[c].p8[y * stride], comp.width, up[c].data());
+                        rows[c] = up[c].data();
+                    } else {
+                        // Triangle filter between the nearer and the farther source row, the edge
+                        // rows replicated at the top and bottom of the component.
+                        const int near = y / 2;
+                        const int far = (y & 1) ? std::min(near + 1, comp.height - 1) : std::max(near - 1, 0);
+                        kepiSampleUpRowH2V2_Triangle_JPEG_8u_C1(&planes_[c].p8[near * stride], &planes_[c].p8[far * stride],
+                                                                comp.width, up[c].data());
+                        rows[c] = up[c].data();
+                    }
+                }
+                Kep8u* out = &img.px8[std::size_t(y) * W * img.channels];
+                const KepiSize roi{W, 1};
+                if (nc == 3 && transform) {
+                    kepiYCbCrToRGB_JPEG_8u_P3C3R(rows, W, out, W * 3, roi);
+                } else if (nc == 4 && transform) {
+                    kepiYCCKToCMYK_JPEG_8u_P4C4R(rows, W, out, W * 4, roi);
+                } else {
+                    // No colour transform: the components are only interleaved.
+                    for (int c = 0; c < img.channels; ++c)
+                        for (int x = 0; x < W; ++x) out[std::size_t(x) * img.channels + c] = rows[c][x];
+                }
+            }
+        });
+        if (opt_.progress) opt_.progress(1.0);
+    }
+
+    const std::uint8_t* d_;
+    std::size_t n_;
+    const DecodeOptions& opt_;
+    struct Plane {
+        int stride = 0;
+        std::unique_ptr<std::uint8_t[]> p8;
+        std::unique_ptr<std::uint16_t[]> p16;
+        alignas(16) Kep16u inv16[64];
+        alignas(16) Kep32f inv32[64];
+    };
+    std::vector<Plane> planes_;
+    std::vector<std::vector<std::int16_t>> coefs_;
+    bool started_ = false;
+    std::vector<std::uint8_t> keep8_;
+    std::vector<std::uint16_t> keep16_;
+    ErrorSlot errors_;
+    bool fatal_ = false;
+};
+
+}  // namespace
+
+bool decode(const std::uint8_t* data, std::size_t size, const DecodeOptions& opt, Image& img, std::string& err) {
+    Decoder dec(data, size, opt);
+    dec.keepBuffers(img);
+    img = Image();
+    return dec.run(img, err);
+}
+
+}  // namespace kepjpeg
