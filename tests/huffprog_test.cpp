@@ -55,13 +55,13 @@ void roundTripScan(const std::vector<Kep16s>& blocks, std::vector<Kep16s>& out, 
             ASSERT_EQ(kepOk, kepiGetHuffmanStatistics8x8_DCFirst_JPEG_16s_C1(b, stats, &last, s.Al));
         } else if (!dc) {
             auto count = first ? kepiGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1 : kepiGetHuffmanStatistics8x8_ACRefine_JPEG_16s_C1;
-            if (restart && i && i % restart == 0) ASSERT_EQ(kepOk, count(nullptr, stats, 0, 0, 0, &st, 1));
+            if (restart && i && i % restart == 0) { ASSERT_EQ(kepOk, count(nullptr, stats, 0, 0, 0, &st, 1)); }
             ASSERT_EQ(kepOk, count(b, stats, s.Ss, s.Se, s.Al, &st, 0));
-            if (i == n - 1) ASSERT_EQ(kepOk, count(nullptr, stats, 0, 0, 0, &st, 1));
+            if (i == n - 1) { ASSERT_EQ(kepOk, count(nullptr, stats, 0, 0, 0, &st, 1)); }
         }
     }
     Table t;
-    if (!(dc && !first)) ASSERT_EQ(kepOk, kepiEncodeHuffmanRawTableInit_JPEG_8u(stats, t.bits, t.vals));
+    if (!(dc && !first)) { ASSERT_EQ(kepOk, kepiEncodeHuffmanRawTableInit_JPEG_8u(stats, t.bits, t.vals)); }
     KepiEncodeHuffmanSpec es = {};
     KepiDecodeHuffmanSpec ds = {};
     if (t.count()) {
