@@ -112,16 +112,18 @@ void block16s(Rng& rng, Kep8u* bytes) {
 
 enum class Table { Fwd, Inv, Float };
 // Tables: real reciprocal or quantizer tables, all ones, or any values; single-precision tables
-// with NaN, infinite and huge entries besides ordinary ones.
+// of ordinary multipliers, a third of them with NaN, infinite and huge entries among those (a
+// table with these everywhere would saturate nearly every sample).
 void table(Rng& rng, Kep8u* bytes, Table kind) {
     if (kind == Table::Float) {
         Kep32f t[64];
+        const int specials = rng.chance(33) ? 3 : 0;
         for (Kep32f& v : t) {
             const int k = static_cast<int>(rng.range(0, 19));
-            v = k == 0   ? std::numeric_limits<float>::quiet_NaN()
-                : k == 1 ? std::numeric_limits<float>::infinity()
-                : k == 2 ? -1e30f
-                         : static_cast<float>(rng.range(1, 4000)) / static_cast<float>(rng.range(1, 255));
+            v = k >= specials ? static_cast<float>(rng.range(1, 4000)) / static_cast<float>(rng.range(1, 255))
+                : k == 0      ? std::numeric_limits<float>::quiet_NaN()
+                : k == 1      ? std::numeric_limits<float>::infinity()
+                              : -1e30f;
         }
         std::memcpy(bytes, t, sizeof t);
         return;
