@@ -167,6 +167,7 @@ TEST(PctChecks, RoiFormsCheckInOrderAndWriteNothing) {
     const Case cases[] = {
         {nullptr, 0, {0, 0}, kepErrNullPtr},  // pointer first
         {p.data(), 0, {0, 4}, kepErrSize},    // size before step
+        {p.data(), 0, {4, 0}, kepErrSize},
         {p.data(), 32, {4, -4}, kepErrSize},
         {p.data(), 23, {6, 4}, kepErrStep},   // step below 6 * 4 bytes before the multiple of 4
         {p.data(), 24, {6, 4}, kepErrSize},   // width 6 is not a multiple of 4
