@@ -59,39 +59,37 @@ Call wrap(Resample f) {
 
 using Factory = std::function<Call(const OwnCcKernels&)>;
 
-Factory fwd444(int layout, int nDst) {
-    return [=](const OwnCcKernels& k) {
-        return [=, &k](const Kep8u* const* s, Kep8u* const* d, int ss, int ds, KepiSize roi) {
-            const void* src[4] = {s[0], s[1], s[2], s[3]};
-            ownCcFwd444(k, layout, src, ss, d, nDst, ds, roi);
+// A driver run on a kernel set, as a call returning kepOk.
+template <class F>
+Factory driver(F f) {
+    return [f](const OwnCcKernels& k) -> Call {
+        return [f, &k](const Kep8u* const* s, Kep8u* const* d, int ss, int ds, KepiSize roi) {
+            f(k, s, d, ss, ds, roi);
             return kepOk;
         };
     };
+}
+Factory fwd444(int layout, int nDst) {
+    return driver([=](const OwnCcKernels& k, const Kep8u* const* s, Kep8u* const* d, int ss, int ds, KepiSize roi) {
+        const void* src[4] = {s[0], s[1], s[2], s[3]};
+        ownCcFwd444(k, layout, src, ss, d, nDst, ds, roi);
+    });
 }
 Factory fwdSub(int layout, bool vertical) {
-    return [=](const OwnCcKernels& k) {
-        return [=, &k](const Kep8u* const* s, Kep8u* const* d, int ss, int ds, KepiSize roi) {
-            ownCcFwdSub(k, layout, vertical, s[0], ss, d, ds, roi);
-            return kepOk;
-        };
-    };
+    return driver([=](const OwnCcKernels& k, const Kep8u* const* s, Kep8u* const* d, int ss, int ds, KepiSize roi) {
+        ownCcFwdSub(k, layout, vertical, s[0], ss, d, ds, roi);
+    });
 }
 Factory inv444(int layout, Kep8u alpha) {
-    return [=](const OwnCcKernels& k) {
-        return [=, &k](const Kep8u* const* s, Kep8u* const* d, int ss, int ds, KepiSize roi) {
-            void* dst[4] = {d[0], d[1], d[2], d[3]};
-            ownCcInv444(k, layout, s, ss, dst, ds, roi, alpha);
-            return kepOk;
-        };
-    };
+    return driver([=](const OwnCcKernels& k, const Kep8u* const* s, Kep8u* const* d, int ss, int ds, KepiSize roi) {
+        void* dst[4] = {d[0], d[1], d[2], d[3]};
+        ownCcInv444(k, layout, s, ss, dst, ds, roi, alpha);
+    });
 }
 Factory invSub(int layout, bool vertical) {
-    return [=](const OwnCcKernels& k) {
-        return [=, &k](const Kep8u* const* s, Kep8u* const* d, int ss, int ds, KepiSize roi) {
-            ownCcInvSub(k, layout, vertical, s, ss, d[0], ds, roi, 255);
-            return kepOk;
-        };
-    };
+    return driver([=](const OwnCcKernels& k, const Kep8u* const* s, Kep8u* const* d, int ss, int ds, KepiSize roi) {
+        ownCcInvSub(k, layout, vertical, s, ss, d[0], ds, roi, 255);
+    });
 }
 
 #define KEP_MEMBER(name, shape, factory, ...)                                                                   \
@@ -162,33 +160,24 @@ TEST(ColourEquivalence, InverseSubsampled) {
     KEP_MEMBER(kepiYCbCr411ToRGB_JPEG_8u_P3C4R, kP3toC4, invSub(kCcDstRGBA, true));
     KEP_MEMBER(kepiYCbCr411ToBGR_JPEG_8u_P3C3R, kP3toC3, invSub(kCcDstBGR, true));
     KEP_MEMBER(kepiYCbCr411ToBGR_JPEG_8u_P3C4R, kP3toC4, invSub(kCcDstBGRA, true));
-    auto c2 = [](const OwnCcKernels& k) -> Call {
-        return [&k](const Kep8u* const* s, Kep8u* const* d, int ss, int ds, KepiSize roi) {
-            ownCcInv422C2(k, kCcDstRGB, s[0], ss, d[0], ds, roi);
-            return kepOk;
-        };
-    };
-    KEP_MEMBER(kepiYCbCr422ToRGB_JPEG_8u_C2C3R, kC2toC3, c2);
+    KEP_MEMBER(kepiYCbCr422ToRGB_JPEG_8u_C2C3R, kC2toC3,
+               driver([](const OwnCcKernels& k, const Kep8u* const* s, Kep8u* const* d, int ss, int ds, KepiSize roi) {
+                   ownCcInv422C2(k, kCcDstRGB, s[0], ss, d[0], ds, roi);
+               }));
 }
 
 // ---- Resampling ------------------------------------------------------------------------------------
 
 Factory planeLoop(bool up, bool vertical) {
-    return [=](const OwnCcKernels& k) {
-        return [=, &k](const Kep8u* const* s, Kep8u* const* d, int ss, int ds, KepiSize roi) {
-            for (int y = 0; y < roi.height; ++y) {
-                Kep8u* row = d[0] + y * ds;
-                if (!up && !vertical) k.downPlane21(s[0] + y * ss, row, roi.width);
-                if (!up && vertical) k.downPlane22(s[0] + 2 * y * ss, s[0] + (2 * y + 1) * ss, row, roi.width);
-                if (up && !vertical) k.upPlane21(s[0] + y * ss, row, roi.width);
-                if (up && vertical) {
-                    const int nearRow = y / 2, farRow = (y & 1) ? nearRow + 1 : nearRow - 1;
-                    k.upPlane22(s[0] + nearRow * ss, s[0] + farRow * ss, row, roi.width);
-                }
-            }
-            return kepOk;
-        };
-    };
+    return driver([=](const OwnCcKernels& k, const Kep8u* const* s, Kep8u* const* d, int ss, int ds, KepiSize roi) {
+        for (int y = 0; y < roi.height; ++y) {
+            Kep8u* row = d[0] + y * ds;
+            if (!up && !vertical) k.downPlane21(s[0] + y * ss, row, roi.width);
+            if (!up && vertical) k.downPlane22(s[0] + 2 * y * ss, s[0] + (2 * y + 1) * ss, row, roi.width);
+            if (up && !vertical) k.upPlane21(s[0] + y * ss, row, roi.width);
+            if (up && vertical) k.upPlane22(s[0] + (y / 2) * ss, s[0] + ((y & 1) ? y / 2 + 1 : y / 2 - 1) * ss, row, roi.width);
+        }
+    });
 }
 
 TEST(ColourEquivalence, WholePlaneResampling) {

@@ -1,15 +1,15 @@
-// Colour conversion through the exports: the arithmetic
-// against the real-valued JFIF equations, the documented corner values, the layouts (channel
-// order, alpha, 555/565 packing and widening, YCCK), the subsampled forms against the 4:4:4
-// conversion plus the box filter, and the argument checks.
+// Colour conversion through the exports: the arithmetic against the real-valued JFIF equations
+// and its exact corner values, the layouts (channel order, alpha, 555/565 packing and widening,
+// YCCK) against the RGB conversion, the subsampled forms against the 4:4:4 conversion plus the box
+// filter, and the argument checks.
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstring>
+#include <functional>
 #include <vector>
 
-#include "colour.h"
 #include "kepcheck_data.h"
 #include "kepjx1.h"
 
@@ -17,12 +17,13 @@ namespace {
 
 using Bytes = std::vector<Kep8u>;
 
-// Every 8-bit RGB triple of a coarse lattice plus random ones, one row per call: the results are
-// the real-valued equations rounded, within the fixed-point error (Y: half up; chroma: the
-// 32767 offset may round an exact half down).
+// Every triple of a coarse lattice plus random ones: the equations rounded, within the fixed-point
+// error; then exact values, including the chroma offset of 32767 (not 32768) that keeps 255.5 at
+// 255 and rounds the 128.5 of R = 1 down.
 TEST(ColourArithmetic, ForwardFollowsJfifEquations) {
     kepcheck::Rng rng(11);
-    Bytes rgb;
+    Bytes rgb = {255, 255, 255, 0, 0, 0, 255, 0, 0, 0, 0, 255, 0, 255, 0, 1, 0, 0};
+    const int exact[6][3] = {{255, 128, 128}, {0, 128, 128}, {76, 85, 255}, {29, 255, 107}, {150, 44, 21}, {0, 128, 128}};
     for (int r = 0; r < 256; r += 15)
         for (int g = 0; g < 256; g += 15)
             for (int b = 0; b < 256; b += 15) rgb.insert(rgb.end(), {Kep8u(r), Kep8u(g), Kep8u(b)});
@@ -33,60 +34,43 @@ TEST(ColourArithmetic, ForwardFollowsJfifEquations) {
     ASSERT_EQ(kepOk, kepiRGBToYCbCr_JPEG_8u_C3P3R(rgb.data(), w * 3, dst, w, KepiSize{w, 1}));
     for (int i = 0; i < w; ++i) {
         const double r = rgb[3 * i], g = rgb[3 * i + 1], b = rgb[3 * i + 2];
-        const double ey = 0.299 * r + 0.587 * g + 0.114 * b;
-        const double ecb = -0.168736 * r - 0.331264 * g + 0.5 * b + 128, ecr = 0.5 * r - 0.418688 * g - 0.081312 * b + 128;
-        ASSERT_NEAR(ey, y[i], 0.51) << i;
-        ASSERT_NEAR(ecb, cb[i], 0.51) << i;
-        ASSERT_NEAR(ecr, cr[i], 0.51) << i;
+        ASSERT_NEAR(0.299 * r + 0.587 * g + 0.114 * b, y[i], 0.51) << i;
+        ASSERT_NEAR(-0.168736 * r - 0.331264 * g + 0.5 * b + 128, cb[i], 0.51) << i;
+        ASSERT_NEAR(0.5 * r - 0.418688 * g - 0.081312 * b + 128, cr[i], 0.51) << i;
+    }
+    // The corners in a long row (vector path) and alone in a short one (the per-pixel remainder).
+    for (int short6 = 0; short6 < 2; ++short6) {
+        if (short6) {
+            ASSERT_EQ(kepOk, kepiRGBToYCbCr_JPEG_8u_C3P3R(rgb.data(), 18, dst, 6, KepiSize{6, 1}));
+        }
+        for (int i = 0; i < 6; ++i) {
+            EXPECT_EQ(exact[i][0] * 65536 + exact[i][1] * 256 + exact[i][2], y[i] * 65536 + cb[i] * 256 + cr[i]) << i;
+        }
     }
 }
 
-TEST(ColourArithmetic, CornerValuesAndAsymmetricChromaRounding) {
-    const Kep8u px[] = {255, 255, 255, 0, 0, 0, 255, 0, 0, 0, 0, 255, 0, 255, 0};
-    Kep8u y[5], cb[5], cr[5];
-    Kep8u* dst[3] = {y, cb, cr};
-    ASSERT_EQ(kepOk, kepiRGBToYCbCr_JPEG_8u_C3P3R(px, 15, dst, 5, KepiSize{5, 1}));
-    EXPECT_EQ(255, y[0]); EXPECT_EQ(128, cb[0]); EXPECT_EQ(128, cr[0]);
-    EXPECT_EQ(0, y[1]); EXPECT_EQ(128, cb[1]); EXPECT_EQ(128, cr[1]);
-    EXPECT_EQ(76, y[2]); EXPECT_EQ(255, cr[2]);
-    EXPECT_EQ(255, cb[3]);  // 0.5 * 255 + 128 = 255.5: the 32767 offset keeps it at 255
-    EXPECT_EQ(21, cr[4]); EXPECT_EQ(44, cb[4]);  // 21.24 and 43.53 rounded
-    // Exact halves: Y of (0, 0, 1) * 65536 sums to 7471 + 32768 (no half); chroma of R = 1 gives
-    // Cr = (32768 + 8421375) >> 16 = 128.4999 -> 128 where a symmetric +32768 would give 129 for
-    // the 128.5 of R = 1, G = B = 0.
-    const Kep8u one[3] = {1, 0, 0};
-    ASSERT_EQ(kepOk, kepiRGBToYCbCr_JPEG_8u_C3P3R(one, 3, dst, 5, KepiSize{1, 1}));
-    EXPECT_EQ(128, cr[0]);
-}
-
-// The inverse over every (Cb, Cr) pair for a few Y: the real-valued equations rounded half up and
-// clamped, within the fixed-point error; (255, 255, 255) clamps R and B.
+// The inverse over every (Cb, Cr) pair for a few Y: the equations rounded half up and clamped,
+// within the fixed-point error; exactly 255 - 134 for G of (255, 255, 255).
 TEST(ColourArithmetic, InverseFollowsJfifEquations) {
     Bytes y(65536), cb(65536), cr(65536), rgb(3 * 65536);
+    for (int i = 0; i < 65536; ++i) {
+        cb[i] = static_cast<Kep8u>(i & 255);
+        cr[i] = static_cast<Kep8u>(i >> 8);
+    }
+    const Kep8u* src[3] = {y.data(), cb.data(), cr.data()};
     for (int yv : {0, 16, 128, 235, 255}) {
-        for (int i = 0; i < 65536; ++i) {
-            y[i] = static_cast<Kep8u>(yv);
-            cb[i] = static_cast<Kep8u>(i & 255);
-            cr[i] = static_cast<Kep8u>(i >> 8);
-        }
-        const Kep8u* src[3] = {y.data(), cb.data(), cr.data()};
+        std::fill(y.begin(), y.end(), static_cast<Kep8u>(yv));
         ASSERT_EQ(kepOk, kepiYCbCrToRGB_JPEG_8u_P3C3R(src, 256, rgb.data(), 768, KepiSize{256, 256}));
         for (int i = 0; i < 65536; ++i) {
             const double b = cb[i] - 128.0, r = cr[i] - 128.0;
             const double e[3] = {yv + 1.402 * r, yv - 0.344136 * b - 0.714136 * r, yv + 1.772 * b};
-            for (int c = 0; c < 3; ++c) {
-                const double clamped = e[c] < 0 ? 0 : e[c] > 255 ? 255 : e[c];
-                ASSERT_NEAR(clamped, rgb[3 * i + c], 0.51) << "Y " << yv << " Cb " << int(cb[i]) << " Cr " << int(cr[i]);
-            }
+            for (int c = 0; c < 3; ++c)
+                ASSERT_NEAR(std::min(255.0, std::max(0.0, e[c])), rgb[3 * i + c], 0.51) << "Y " << yv << " Cb " << int(cb[i]) << " Cr " << int(cr[i]);
         }
     }
-    const Kep8u white[3][1] = {{255}, {255}, {255}};
-    const Kep8u* src[3] = {white[0], white[1], white[2]};
-    Kep8u out[3];
-    ASSERT_EQ(kepOk, kepiYCbCrToRGB_JPEG_8u_P3C3R(src, 1, out, 3, KepiSize{1, 1}));
-    EXPECT_EQ(255, out[0]);
-    EXPECT_EQ(255, out[2]);
-    EXPECT_EQ(121, out[1]);  // 255 + ((-22554 * 127 - 46802 * 127 + 32768) >> 16) = 255 - 134
+    EXPECT_EQ(255, rgb[3 * 65535]);
+    EXPECT_EQ(121, rgb[3 * 65535 + 1]);
+    EXPECT_EQ(255, rgb[3 * 65535 + 2]);
 }
 
 // ---- Layouts ----------------------------------------------------------------------------------------
@@ -94,26 +78,19 @@ TEST(ColourArithmetic, InverseFollowsJfifEquations) {
 struct Planes {
     int w, h;
     Bytes p[4];
+    Kep8u* q[4];
     Planes(int width, int height, kepcheck::Rng* rng = nullptr) : w(width), h(height) {
-        for (Bytes& b : p) {
-            b.assign(static_cast<size_t>(w) * h, 0);
-            if (rng) rng->fill(b.data(), b.size());
+        for (int i = 0; i < 4; ++i) {
+            p[i].assign(static_cast<size_t>(w) * h, 0);
+            if (rng) rng->fill(p[i].data(), p[i].size());
+            q[i] = p[i].data();
         }
     }
-    Kep8u* const* ptrs() {
-        for (int i = 0; i < 4; ++i) q[i] = p[i].data();
-        return q;
-    }
-    const Kep8u* const* cptrs() {
-        for (int i = 0; i < 4; ++i) c[i] = p[i].data();
-        return c;
-    }
-    Kep8u* q[4];
-    const Kep8u* c[4];
+    Kep8u* const* ptrs() { return q; }
+    const Kep8u* const* cptrs() { return q; }
 };
 
-// Interleaves planes (channel order given by `order`) into pixels of `bpp` bytes; channels not
-// listed are filled with `fill`.
+// Interleaves planes (in the given order) into pixels of bpp bytes; other channels hold `fill`.
 Bytes interleave(const Planes& pl, std::initializer_list<int> order, int bpp, Kep8u fill) {
     Bytes out(pl.p[0].size() * bpp, fill);
     for (size_t i = 0; i < pl.p[0].size(); ++i) {
@@ -125,66 +102,48 @@ Bytes interleave(const Planes& pl, std::initializer_list<int> order, int bpp, Ke
 
 constexpr int kW = 37, kH = 5;
 
-// The forward 4:4:4 layouts against the RGB C3 conversion of the same colours.
+// The forward layouts against the RGB C3 conversion of the same colours; YCCK is the YCbCr of the
+// complemented C, M, Y with K copied.
 TEST(ColourLayouts, ForwardSourcesAgree) {
     kepcheck::Rng rng(3);
-    Planes rgb(kW, kH, &rng), expect(kW, kH), got(kW, kH);
-    const KepiSize roi{kW, kH};
-    const Bytes c3 = interleave(rgb, {0, 1, 2}, 3, 0);
-    ASSERT_EQ(kepOk, kepiRGBToYCbCr_JPEG_8u_C3P3R(c3.data(), kW * 3, expect.ptrs(), kW, roi));
-    auto same = [&](const char* what) {
-        for (int c = 0; c < 3; ++c) EXPECT_EQ(expect.p[c], got.p[c]) << what << " channel " << c;
-    };
-    ASSERT_EQ(kepOk, kepiRGBToYCbCr_JPEG_8u_P3R(rgb.cptrs(), kW, got.ptrs(), kW, roi));
-    same("P3R");
-    Bytes px = interleave(rgb, {2, 1, 0}, 3, 0);
-    ASSERT_EQ(kepOk, kepiBGRToYCbCr_JPEG_8u_C3P3R(px.data(), kW * 3, got.ptrs(), kW, roi));
-    same("BGR C3");
-    px = interleave(rgb, {0, 1, 2}, 4, 0xEE);
-    ASSERT_EQ(kepOk, kepiRGBToYCbCr_JPEG_8u_C4P3R(px.data(), kW * 4, got.ptrs(), kW, roi));
-    same("RGB C4");
-    px = interleave(rgb, {2, 1, 0}, 4, 0x11);
-    ASSERT_EQ(kepOk, kepiBGRToYCbCr_JPEG_8u_C4P3R(px.data(), kW * 4, got.ptrs(), kW, roi));
-    same("BGR C4");
-
-    // Luminance alone is the Y plane.
-    Bytes luma(kW * kH);
-    ASSERT_EQ(kepOk, kepiRGBToY_JPEG_8u_C3C1R(c3.data(), kW * 3, luma.data(), kW, roi));
-    EXPECT_EQ(expect.p[0], luma);
-    ASSERT_EQ(kepOk, kepiRGBToY_JPEG_8u_P3C1R(rgb.cptrs(), kW, luma.data(), kW, roi));
-    EXPECT_EQ(expect.p[0], luma);
-    px = interleave(rgb, {2, 1, 0}, 3, 0);
-    ASSERT_EQ(kepOk, kepiBGRToY_JPEG_8u_C3C1R(px.data(), kW * 3, luma.data(), kW, roi));
-    EXPECT_EQ(expect.p[0], luma);
-
-    // YCCK (Adobe): the YCbCr of the complemented C, M, Y, with K copied.
-    Planes cmyk(kW, kH, &rng);
+    Planes rgb(kW, kH, &rng), cmyk(kW, kH, &rng), expect(kW, kH);
     for (int c = 0; c < 3; ++c)
         for (size_t i = 0; i < cmyk.p[c].size(); ++i) cmyk.p[c][i] = static_cast<Kep8u>(255 - rgb.p[c][i]);
-    ASSERT_EQ(kepOk, kepiCMYKToYCCK_JPEG_8u_P4R(cmyk.cptrs(), kW, got.ptrs(), kW, roi));
-    same("CMYK P4");
-    EXPECT_EQ(cmyk.p[3], got.p[3]);
-    got.p[3].assign(got.p[3].size(), 0);
-    px = interleave(cmyk, {0, 1, 2, 3}, 4, 0);
-    ASSERT_EQ(kepOk, kepiCMYKToYCCK_JPEG_8u_C4P4R(px.data(), kW * 4, got.ptrs(), kW, roi));
-    same("CMYK C4");
-    EXPECT_EQ(cmyk.p[3], got.p[3]);
+    const KepiSize roi{kW, kH};
+    const Bytes c3 = interleave(rgb, {0, 1, 2}, 3, 0), bgr3 = interleave(rgb, {2, 1, 0}, 3, 0);
+    const Bytes c4 = interleave(rgb, {0, 1, 2}, 4, 0xEE), bgr4 = interleave(rgb, {2, 1, 0}, 4, 0x11);
+    const Bytes cmyk4 = interleave(cmyk, {0, 1, 2, 3}, 4, 0);
+    ASSERT_EQ(kepOk, kepiRGBToYCbCr_JPEG_8u_C3P3R(c3.data(), kW * 3, expect.ptrs(), kW, roi));
+    struct Form {
+        const char* name;
+        int planes;  // 3: YCbCr, 1: Y alone, 4: YCbCr and K
+        std::function<KepResult(Planes&)> call;
+    };
+    const Form forms[] = {
+        {"RGB P3", 3, [&](Planes& o) { return kepiRGBToYCbCr_JPEG_8u_P3R(rgb.cptrs(), kW, o.ptrs(), kW, roi); }},
+        {"BGR C3", 3, [&](Planes& o) { return kepiBGRToYCbCr_JPEG_8u_C3P3R(bgr3.data(), kW * 3, o.ptrs(), kW, roi); }},
+        {"RGB C4", 3, [&](Planes& o) { return kepiRGBToYCbCr_JPEG_8u_C4P3R(c4.data(), kW * 4, o.ptrs(), kW, roi); }},
+        {"BGR C4", 3, [&](Planes& o) { return kepiBGRToYCbCr_JPEG_8u_C4P3R(bgr4.data(), kW * 4, o.ptrs(), kW, roi); }},
+        {"CMYK P4", 4, [&](Planes& o) { return kepiCMYKToYCCK_JPEG_8u_P4R(cmyk.cptrs(), kW, o.ptrs(), kW, roi); }},
+        {"CMYK C4", 4, [&](Planes& o) { return kepiCMYKToYCCK_JPEG_8u_C4P4R(cmyk4.data(), kW * 4, o.ptrs(), kW, roi); }},
+        {"Y of RGB C3", 1, [&](Planes& o) { return kepiRGBToY_JPEG_8u_C3C1R(c3.data(), kW * 3, o.q[0], kW, roi); }},
+        {"Y of RGB P3", 1, [&](Planes& o) { return kepiRGBToY_JPEG_8u_P3C1R(rgb.cptrs(), kW, o.q[0], kW, roi); }},
+        {"Y of BGR C3", 1, [&](Planes& o) { return kepiBGRToY_JPEG_8u_C3C1R(bgr3.data(), kW * 3, o.q[0], kW, roi); }},
+    };
+    for (const Form& f : forms) {
+        Planes got(kW, kH);
+        ASSERT_EQ(kepOk, f.call(got)) << f.name;
+        for (int c = 0; c < (f.planes == 1 ? 1 : 3); ++c) EXPECT_EQ(expect.p[c], got.p[c]) << f.name << " plane " << c;
+        if (f.planes == 4) {
+            EXPECT_EQ(cmyk.p[3], got.p[3]) << f.name;
+        }
+    }
 }
 
-// Every 16-bit pixel value: each field widened by bit replication (which maps 0 to 0, the field
-// maximum to 255, keeps the field in the top bits and stays within one of x * 255 / max), then
-// converted as 8-bit RGB.
+// Every 16-bit pixel value: each field widened by bit replication, then converted as 8-bit RGB;
+// the first-named channel is in the low bits.
 TEST(ColourLayouts, PackedSourcesWidenFields) {
     auto widen = [](int x, int bits) { return bits == 5 ? (x << 3) | (x >> 2) : (x << 2) | (x >> 4); };
-    for (int bits : {5, 6}) {
-        const int max = (1 << bits) - 1;
-        for (int x = 0; x <= max; ++x) {
-            const int w = widen(x, bits);
-            EXPECT_EQ(x, w >> (8 - bits));
-            EXPECT_NEAR(x * 255.0 / max, w, 1.0);
-        }
-        EXPECT_EQ(255, widen(max, bits));
-    }
     const int n = 65536;
     std::vector<Kep16u> px(n);
     for (int i = 0; i < n; ++i) px[i] = static_cast<Kep16u>(i);
@@ -209,66 +168,62 @@ TEST(ColourLayouts, PackedSourcesWidenFields) {
     }
 }
 
-// The inverse layouts against the RGB C3 conversion of the same planes.
+// The inverse layouts against the RGB C3 conversion of the same planes: channel order, alpha (its
+// low byte), 555/565 truncated fields with the first-named channel low and bit 15 clear, and CMYK
+// as the complement with K copied.
 TEST(ColourLayouts, InverseDestinationsAgree) {
     kepcheck::Rng rng(5);
     Planes ycc(kW, kH, &rng);
     const KepiSize roi{kW, kH};
-    Bytes rgb(kW * kH * 3);
+    const size_t n = static_cast<size_t>(kW) * kH;
+    Bytes rgb(n * 3), px(n * 4);
     ASSERT_EQ(kepOk, kepiYCbCrToRGB_JPEG_8u_P3C3R(ycc.cptrs(), kW, rgb.data(), kW * 3, roi));
-    auto channel = [&](size_t i, int c) { return rgb[3 * i + c]; };
-    const size_t n = rgb.size() / 3;
-
-    Planes planes(kW, kH);
-    ASSERT_EQ(kepOk, kepiYCbCrToRGB_JPEG_8u_P3R(ycc.cptrs(), kW, planes.ptrs(), kW, roi));
-    Bytes px(n * 4);
-    ASSERT_EQ(kepOk, kepiYCbCrToBGR_JPEG_8u_P3C3R(ycc.cptrs(), kW, px.data(), kW * 3, roi));
-    for (size_t i = 0; i < n; ++i)
-        for (int c = 0; c < 3; ++c) {
-            ASSERT_EQ(channel(i, c), planes.p[c][i]);
-            ASSERT_EQ(channel(i, c), px[3 * i + 2 - c]);
-        }
-    ASSERT_EQ(kepOk, kepiYCbCrToRGB_JPEG_8u_P3C4R(ycc.cptrs(), kW, px.data(), kW * 4, roi, 0x1C7));
-    for (size_t i = 0; i < n; ++i) {
-        for (int c = 0; c < 3; ++c) ASSERT_EQ(channel(i, c), px[4 * i + c]);
-        ASSERT_EQ(0xC7, px[4 * i + 3]);
-    }
-    ASSERT_EQ(kepOk, kepiYCbCrToBGR_JPEG_8u_P3C4R(ycc.cptrs(), kW, px.data(), kW * 4, roi, -1));
-    for (size_t i = 0; i < n; ++i) {
-        for (int c = 0; c < 3; ++c) ASSERT_EQ(channel(i, c), px[4 * i + 2 - c]);
-        ASSERT_EQ(0xFF, px[4 * i + 3]);
-    }
-
-    // 555 / 565: truncated fields, the first-named channel in the low bits, bit 15 of 555 clear.
-    using Fn = KepResult (*)(const Kep8u* const*, int, Kep16u*, int, KepiSize);
+    // at(i, c) of each form: where channel c (R, G, B, or -1 for alpha/K) of pixel i is.
     struct Form {
+        const char* name;
+        int bpp, order[4];  // bytes per pixel in px (0: planes), channel of each byte
+        std::function<KepResult()> call;
+    };
+    Planes planes(kW, kH);
+    const Form forms[] = {
+        {"RGB P3", 0, {0, 1, 2, -1}, [&] { return kepiYCbCrToRGB_JPEG_8u_P3R(ycc.cptrs(), kW, planes.ptrs(), kW, roi); }},
+        {"BGR C3", 3, {2, 1, 0, -1}, [&] { return kepiYCbCrToBGR_JPEG_8u_P3C3R(ycc.cptrs(), kW, px.data(), kW * 3, roi); }},
+        {"RGBA", 4, {0, 1, 2, 0xC7}, [&] { return kepiYCbCrToRGB_JPEG_8u_P3C4R(ycc.cptrs(), kW, px.data(), kW * 4, roi, 0x1C7); }},
+        {"BGRA", 4, {2, 1, 0, 0xFF}, [&] { return kepiYCbCrToBGR_JPEG_8u_P3C4R(ycc.cptrs(), kW, px.data(), kW * 4, roi, -1); }},
+    };
+    for (const Form& f : forms) {
+        ASSERT_EQ(kepOk, f.call()) << f.name;
+        for (size_t i = 0; i < n; ++i)
+            for (int b = 0; b < (f.bpp ? f.bpp : 3); ++b) {
+                const int got = f.bpp ? px[f.bpp * i + b] : planes.p[b][i];
+                ASSERT_EQ(f.order[b] > 2 ? f.order[b] : rgb[3 * i + f.order[b]], got) << f.name << " pixel " << i << " byte " << b;
+            }
+    }
+    using Fn = KepResult (*)(const Kep8u* const*, int, Kep16u*, int, KepiSize);
+    struct Packed {
         Fn fn;
         bool six, rgbOrder;
     };
     std::vector<Kep16u> packed(n);
-    for (const Form f : {Form{kepiYCbCrToRGB555_JPEG_8u16u_P3C3R, false, true}, Form{kepiYCbCrToRGB565_JPEG_8u16u_P3C3R, true, true},
-                         Form{kepiYCbCrToBGR555_JPEG_8u16u_P3C3R, false, false}, Form{kepiYCbCrToBGR565_JPEG_8u16u_P3C3R, true, false}}) {
+    for (const Packed f : {Packed{kepiYCbCrToRGB555_JPEG_8u16u_P3C3R, false, true}, Packed{kepiYCbCrToRGB565_JPEG_8u16u_P3C3R, true, true},
+                           Packed{kepiYCbCrToBGR555_JPEG_8u16u_P3C3R, false, false}, Packed{kepiYCbCrToBGR565_JPEG_8u16u_P3C3R, true, false}}) {
         ASSERT_EQ(kepOk, f.fn(ycc.cptrs(), kW, packed.data(), kW * 2, roi));
         for (size_t i = 0; i < n; ++i) {
             const int v = packed[i], lo = f.rgbOrder ? 0 : 2, hi = 2 - lo;
-            ASSERT_EQ(channel(i, lo) >> 3, v & 31);
-            ASSERT_EQ(channel(i, 1) >> (f.six ? 2 : 3), (v >> 5) & (f.six ? 63 : 31));
-            ASSERT_EQ(channel(i, hi) >> 3, v >> (f.six ? 11 : 10));
+            ASSERT_EQ(rgb[3 * i + lo] >> 3, v & 31);
+            ASSERT_EQ(rgb[3 * i + 1] >> (f.six ? 2 : 3), (v >> 5) & (f.six ? 63 : 31));
+            ASSERT_EQ(rgb[3 * i + hi] >> 3, v >> (f.six ? 11 : 10));
         }
     }
-
-    // YCCK to CMYK: complemented RGB, K copied from the fourth plane.
     Planes cmyk(kW, kH);
     ASSERT_EQ(kepOk, kepiYCCKToCMYK_JPEG_8u_P4R(ycc.cptrs(), kW, cmyk.ptrs(), kW, roi));
     ASSERT_EQ(kepOk, kepiYCCKToCMYK_JPEG_8u_P4C4R(ycc.cptrs(), kW, px.data(), kW * 4, roi));
-    for (size_t i = 0; i < n; ++i) {
-        for (int c = 0; c < 3; ++c) {
-            ASSERT_EQ(255 - channel(i, c), cmyk.p[c][i]);
-            ASSERT_EQ(255 - channel(i, c), px[4 * i + c]);
+    for (size_t i = 0; i < n; ++i)
+        for (int c = 0; c < 4; ++c) {
+            const int want = c < 3 ? 255 - rgb[3 * i + c] : ycc.p[3][i];
+            ASSERT_EQ(want, cmyk.p[c][i]);
+            ASSERT_EQ(want, px[4 * i + c]);
         }
-        ASSERT_EQ(ycc.p[3][i], cmyk.p[3][i]);
-        ASSERT_EQ(ycc.p[3][i], px[4 * i + 3]);
-    }
 }
 
 // ---- Subsampled forms ------------------------------------------------------------------------------

@@ -92,7 +92,6 @@ Plane<T> independentForward(Plane<T> p) {
     return p;
 }
 
-KepiSize roiOf(int w, int h) { return KepiSize{w, h}; }
 template <typename T>
 using RoiFn = KepResult (*)(T*, Kep32u, KepiSize);
 
@@ -109,9 +108,9 @@ void forwardAndBack(RoiFn<T> fwd, RoiFn<T> inv, int64_t limit) {
         for (uint8_t& b : p.bytes) b = static_cast<uint8_t>(rng.next());
         p.fill([&](int, int) { return n % 2 ? (rng.chance(50) ? limit : -limit - 1) : rng.range(-limit - 1, limit); });
         const Plane<T> original = p, want = independentForward(p);
-        ASSERT_EQ(kepOk, fwd(p.data(), p.step, roiOf(w, h)));
+        ASSERT_EQ(kepOk, fwd(p.data(), p.step, KepiSize{w, h}));
         ASSERT_EQ(want.bytes, p.bytes) << "forward, case " << n << " (" << w << "x" << h << ")";
-        ASSERT_EQ(kepOk, inv(p.data(), p.step, roiOf(w, h)));
+        ASSERT_EQ(kepOk, inv(p.data(), p.step, KepiSize{w, h}));
         ASSERT_EQ(original.bytes, p.bytes) << "inverse, case " << n << " (" << w << "x" << h << ")";
     }
 }
@@ -121,22 +120,21 @@ TEST(PctInteger, ForwardMatchesT832AndInverseRestores) {
     forwardAndBack<Kep16s>(kepiPCTFwd_JPEGXR_16s_C1IR, kepiPCTInv_JPEGXR_16s_C1IR, 2047);
 }
 
-template <typename T>
-void constantBlock(T v, RoiFn<T> fwd, RoiFn<T> inv) {
-    Plane<T> p(4, 4, 4 * sizeof(T));
-    p.fill([&](int, int) { return v; });
-    ASSERT_EQ(kepOk, fwd(p.data(), p.step, roiOf(4, 4)));
-    for (int i = 0; i < 16; ++i)
-        EXPECT_EQ(i == 0 ? static_cast<T>(4 * v) : T(0), p.get(i & 3, i >> 2)) << "value " << v << " coefficient " << i;
-    ASSERT_EQ(kepOk, inv(p.data(), p.step, roiOf(4, 4)));
-    for (int i = 0; i < 16; ++i) EXPECT_EQ(v, p.get(i & 3, i >> 2)) << "value " << v << " element " << i;
-}
-
+// A constant block transforms to four times its value at DC and nothing else, and back.
 TEST(PctForward, ConstantBlockGivesFourTimesItsValueAtDc) {
+    auto check = [](auto v, auto fwd, auto inv) {
+        using T = decltype(v);
+        Plane<T> p(4, 4, 4 * sizeof(T));
+        p.fill([&](int, int) { return v; });
+        ASSERT_EQ(kepOk, fwd(p.data(), p.step, KepiSize{4, 4}));
+        for (int i = 0; i < 16; ++i) EXPECT_EQ(i == 0 ? static_cast<T>(4 * v) : T(0), p.get(i & 3, i >> 2)) << v << " coefficient " << i;
+        ASSERT_EQ(kepOk, inv(p.data(), p.step, KepiSize{4, 4}));
+        for (int i = 0; i < 16; ++i) EXPECT_EQ(v, p.get(i & 3, i >> 2)) << "value " << v << " element " << i;
+    };
     for (int v : {10, 0, 1, -1, -7, 255, -2048, 2047}) {
-        constantBlock<Kep16s>(static_cast<Kep16s>(v), kepiPCTFwd_JPEGXR_16s_C1IR, kepiPCTInv_JPEGXR_16s_C1IR);
-        constantBlock<Kep32s>(v * 1000, kepiPCTFwd_JPEGXR_32s_C1IR, kepiPCTInv_JPEGXR_32s_C1IR);
-        constantBlock<Kep32f>(static_cast<Kep32f>(v) + 0.25f, kepiPCTFwd_JPEGXR_32f_C1IR, kepiPCTInv_JPEGXR_32f_C1IR);
+        check(static_cast<Kep16s>(v), kepiPCTFwd_JPEGXR_16s_C1IR, kepiPCTInv_JPEGXR_16s_C1IR);
+        check(static_cast<Kep32s>(v * 1000), kepiPCTFwd_JPEGXR_32s_C1IR, kepiPCTInv_JPEGXR_32s_C1IR);
+        check(static_cast<Kep32f>(v) + 0.25f, kepiPCTFwd_JPEGXR_32f_C1IR, kepiPCTInv_JPEGXR_32f_C1IR);
     }
 }
 
@@ -149,14 +147,14 @@ TEST(PctFloat, FollowsTheIntegerFormsOnSmoothData) {
     auto smooth = [](int x, int y) { return std::lround(1000 + 37.0 * x - 21.0 * y + 40.0 * std::sin(0.3 * x + 0.2 * y)); };
     pi.fill(smooth);
     pf.fill(smooth);
-    ASSERT_EQ(kepOk, kepiPCTFwd_JPEGXR_32s_C1IR(pi.data(), pi.step, roiOf(w, h)));
-    ASSERT_EQ(kepOk, kepiPCTFwd_JPEGXR_32f_C1IR(pf.data(), pf.step, roiOf(w, h)));
+    ASSERT_EQ(kepOk, kepiPCTFwd_JPEGXR_32s_C1IR(pi.data(), pi.step, KepiSize{w, h}));
+    ASSERT_EQ(kepOk, kepiPCTFwd_JPEGXR_32f_C1IR(pf.data(), pf.step, KepiSize{w, h}));
     double worst = 0;
     for (int y = 0; y < h; ++y)
         for (int x = 0; x < w; ++x) worst = std::max(worst, std::fabs(static_cast<double>(pf.get(x, y)) - pi.get(x, y)));
     EXPECT_LE(worst, 3.0) << "forward";  // 1.6 on this plane
     EXPECT_GT(worst, 0.0) << "the float form rounds nothing, so some coefficient must differ";
-    ASSERT_EQ(kepOk, kepiPCTInv_JPEGXR_32f_C1IR(pf.data(), pf.step, roiOf(w, h)));
+    ASSERT_EQ(kepOk, kepiPCTInv_JPEGXR_32f_C1IR(pf.data(), pf.step, KepiSize{w, h}));
     for (int y = 0; y < h; ++y)
         for (int x = 0; x < w; ++x) EXPECT_NEAR(smooth(x, y), pf.get(x, y), 1e-3);
 }
@@ -169,6 +167,7 @@ TEST(PctChecks, RoiFormsCheckInOrderAndWriteNothing) {
     const Case cases[] = {
         {nullptr, 0, {0, 0}, kepErrNullPtr},  // pointer first
         {p.data(), 0, {0, 4}, kepErrSize},    // size before step
+        {p.data(), 0, {4, 0}, kepErrSize},
         {p.data(), 32, {4, -4}, kepErrSize},
         {p.data(), 23, {6, 4}, kepErrStep},   // step below 6 * 4 bytes before the multiple of 4
         {p.data(), 24, {6, 4}, kepErrSize},   // width 6 is not a multiple of 4
@@ -183,10 +182,10 @@ TEST(PctChecks, RoiFormsCheckInOrderAndWriteNothing) {
     EXPECT_EQ(before.bytes, p.bytes);
     // The step is compared with the row length in bytes of the element type.
     Kep16s s[64] = {};
-    EXPECT_EQ(kepErrStep, kepiPCTFwd_JPEGXR_16s_C1IR(s, 15, roiOf(8, 4)));
-    EXPECT_EQ(kepOk, kepiPCTFwd_JPEGXR_16s_C1IR(s, 16, roiOf(8, 4)));
+    EXPECT_EQ(kepErrStep, kepiPCTFwd_JPEGXR_16s_C1IR(s, 15, KepiSize{8, 4}));
+    EXPECT_EQ(kepOk, kepiPCTFwd_JPEGXR_16s_C1IR(s, 16, KepiSize{8, 4}));
     // 2^30 elements of 4 bytes are 2^32 bytes: the comparison must not wrap to 0.
-    EXPECT_EQ(kepErrStep, kepiPCTInv_JPEGXR_32s_C1IR(p.data(), 0xFFFFFFFFu, roiOf(0x40000000, 4)));
+    EXPECT_EQ(kepErrStep, kepiPCTInv_JPEGXR_32s_C1IR(p.data(), 0xFFFFFFFFu, KepiSize{0x40000000, 4}));
 }
 
 TEST(PctChecks, MacroblockFormsNeedTheirMinimumStep) {

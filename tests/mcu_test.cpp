@@ -34,85 +34,78 @@ using Fwd = KepResult (*)(const Kep8u*, int, Kep16s* const*);
 using Inv = KepResult (*)(const Kep16s* const*, Kep8u*, int);
 using Inv565 = KepResult (*)(const Kep16s* const*, Kep16u*, int);
 
+// RGB, BGR and CMYK (YCCK: the YCbCr of the complement, K level-shifted like Y) against the
+// whole-image conversion, level-shifted.
 TEST(McuForward, EqualsWholeImageConversionLevelShifted) {
     kepcheck::Rng rng(21);
     const Fwd rgb[3] = {kepiRGBToYCbCr444LS_MCU_8u16s_C3P3R, kepiRGBToYCbCr422LS_MCU_8u16s_C3P3R, kepiRGBToYCbCr411LS_MCU_8u16s_C3P3R};
     const Fwd bgr[3] = {kepiBGRToYCbCr444LS_MCU_8u16s_C3P3R, kepiBGRToYCbCr422LS_MCU_8u16s_C3P3R, kepiBGRToYCbCr411LS_MCU_8u16s_C3P3R};
+    const Fwd cmyk[3] = {kepiCMYKToYCCK444LS_MCU_8u16s_C4P4R, kepiCMYKToYCCK422LS_MCU_8u16s_C4P4R, kepiCMYKToYCCK411LS_MCU_8u16s_C4P4R};
     for (const Geometry g : kGeometries) {
-        const int step = g.w * 3 + 5;
-        Bytes px(static_cast<size_t>(step) * g.h), swapped(px.size());
+        const int step = g.w * 3 + 5, n = g.w * g.h;
+        Bytes px(static_cast<size_t>(step) * g.h), swapped(px.size()), comp(4 * n);
         rng.fill(px.data(), px.size());
-        for (int r = 0; r < g.h; ++r)
-            for (int i = r * step; i < r * step + g.w * 3; i += 3) {
-                swapped[i] = px[i + 2];
-                swapped[i + 1] = px[i + 1];
-                swapped[i + 2] = px[i];
+        rng.fill(comp.data(), comp.size());
+        for (int i = 0; i < n; ++i) {
+            Kep8u* p = &px[(i / g.w) * step + 3 * (i % g.w)];
+            for (int c = 0; c < 3; ++c) {
+                swapped[&p[c] - px.data() + 2 - 2 * c] = p[c];
+                comp[4 * i + c] = static_cast<Kep8u>(255 - p[c]);
             }
-        Bytes y(g.w * g.h), cb(g.w * g.h), cr(g.w * g.h);
+        }
+        Bytes y(n), cb(n), cr(n);
         Kep8u* planes[3] = {y.data(), cb.data(), cr.data()};
         const KepiSize roi{g.w, g.h};
         const KepResult r = g.sampling == 0 ? kepiRGBToYCbCr_JPEG_8u_C3P3R(px.data(), step, planes, g.w, roi)
                             : g.sampling == 1 ? kepiRGBToYCbCr422_JPEG_8u_C3P3R(px.data(), step, planes, g.w, roi)
                                               : kepiRGBToYCbCr411_JPEG_8u_C3P3R(px.data(), step, planes, g.w, roi);
         ASSERT_EQ(kepOk, r);
-        Blocks b, bb;
+        Blocks b, bb, bc;
         ASSERT_EQ(kepOk, rgb[g.sampling](px.data(), step, b.p));
         ASSERT_EQ(kepOk, bgr[g.sampling](swapped.data(), step, bb.p));
-        EXPECT_EQ(0, std::memcmp(&b.c, &bb.c, sizeof b.c)) << "BGR differs from RGB";
+        ASSERT_EQ(kepOk, cmyk[g.sampling](comp.data(), 4 * g.w, bc.p));
+        EXPECT_EQ(0, std::memcmp(b.c, bb.c, sizeof(Kep16s) * 3 * 256)) << "BGR differs from RGB";
+        EXPECT_EQ(0, std::memcmp(b.c, bc.c, sizeof(Kep16s) * 3 * 256)) << "YCC of YCCK differs from RGB";
         for (int yy = 0; yy < g.h; ++yy)
-            for (int x = 0; x < g.w; ++x) ASSERT_EQ(y[yy * g.w + x] - 128, blockSample(b.c[0], g.w / 8, x, yy)) << g.sampling;
-        for (int yy = 0; yy < 8; ++yy)
-            for (int x = 0; x < 8; ++x) {
-                ASSERT_EQ(cb[yy * g.w + x] - 128, b.c[1][8 * yy + x]) << g.sampling;
-                ASSERT_EQ(cr[yy * g.w + x] - 128, b.c[2][8 * yy + x]) << g.sampling;
+            for (int x = 0; x < g.w; ++x) {
+                ASSERT_EQ(y[yy * g.w + x] - 128, blockSample(b.c[0], g.w / 8, x, yy)) << g.sampling;
+                ASSERT_EQ(comp[4 * (yy * g.w + x) + 3] - 128, blockSample(bc.c[3], g.w / 8, x, yy)) << g.sampling;
             }
+        for (int i = 0; i < 64; ++i) {
+            ASSERT_EQ(cb[(i / 8) * g.w + i % 8] - 128, b.c[1][i]) << g.sampling;
+            ASSERT_EQ(cr[(i / 8) * g.w + i % 8] - 128, b.c[2][i]) << g.sampling;
+        }
     }
 }
 
-// YCCK: the YCbCr of the complement, K level-shifted like Y.
-TEST(McuForward, Ycck) {
-    kepcheck::Rng rng(23);
-    Bytes cmyk(16 * 8 * 4);
-    rng.fill(cmyk.data(), cmyk.size());
-    Bytes rgb(16 * 8 * 3);
-    for (int i = 0; i < 128; ++i)
-        for (int c = 0; c < 3; ++c) rgb[3 * i + c] = static_cast<Kep8u>(255 - cmyk[4 * i + c]);
-    Blocks expect, got;
-    ASSERT_EQ(kepOk, kepiRGBToYCbCr422LS_MCU_8u16s_C3P3R(rgb.data(), 48, expect.p));
-    ASSERT_EQ(kepOk, kepiCMYKToYCCK422LS_MCU_8u16s_C4P4R(cmyk.data(), 64, got.p));
-    EXPECT_EQ(0, std::memcmp(expect.c, got.c, sizeof(Kep16s) * 3 * 256));
-    for (int yy = 0; yy < 8; ++yy)
-        for (int x = 0; x < 16; ++x) ASSERT_EQ(cmyk[4 * (yy * 16 + x) + 3] - 128, blockSample(got.c[3], 2, x, yy));
-}
-
-// Inverse: blocks + 128 clamped, chroma replicated, then the whole-image 4:4:4 conversion.
+// Inverse: blocks + 128 clamped, chroma replicated, then the whole-image 4:4:4 conversion, as
+// 8-bit RGB and as 565.
 TEST(McuInverse, EqualsWholeImageConversionOfReplicatedPlanes) {
     kepcheck::Rng rng(29);
     const Inv rgb[3] = {kepiYCbCr444ToRGBLS_MCU_16s8u_P3C3R, kepiYCbCr422ToRGBLS_MCU_16s8u_P3C3R, kepiYCbCr411ToRGBLS_MCU_16s8u_P3C3R};
+    const Inv565 f565[3] = {kepiYCbCr444ToRGB565LS_MCU_16s16u_P3C3R, kepiYCbCr422ToRGB565LS_MCU_16s16u_P3C3R,
+                            kepiYCbCr411ToRGB565LS_MCU_16s16u_P3C3R};
+    auto sample = [](int v) { return static_cast<Kep8u>(v + 128 < 0 ? 0 : v + 128 > 255 ? 255 : v + 128); };
     for (const Geometry g : kGeometries) {
         Blocks b;
         for (auto& c : b.c)
             for (Kep16s& v : c) v = rng.chance(5) ? rng.value<Kep16s>() : static_cast<Kep16s>(rng.range(-160, 160));
-        Bytes y(g.w * g.h), cb(g.w * g.h), cr(g.w * g.h);
-        auto sample = [](int v) { return static_cast<Kep8u>(v + 128 < 0 ? 0 : v + 128 > 255 ? 255 : v + 128); };
-        for (int yy = 0; yy < g.h; ++yy)
-            for (int x = 0; x < g.w; ++x) {
-                const int cx = g.sampling ? x / 2 : x, cy = g.sampling == 2 ? yy / 2 : yy;
-                y[yy * g.w + x] = sample(blockSample(b.c[0], g.w / 8, x, yy));
-                cb[yy * g.w + x] = sample(b.c[1][8 * cy + cx]);
-                cr[yy * g.w + x] = sample(b.c[2][8 * cy + cx]);
-            }
+        const int n = g.w * g.h;
+        Bytes y(n), cb(n), cr(n), expect(3 * n), got(3 * n);
+        for (int i = 0; i < n; ++i) {
+            const int x = i % g.w, yy = i / g.w, cx = g.sampling ? x / 2 : x, cy = g.sampling == 2 ? yy / 2 : yy;
+            y[i] = sample(blockSample(b.c[0], g.w / 8, x, yy));
+            cb[i] = sample(b.c[1][8 * cy + cx]);
+            cr[i] = sample(b.c[2][8 * cy + cx]);
+        }
         const Kep8u* planes[3] = {y.data(), cb.data(), cr.data()};
-        Bytes expect(g.w * g.h * 3), got(expect.size());
         ASSERT_EQ(kepOk, kepiYCbCrToRGB_JPEG_8u_P3C3R(planes, g.w, expect.data(), g.w * 3, KepiSize{g.w, g.h}));
         ASSERT_EQ(kepOk, rgb[g.sampling](b.cp, got.data(), g.w * 3));
         EXPECT_EQ(expect, got) << "sampling " << g.sampling;
-        // 565 packing of the same pixels.
-        std::vector<Kep16u> packed(g.w * g.h), expect565(g.w * g.h);
-        const Inv565 f[3] = {kepiYCbCr444ToRGB565LS_MCU_16s16u_P3C3R, kepiYCbCr422ToRGB565LS_MCU_16s16u_P3C3R, kepiYCbCr411ToRGB565LS_MCU_16s16u_P3C3R};
-        ASSERT_EQ(kepOk, f[g.sampling](b.cp, packed.data(), g.w * 2));
+        std::vector<Kep16u> packed(n), expect565(n);
+        ASSERT_EQ(kepOk, f565[g.sampling](b.cp, packed.data(), g.w * 2));
         ASSERT_EQ(kepOk, kepiYCbCrToRGB565_JPEG_8u16u_P3C3R(planes, g.w, expect565.data(), g.w * 2, KepiSize{g.w, g.h}));
-        EXPECT_EQ(expect565, packed);
+        EXPECT_EQ(expect565, packed) << "sampling " << g.sampling;
     }
 }
 
@@ -132,10 +125,8 @@ TEST(McuRoundTrips, SamplingAndSplitJoin) {
         for (int x = 0; x < 16; ++x) {
             ASSERT_EQ(px[y * 48 + 3 * x], back[y * 48 + 3 * x]);
             for (int c = 1; c < 3; ++c) {
-                const int x0 = x & ~1, y0 = y & ~1;
-                const int sum = px[y0 * 48 + 3 * x0 + c] + px[y0 * 48 + 3 * x0 + 3 + c] + px[(y0 + 1) * 48 + 3 * x0 + c] +
-                                px[(y0 + 1) * 48 + 3 * x0 + 3 + c];
-                ASSERT_EQ((sum + 3) >> 2, back[y * 48 + 3 * x + c]) << x << "," << y << " channel " << c;
+                const Kep8u* q = &px[(y & ~1) * 48 + 3 * (x & ~1) + c];
+                ASSERT_EQ((q[0] + q[3] + q[48] + q[51] + 3) >> 2, back[y * 48 + 3 * x + c]) << x << "," << y << " channel " << c;
             }
         }
     // Split and join are exact inverses over 16 x 8 pixels of Y0 Cb Y1 Cr.
@@ -156,6 +147,7 @@ TEST(McuArguments, CheckOrder) {
     Kep8u px[16 * 64];
     std::memset(px, 0xA5, sizeof px);
     Kep16s* hole[3] = {b.c[0], nullptr, b.c[2]};
+    Kep16s* four[4] = {b.c[0], b.c[1], b.c[2], nullptr};
     const Kep16s* chole[4] = {b.c[0], b.c[1], b.c[2], nullptr};
     // Forward: pixels and step as a pair, then the block array and its pointers.
     EXPECT_EQ(kepErrNullPtr, kepiRGBToYCbCr411LS_MCU_8u16s_C3P3R(nullptr, 0, nullptr));
@@ -163,17 +155,14 @@ TEST(McuArguments, CheckOrder) {
     EXPECT_EQ(kepErrNullPtr, kepiRGBToYCbCr411LS_MCU_8u16s_C3P3R(px, 48, nullptr));
     EXPECT_EQ(kepErrNullPtr, kepiSampleDown422LS_MCU_8u16s_C3P3R(px, 48, hole));
     EXPECT_EQ(kepErrStep, kepiSplit422LS_MCU_8u16s_C2P3R(px, -32, b.p));
-    Kep16s* four[4] = {b.c[0], b.c[1], b.c[2], nullptr};
     EXPECT_EQ(kepErrNullPtr, kepiCMYKToYCCK444LS_MCU_8u16s_C4P4R(px, 32, four));
     // Inverse: the block array and its pointers, then the pixels and their step.
     EXPECT_EQ(kepErrNullPtr, kepiYCbCr422ToBGRLS_MCU_16s8u_P3C3R(nullptr, px, 0));
     EXPECT_EQ(kepErrNullPtr, kepiYCCKToCMYK411LS_MCU_16s8u_P4C4R(chole, px, 0));
     EXPECT_EQ(kepErrNullPtr, kepiYCbCr411ToBGR555LS_MCU_16s16u_P3C3R(b.cp, nullptr, 0));
     EXPECT_EQ(kepErrStep, kepiJoin422LS_MCU_16s8u_P3C2R(b.cp, px, 0));
-    for (Inv f : {kepiSampleUp422LS_MCU_16s8u_P3C3R}) {
-        EXPECT_EQ(kepErrNullPtr, f(chole + 1, px, 48));
-        EXPECT_EQ(kepErrStep, f(b.cp, px, -48));
-    }
+    EXPECT_EQ(kepErrNullPtr, kepiSampleUp422LS_MCU_16s8u_P3C3R(chole + 1, px, 48));
+    EXPECT_EQ(kepErrStep, kepiSampleUp422LS_MCU_16s8u_P3C3R(b.cp, px, -48));
     for (auto& c : b.c)
         for (Kep16s v : c) ASSERT_EQ(0x5A5A, v) << "block written on failure";
     for (Kep8u v : px) ASSERT_EQ(0xA5, v) << "pixels written on failure";

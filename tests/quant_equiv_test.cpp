@@ -65,50 +65,32 @@ Variant<QuantCase> exported(std::string name, Export e, bool oddBlock, bool oddT
             }};
 }
 
-std::vector<Variant<QuantCase>> mainPathVariants(Kernel ref, Kernel simdA, Kernel simdU, const Export (&tbl)[2], Export stub) {
-    return {
-        kernel("c", ref, 0, 0),
-        kernel("ssse3 aligned", simdA, 0, 0),
-        kernel("ssse3 unaligned 2/6", simdU, 2, 6),
-        kernel("ssse3 unaligned 14/0", simdU, 14, 0),
-        exported("slot 0", kepcheck::slot(tbl, 0), false, false),
-        exported("slot 1", kepcheck::slot(tbl, 1), false, false),
-        exported("stub", stub, false, false),
-    };
-}
-
-std::vector<Variant<QuantCase>> oddPathVariants(Kernel odd, const Export (&tbl)[2]) {
-    return {
-        kernel("c fallback", odd, 0, 0),
-        exported("slot 0 odd block", kepcheck::slot(tbl, 0), true, false),
-        exported("slot 1 odd block", kepcheck::slot(tbl, 1), true, false),
-        exported("slot 0 odd table", kepcheck::slot(tbl, 0), false, true),
-        exported("slot 1 odd both", kepcheck::slot(tbl, 1), true, true),
-    };
-}
-
 const int kCases = kepcheck::iterations(20000);
 
-TEST(QuantEquivalence, ForwardMainPath) {
-    kepcheck::runVariants<QuantCase>("quant fwd", kCases, [](Rng& r, QuantCase& c) { generate(r, c, true); },
-                                     mainPathVariants(ownQuantFwd8x8_c, ownQuantFwd8x8A_ssse3, ownQuantFwd8x8U_ssse3,
-                                                      ownTbl_kepiQuantFwd8x8_JPEG_16s_C1I, kepiQuantFwd8x8_JPEG_16s_C1I));
+// The aligned and unaligned kernels, slots and stub against the reference at even addresses; the
+// odd-address fallback against the slots with the block, the table or both at odd addresses.
+void runDirection(bool forward, Kernel ref, Kernel simdA, Kernel simdU, Kernel odd, const Export (&tbl)[2], Export stub) {
+    auto gen = [forward](Rng& r, QuantCase& c) { generate(r, c, forward); };
+    kepcheck::runVariants<QuantCase>(forward ? "quant fwd" : "quant inv", kCases, gen,
+                                     {kernel("c", ref, 0, 0), kernel("ssse3 aligned", simdA, 0, 0),
+                                      kernel("ssse3 unaligned 2/6", simdU, 2, 6), kernel("ssse3 unaligned 14/0", simdU, 14, 0),
+                                      exported("slot 0", kepcheck::slot(tbl, 0), false, false),
+                                      exported("slot 1", kepcheck::slot(tbl, 1), false, false), exported("stub", stub, false, false)});
+    kepcheck::runVariants<QuantCase>(forward ? "quant fwd odd" : "quant inv odd", kCases, gen,
+                                     {kernel("c fallback", odd, 0, 0), exported("slot 0 odd block", kepcheck::slot(tbl, 0), true, false),
+                                      exported("slot 1 odd block", kepcheck::slot(tbl, 1), true, false),
+                                      exported("slot 0 odd table", kepcheck::slot(tbl, 0), false, true),
+                                      exported("slot 1 odd both", kepcheck::slot(tbl, 1), true, true)});
 }
 
-TEST(QuantEquivalence, ForwardOddAddressFallback) {
-    kepcheck::runVariants<QuantCase>("quant fwd odd", kCases, [](Rng& r, QuantCase& c) { generate(r, c, true); },
-                                     oddPathVariants(ownQuantFwd8x8Odd_c, ownTbl_kepiQuantFwd8x8_JPEG_16s_C1I));
+TEST(QuantEquivalence, Forward) {
+    runDirection(true, ownQuantFwd8x8_c, ownQuantFwd8x8A_ssse3, ownQuantFwd8x8U_ssse3, ownQuantFwd8x8Odd_c,
+                 ownTbl_kepiQuantFwd8x8_JPEG_16s_C1I, kepiQuantFwd8x8_JPEG_16s_C1I);
 }
 
-TEST(QuantEquivalence, InverseMainPath) {
-    kepcheck::runVariants<QuantCase>("quant inv", kCases, [](Rng& r, QuantCase& c) { generate(r, c, false); },
-                                     mainPathVariants(ownQuantInv8x8_c, ownQuantInv8x8A_ssse3, ownQuantInv8x8U_ssse3,
-                                                      ownTbl_kepiQuantInv8x8_JPEG_16s_C1I, kepiQuantInv8x8_JPEG_16s_C1I));
-}
-
-TEST(QuantEquivalence, InverseOddAddressFallback) {
-    kepcheck::runVariants<QuantCase>("quant inv odd", kCases, [](Rng& r, QuantCase& c) { generate(r, c, false); },
-                                     oddPathVariants(ownQuantInv8x8Odd_c, ownTbl_kepiQuantInv8x8_JPEG_16s_C1I));
+TEST(QuantEquivalence, Inverse) {
+    runDirection(false, ownQuantInv8x8_c, ownQuantInv8x8A_ssse3, ownQuantInv8x8U_ssse3, ownQuantInv8x8Odd_c,
+                 ownTbl_kepiQuantInv8x8_JPEG_16s_C1I, kepiQuantInv8x8_JPEG_16s_C1I);
 }
 
 // The table builders have one implementation, but both slots must still agree, including the
