@@ -202,6 +202,62 @@ private:
         return std::min<int>(intervals, int(begins.size()));
     }
 
+    struct ScanGeometry {
+        int mcusX, intervals, present;
+        long total, ri;
+    };
+
+    // MCUs and restart intervals of a DCT scan: one block per MCU in a single-component scan
+    // (T.81 A.2.2); begins/ends receive the intervals' bytes.
+    ScanGeometry scanGeometry(const JpegInfo& fi, const ScanInfo& s, std::vector<std::size_t>& begins,
+                              std::vector<std::size_t>& ends) {
+        ScanGeometry g;
+        int mcusY = fi.mcusY;
+        g.mcusX = fi.mcusX;
+        if (s.ns == 1) {
+            const Component& c = fi.comps[s.comp[0]];
+            g.mcusX = ceilDiv(c.width, 8);
+            mcusY = ceilDiv(c.height, 8);
+        }
+        g.total = long(g.mcusX) * mcusY;
+        g.ri = s.restartInterval > 0 ? s.restartInterval : g.total;
+        g.intervals = int((g.total + g.ri - 1) / g.ri);
+        g.present = splitIntervals(s, g.intervals, begins, ends);
+        return g;
+    }
+
+    // Calls f(ci, m, bx, by) for every block of MCUs m0..m1-1 of a scan in coding order (one
+    // block per MCU in a single-component scan, T.81 A.2.2) and done(m) after each MCU; stops
+    // when f returns false.
+    template <class F, class D>
+    static void forScanBlocks(const JpegInfo& fi, const ScanInfo& s, int mcusX, long m0, long m1, F&& f, D&& done) {
+        for (long m = m0; m < m1; ++m) {
+            const int mx = int(m % mcusX), my = int(m / mcusX);
+            for (int ci = 0; ci < s.ns; ++ci) {
+                const Component& c = fi.comps[s.comp[ci]];
+                const int bh = s.ns == 1 ? 1 : c.h, bv = s.ns == 1 ? 1 : c.v;
+                for (int v = 0; v < bv; ++v)
+                    for (int h = 0; h < bh; ++h)
+                        if (!f(ci, m, long(mx) * bh + h, long(my) * bv + v)) return;
+            }
+            done(m);
+        }
+    }
+
+    // The reader of one restart interval: its bytes plus the marker that ends it (so that the
+    // reader stops there), a fresh decoder state, the position and the marker seen.
+    struct IntervalReader {
+        alignas(64) unsigned char stateBuf[KEPI_DECODE_HUFFMAN_STATE_SIZE];
+        KepiDecodeHuffmanState* state;
+        const std::uint8_t* src;
+        int len, pos = 0, marker = 0;
+        IntervalReader(const std::uint8_t* d, std::size_t n, std::size_t begin, std::size_t end)
+            : state(reinterpret_cast<KepiDecodeHuffmanState*>(stateBuf)), src(d + begin),
+              len(int(std::min(end + 2, n) - begin)) {
+            kepiDecodeHuffmanStateInit_JPEG_8u(state);
+        }
+    };
+
     static std::string entropyError(long mcu, KepResult r) {
         return fmt("corrupt entropy-coded data at MCU %ld (", mcu) +
                (r == kepErrStreamEnd        ? "data ended"
@@ -227,56 +283,33 @@ private:
                                                dcScan ? s.td[k] : s.ta[k]));
             if (kepiDecodeHuffmanSpecInit_JPEG_8u(h.bits, h.vals, specs[k].get()) != kepOk) return fail("invalid Huffman table");
         }
-        int mcusX = fi.mcusX, mcusY = fi.mcusY;
-        if (s.ns == 1) {
-            const Component& c = fi.comps[s.comp[0]];
-            mcusX = ceilDiv(c.width, 8);
-            mcusY = ceilDiv(c.height, 8);
-        }
-        const long total = long(mcusX) * mcusY;
-        const long ri = s.restartInterval > 0 ? s.restartInterval : total;
-        const int intervals = int((total + ri - 1) / ri);
         std::vector<std::size_t> begins, ends;
-        const int present = splitIntervals(s, intervals, begins, ends);
+        const ScanGeometry geo = scanGeometry(fi, s, begins, ends);
+        const int mcusX = geo.mcusX, present = geo.present;
+        const long total = geo.total, ri = geo.ri;
         parallelFor(present, opt_.threads, [&](int k) {
-            alignas(64) unsigned char stateBuf[KEPI_DECODE_HUFFMAN_STATE_SIZE];
-            auto* state = reinterpret_cast<KepiDecodeHuffmanState*>(stateBuf);
-            kepiDecodeHuffmanStateInit_JPEG_8u(state);
-            const std::uint8_t* src = d_ + begins[k];
-            const int len = int(std::min(ends[k] + 2, n_) - begins[k]);
-            int pos = 0, marker = 0;
+            IntervalReader rd(d_, n_, begins[k], ends[k]);
             Kep16s lastDC[4] = {0, 0, 0, 0};
             const long m0 = k * ri, m1 = std::min(total, m0 + ri);
-            for (long m = m0; m < m1; ++m) {
-                const int mx = int(m % mcusX), my = int(m / mcusX);
-                for (int ci = 0; ci < s.ns; ++ci) {
-                    const Component& c = fi.comps[s.comp[ci]];
-                    const int bh = s.ns == 1 ? 1 : c.h, bv = s.ns == 1 ? 1 : c.v;
-                    for (int v = 0; v < bv; ++v)
-                        for (int h = 0; h < bh; ++h) {
-                            const long bx = long(mx) * bh + h, by = long(my) * bv + v;
-                            Kep16s* blk = &coefs_[s.comp[ci]][(by * c.blocksW + bx) * 64];
-                            KepResult r;
-                            if (len < 1)
-                                r = kepErrStreamEnd;
-                            else if (dcScan && s.ah == 0)
-                                r = kepiDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(src, len, &pos, blk, &lastDC[ci], &marker, s.al,
-                                                                               specs[ci].get(), state);
-                            else if (dcScan)
-                                r = kepiDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(src, len, &pos, blk, &marker, s.al, state);
-                            else if (s.ah == 0)
-                                r = kepiDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1(src, len, &pos, blk, &marker, s.ss, s.se, s.al,
-                                                                               specs[ci].get(), state);
-                            else
-                                r = kepiDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1(src, len, &pos, blk, &marker, s.ss, s.se, s.al,
-                                                                                specs[ci].get(), state);
-                            if (r != kepOk) {
-                                errors_.set(entropyError(m, r));
-                                return;
-                            }
-                        }
-                }
-            }
+            forScanBlocks(fi, s, mcusX, m0, m1, [&](int ci, long m, long bx, long by) {
+                Kep16s* blk = &coefs_[s.comp[ci]][(by * fi.comps[s.comp[ci]].blocksW + bx) * 64];
+                KepResult r;
+                if (rd.len < 1)
+                    r = kepErrStreamEnd;
+                else if (dcScan && s.ah == 0)
+                    r = kepiDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(rd.src, rd.len, &rd.pos, blk, &lastDC[ci], &rd.marker, s.al,
+                                                                   specs[ci].get(), rd.state);
+                else if (dcScan)
+                    r = kepiDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(rd.src, rd.len, &rd.pos, blk, &rd.marker, s.al, rd.state);
+                else if (s.ah == 0)
+                    r = kepiDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1(rd.src, rd.len, &rd.pos, blk, &rd.marker, s.ss, s.se, s.al,
+                                                                   specs[ci].get(), rd.state);
+                else
+                    r = kepiDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1(rd.src, rd.len, &rd.pos, blk, &rd.marker, s.ss, s.se, s.al,
+                                                                    specs[ci].get(), rd.state);
+                if (r != kepOk) errors_.set(entropyError(m, r));
+                return r == kepOk;
+            }, [](long) {});
         });
         return true;
     }
@@ -319,20 +352,15 @@ private:
         std::vector<std::size_t> begins, ends;
         const int present = splitIntervals(s, intervals, begins, ends);
         parallelFor(present, opt_.threads, [&](int k) {
-            alignas(64) unsigned char stateBuf[KEPI_DECODE_HUFFMAN_STATE_SIZE];
-            auto* state = reinterpret_cast<KepiDecodeHuffmanState*>(stateBuf);
-            kepiDecodeHuffmanStateInit_JPEG_8u(state);
-            const std::uint8_t* src = d_ + begins[k];
-            const int len = int(std::min(ends[k] + 2, n_) - begins[k]);
-            int pos = 0, marker = 0;
+            IntervalReader rd(d_, n_, begins[k], ends[k]);
             std::vector<Kep16s> diff(std::size_t(s.ns) * W), prev(std::size_t(s.ns) * W), cur(std::size_t(s.ns) * W);
             Kep16s* rows[4] = {};
             for (int c = 0; c < s.ns; ++c) rows[c] = &diff[std::size_t(c) * W];
             const long y0 = k * rowsPer, y1 = std::min<long>(H, y0 + rowsPer);
             for (long y = y0; y < y1; ++y) {
-                const KepResult r = len < 1 ? kepErrStreamEnd
-                                            : kepiDecodeHuffmanRow_JPEG_1u16s_C1P4(src, len, &pos, rows, W, s.ns, &marker,
-                                                                                    specPtr, state);
+                const KepResult r = rd.len < 1 ? kepErrStreamEnd
+                                            : kepiDecodeHuffmanRow_JPEG_1u16s_C1P4(rd.src, rd.len, &rd.pos, rows, W, s.ns, &rd.marker,
+                                                                                    specPtr, rd.state);
                 if (r != kepOk) {
                     errors_.set(fmt("corrupt entropy-coded data in row %ld (", y) +
                                 (r == kepErrStreamEnd ? "data ended" : r == kepErrHuffmanData ? "no matching code, or a marker too early" : "decoder error") + ")");
@@ -404,18 +432,10 @@ private:
                 kepiDecodeHuffmanSpecInit_JPEG_8u(ha.bits, ha.vals, ac[s.ta[k]].get()) != kepOk)
                 return fail("invalid Huffman table");
         }
-        // MCU geometry: one block per MCU in a single-component scan (T.81 A.2.2).
-        int mcusX = fi.mcusX, mcusY = fi.mcusY;
-        if (s.ns == 1) {
-            const Component& c = fi.comps[s.comp[0]];
-            mcusX = ceilDiv(c.width, 8);
-            mcusY = ceilDiv(c.height, 8);
-        }
-        const long total = long(mcusX) * mcusY;
-        const long ri = s.restartInterval > 0 ? s.restartInterval : total;
-        const int intervals = int((total + ri - 1) / ri);
         std::vector<std::size_t> begins, ends;
-        const int present = splitIntervals(s, intervals, begins, ends);
+        const ScanGeometry geo = scanGeometry(fi, s, begins, ends);
+        const int mcusX = geo.mcusX, present = geo.present, intervals = geo.intervals;
+        const long total = geo.total, ri = geo.ri;
 
         std::atomic<long> done{0};
         std::mutex progressLock;
@@ -433,40 +453,33 @@ private:
             int pos = 0, marker = 0;
             Kep16s lastDC[4] = {0, 0, 0, 0};
             const long m0 = k * ri, m1 = std::min(total, m0 + ri);
-            for (long m = m0; m < m1; ++m) {
-                const int mx = int(m % mcusX), my = int(m / mcusX);
-                for (int ci = 0; ci < s.ns; ++ci) {
-                    const Component& c = fi.comps[s.comp[ci]];
-                    const int bh = s.ns == 1 ? 1 : c.h, bv = s.ns == 1 ? 1 : c.v;
-                    for (int v = 0; v < bv; ++v)
-                        for (int h = 0; h < bh; ++h) {
-                            const long bx = long(mx) * bh + h, by = long(my) * bv + v;
-                            Kep16s* blk = direct ? local : &coefs_[s.comp[ci]][(by * c.blocksW + bx) * 64];
-                            if (!ok) {
-                                if (!direct) continue;
-                                std::memset(local, 0, sizeof local);
-                                inverseTransform(s.comp[ci], bx, by, local);
-                                continue;
-                            }
-                            const KepResult r = kepiDecodeHuffman8x8_JPEG_1u16s_C1(src, len, &pos, blk, &lastDC[ci], &marker,
-                                                                                   dc[s.td[ci]].get(), ac[s.ta[ci]].get(), state);
-                            if (r == kepOk) {
-                                if (direct) inverseTransform(s.comp[ci], bx, by, blk);
-                            } else {
-                                errors_.set(entropyError(m, r));
-                                // This block and the rest of the interval are left flat.
-                                ok = false;
-                                std::memset(blk, 0, 64 * sizeof(Kep16s));
-                                if (direct) inverseTransform(s.comp[ci], bx, by, blk);
-                            }
-                        }
+            forScanBlocks(fi, s, mcusX, m0, m1, [&](int ci, long m, long bx, long by) {
+                Kep16s* blk = direct ? local : &coefs_[s.comp[ci]][(by * fi.comps[s.comp[ci]].blocksW + bx) * 64];
+                if (!ok) {
+                    if (!direct) return true;
+                    std::memset(local, 0, sizeof local);
+                    inverseTransform(s.comp[ci], bx, by, local);
+                    return true;
                 }
+                const KepResult r = kepiDecodeHuffman8x8_JPEG_1u16s_C1(src, len, &pos, blk, &lastDC[ci], &marker,
+                                                                       dc[s.td[ci]].get(), ac[s.ta[ci]].get(), state);
+                if (r == kepOk) {
+                    if (direct) inverseTransform(s.comp[ci], bx, by, blk);
+                } else {
+                    errors_.set(entropyError(m, r));
+                    // This block and the rest of the interval are left flat.
+                    ok = false;
+                    std::memset(blk, 0, 64 * sizeof(Kep16s));
+                    if (direct) inverseTransform(s.comp[ci], bx, by, blk);
+                }
+                return true;
+            }, [&](long m) {
                 if (opt_.progress && (m & 1023) == 1023) {
                     const long dn = done += 1024;
                     std::lock_guard<std::mutex> g(progressLock);
                     opt_.progress(0.8 * double(dn) / double(total));
                 }
-            }
+            });
         });
         return true;
     }
