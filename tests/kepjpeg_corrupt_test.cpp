@@ -9,6 +9,7 @@
 #include <memory>
 
 #include "codec.h"
+#include "kepjpeg_peer.h"
 
 namespace {
 
@@ -88,6 +89,38 @@ TEST(KepjpegCorrupt, DamagedEntropyDataNeverCrashesAndSparesOtherIntervals) {
         }
     }
     EXPECT_GT(failures, 5);   // most damage decodes silently, as in any JPEG decoder
+}
+
+// Progressive files (made by the peer, ten scans with successive approximation and restart
+// intervals): cut anywhere or damaged anywhere, the decoder keeps the frame's image, reports an
+// error and stays inside its buffers.
+TEST(KepjpegCorrupt, DamagedProgressiveFilesDecodeWhatIsThere) {
+    kepjpeg_peer::EncodeSettings s;
+    s.customScript = true;
+    s.restartInterval = 2;
+    std::vector<std::uint8_t> jpg;
+    ASSERT_TRUE(kepjpeg_peer::encode(kepjpeg::makeTestImage(48, 40, 5), s, jpg));
+    const std::size_t data = scanStart(jpg);
+    Image clean, img;
+    std::string err;
+    ASSERT_TRUE(decodeCopy(jpg, clean, err)) << err;
+    for (std::size_t len = data; len + 2 < jpg.size(); len += 1 + len / 23) {
+        std::vector<std::uint8_t> cut(jpg.begin(), jpg.begin() + long(len));
+        EXPECT_FALSE(decodeCopy(cut, img, err, 2)) << "length " << len;
+        EXPECT_FALSE(err.empty());
+        EXPECT_EQ(img.samples(), clean.samples()) << "length " << len << ": " << err;
+    }
+    std::uint32_t rng = 5;
+    for (int trial = 0; trial < 300; ++trial) {
+        std::vector<std::uint8_t> bad = jpg;
+        for (int k = 0; k < 1 + trial % 3; ++k) {
+            rng = rng * 1664525u + 1013904223u;
+            bad[data + (rng >> 8) % (jpg.size() - data - 2)] ^= std::uint8_t(1 + (rng & 0xFF) % 255);
+        }
+        if (!decodeCopy(bad, img, err, 1 + trial % 2)) {
+            EXPECT_FALSE(err.empty());
+        }
+    }
 }
 
 // A baseline file assembled segment by segment, to break one thing at a time.

@@ -62,6 +62,11 @@ std::vector<OurMode> ourModes() {
     r->restartRows = 1, r->threads = 2, r->optimize = true;
     add("cmyk_ycck_444", 35, 29, 4, 85, Sampling::s444);
     add("cmyk_ycck_420", 35, 29, 4, 85, Sampling::s420)->restartInterval = 2;
+    add("420_progressive", 83, 59, 3, 85, Sampling::s420)->progressive = true;
+    add("gray_progressive_q100", 45, 67, 1, 100, Sampling::s444)->progressive = true;
+    r = add("422_progressive_restart_threads", 90, 70, 3, 80, Sampling::s422);
+    r->progressive = true, r->restartInterval = 3, r->threads = 2;
+    add("cmyk_progressive_420", 35, 29, 4, 90, Sampling::s420)->progressive = true;
     return m;
 }
 
@@ -122,6 +127,18 @@ std::vector<PeerMode> peerModes() {
     add("ycck_444", 41, 39, 4, 85, 1, 1)->cmyk = true;
     add("ycck_420", 41, 39, 4, 85, 2, 2)->cmyk = true;
     add("rgb_as_gray", 41, 39, 3, 85, 1, 1)->gray = true;
+    // Progressive files (SOF2): the peer's standard progression, with and without restart
+    // intervals (end-of-band runs cut at every interval), and a script with successive
+    // approximation of DC and AC at several point transforms.
+    add("420_progressive", 97, 63, 3, 85, 2, 2)->progressive = true;
+    add("gray_progressive_q98", 71, 53, 1, 98, 1, 1)->progressive = true;
+    auto* p = add("422_progressive_restart", 77, 35, 3, 75, 2, 1);
+    p->progressive = true, p->restartInterval = 3;
+    add("ycck_progressive", 41, 39, 4, 85, 2, 2)->cmyk = true, m.back().s.progressive = true;
+    add("420_custom_script", 97, 63, 3, 90, 2, 2)->customScript = true;
+    p = add("444_custom_script_restart", 64, 48, 3, 95, 1, 1);
+    p->customScript = true, p->restartInterval = 2;
+    add("gray_custom_script", 33, 65, 1, 70, 1, 1)->customScript = true;
     return m;
 }
 

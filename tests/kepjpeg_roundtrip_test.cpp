@@ -50,13 +50,17 @@ TEST(KepjpegRoundTrip, EveryModeDecodesToTheCodedCoefficientsAndCloseToTheSource
         bool optimize;
         int restart;
         double minPsnr;
+        bool progressive;
     } cases[] = {
-        {95, Sampling::s444, false, 0, 36}, {85, Sampling::s422, false, 0, 27}, {85, Sampling::s420, true, 0, 26},
-        {50, Sampling::s420, false, 7, 24}, {100, Sampling::s444, true, 1, 45},
+        {95, Sampling::s444, false, 0, 36, false}, {85, Sampling::s422, false, 0, 27, false},
+        {85, Sampling::s420, true, 0, 26, false},  {50, Sampling::s420, false, 7, 24, false},
+        {100, Sampling::s444, true, 1, 45, false}, {90, Sampling::s420, false, 0, 28, true},
+        {100, Sampling::s444, false, 5, 45, true},
     };
     for (const Case& c : cases) {
         kepjpeg::EncodeOptions opt;
         opt.quality = c.quality, opt.sampling = c.s, opt.optimize = c.optimize, opt.restartInterval = c.restart;
+        opt.progressive = c.progressive;
         std::vector<std::vector<std::int16_t>> coded, decoded;
         const auto jpg = encodeOrFail(rgb, opt, &coded);
         const Image back = decodeOrFail(jpg, 1, &decoded);
@@ -138,30 +142,24 @@ TEST(KepjpegRoundTrip, InfoDescribesFrameTablesAndScans) {
     EXPECT_NE(text.find("DHT AC table 1"), std::string::npos) << text;
 }
 
-TEST(KepjpegRoundTrip, ProgressiveAndLosslessAreRefusedClearly) {
-    const Image rgb = kepjpeg::makeTestImage(40, 30);
+TEST(KepjpegRoundTrip, ProgressiveFilesAreIndependentOfThreadsAndTwelveBitRefused) {
+    const Image rgb = kepjpeg::makeTestImage(120, 88, 4);
     kepjpeg::EncodeOptions opt;
-    std::vector<std::uint8_t> jpg;
-    std::string err;
-    opt.progressive = true;
-    EXPECT_FALSE(kepjpeg::encode(rgb, opt, jpg, err));
-    EXPECT_NE(err.find("progressive"), std::string::npos) << err;
-    opt.progressive = false, opt.lossless = true;
-    EXPECT_FALSE(kepjpeg::encode(rgb, opt, jpg, err));
-    EXPECT_NE(err.find("lossless"), std::string::npos) << err;
-
-    // A progressive file from the peer: described by info, refused by the decoder.
-    kepjpeg_peer::EncodeSettings s;
-    s.progressive = true;
-    ASSERT_TRUE(kepjpeg_peer::encode(rgb, s, jpg));
+    opt.progressive = true, opt.restartRows = 2;
+    const auto one = encodeOrFail(rgb, opt);
+    opt.threads = 3;
+    EXPECT_EQ(encodeOrFail(rgb, opt), one);
+    EXPECT_EQ(decodeOrFail(one, 3).px8, decodeOrFail(one, 1).px8);
     kepjpeg::JpegInfo info;
-    ASSERT_TRUE(kepjpeg::parse(jpg.data(), jpg.size(), info, err)) << err;
+    std::string err;
+    ASSERT_TRUE(kepjpeg::parse(one.data(), one.size(), info, err)) << err;
     EXPECT_TRUE(info.progressive());
-    EXPECT_GT(info.scans.size(), 4u);
-    Image img;
-    EXPECT_FALSE(kepjpeg::decode(jpg.data(), jpg.size(), kepjpeg::DecodeOptions(), img, err));
-    EXPECT_NE(err.find("progressive"), std::string::npos) << err;
-    EXPECT_EQ(img.samples(), 0u);
+    EXPECT_EQ(info.scans.size(), 14u);   // 2 + 4 per component
+
+    std::vector<std::uint8_t> jpg;
+    opt.threads = 1;
+    EXPECT_FALSE(kepjpeg::encode(gray12(16, 16), opt, jpg, err));
+    EXPECT_NE(err.find("8-bit"), std::string::npos) << err;
 }
 
 TEST(KepjpegImageFiles, PnmPamAndPngKeepTheirSamples) {
@@ -219,9 +217,16 @@ TEST(KepjpegTool, EncodeDecodeInfoFromTheCommandLine) {
     ASSERT_TRUE(kepjpeg::readImage(out, back, err)) << err;
     EXPECT_GT(kepjpeg::psnr(rgb, back), 30.0);
     EXPECT_EQ(run("info " + jpg), 0);
+    // Lossless at 12 bits from the 8-bit PNG (samples shifted up), back exactly.
+    ASSERT_EQ(run("encode --lossless --predictor 6 --precision 12 --restart-rows 5 " + png + " " + jpg), 0);
+    ASSERT_EQ(run("decode " + jpg + " " + out), 0);
+    ASSERT_TRUE(kepjpeg::readImage(out, back, err)) << err;
+    ASSERT_EQ(back.precision, 12);
+    ASSERT_EQ(back.px16.size(), rgb.px8.size());
+    for (std::size_t i = 0; i < rgb.px8.size(); ++i) ASSERT_EQ(back.px16[i], rgb.px8[i] << 4) << i;
     // Wrong usage and refused modes exit non-zero.
     EXPECT_NE(run("encode --sampling 411 " + png + " " + jpg), 0);
-    EXPECT_NE(run("encode --lossless " + png + " " + jpg), 0);
+    EXPECT_NE(run("encode --lossless --predictor 8 " + png + " " + jpg), 0);
     EXPECT_NE(run("decode " + png + " " + out), 0);
     for (const std::string& f : {png, jpg, out}) std::remove(f.c_str());
 }

@@ -36,7 +36,8 @@ struct EncodeSettings {
     bool gray = false;
     bool cmyk = false;           // CMYK input coded as YCCK (Adobe)
     bool optimize = false;
-    bool progressive = false;
+    bool progressive = false;    // the peer's standard progression
+    bool customScript = false;   // progressive with successive approximation everywhere (see below)
     bool forceBaseline = true;
     int restartInterval = 0;
 };
@@ -74,6 +75,32 @@ inline bool encode(const kepjpeg::Image& img, const EncodeSettings& s, std::vect
     c.optimize_coding = s.optimize ? TRUE : FALSE;
     c.restart_interval = static_cast<unsigned>(s.restartInterval);
     if (s.progressive) jpeg_simple_progression(&c);
+    // DC first at Al 2 and two DC refinements (one per component, then interleaved), AC bands
+    // split at different point transforms and refined down to Al 0, in an unusual order.
+    std::vector<jpeg_scan_info> script;
+    auto scan = [&](int n, int c0, int ss, int se, int ah, int al) {
+        jpeg_scan_info i{};
+        i.comps_in_scan = n;
+        for (int k = 0; k < n; ++k) i.component_index[k] = c0 + k;
+        i.Ss = ss, i.Se = se, i.Ah = ah, i.Al = al;
+        script.push_back(i);
+    };
+    if (s.customScript) {
+        const int nc = c.num_components;
+        scan(nc, 0, 0, 0, 0, 2);
+        scan(1, 0, 1, 5, 0, 2);
+        scan(1, 0, 6, 63, 0, 3);
+        for (int k = 1; k < nc; ++k) scan(1, k, 1, 63, 0, k - 1);
+        scan(1, 0, 0, 0, 2, 1);
+        if (nc > 1) scan(nc - 1, 1, 0, 0, 2, 1);
+        scan(1, 0, 6, 63, 3, 2);
+        scan(nc, 0, 0, 0, 1, 0);
+        scan(1, 0, 1, 63, 2, 1);
+        scan(1, 0, 1, 63, 1, 0);
+        if (nc > 2) scan(1, 2, 1, 63, 1, 0);
+        c.scan_info = script.data();
+        c.num_scans = int(script.size());
+    }
     jpeg_start_compress(&c, TRUE);
     const int stride = img.width * img.channels;
     while (c.next_scanline < c.image_height) {

@@ -20,7 +20,8 @@ struct Image {
     int width = 0;
     int height = 0;
     int channels = 0;   // 1 gray, 3 RGB, 4 CMYK
-    int precision = 8;  // 8, or 12 with px16 holding 0..4095
+    int precision = 8;  // 8 in px8; otherwise px16 holds 0..2^precision-1 (12 for the DCT modes,
+                        // 2..16 for lossless, which also takes 8-bit samples from px16)
     std::vector<std::uint8_t> px8;
     std::vector<std::uint16_t> px16;
     std::size_t samples() const { return std::size_t(width) * height * channels; }
@@ -39,8 +40,10 @@ struct EncodeOptions {
     int restartInterval = 0;     // in MCUs; 0 = none
     int restartRows = 0;         // in MCU rows (overrides restartInterval when > 0)
     int threads = 1;
-    bool progressive = false;    // not available yet
-    bool lossless = false;       // not available yet
+    bool progressive = false;    // SOF2, 8-bit: a fixed progression script, optimal tables per scan
+    bool lossless = false;       // SOF3: samples of the image's precision, no colour transform
+    int predictor = 1;           // lossless predictor 1..7 (T.81 Table H.1)
+    int pointTransform = 0;      // lossless point transform 0..precision-1
     // When set, receives the quantized coefficients of every component (natural order, 64 per
     // block, blocks in raster order over the component's MCU-padded block grid).
     std::vector<std::vector<std::int16_t>>* coefficientsOut = nullptr;
@@ -106,7 +109,7 @@ struct DecodeOptions {
     std::vector<std::vector<std::int16_t>>* coefficientsOut = nullptr;
 };
 
-// Decodes a sequential (baseline or extended) Huffman file. On corrupt or truncated data it
+// Decodes a sequential (baseline or extended), progressive or lossless Huffman file. On corrupt or truncated data it
 // decodes what is there into img (missing blocks stay flat) and returns false with a message.
 // Returns false with img empty when the file cannot be decoded at all.
 bool decode(const std::uint8_t* data, std::size_t size, const DecodeOptions& opt, Image& img, std::string& err);
@@ -123,7 +126,7 @@ bool writeFile(const std::string& path, const std::vector<std::uint8_t>& data, s
 
 // The built-in colour test image: gradients, edges, text-like detail and noise.
 Image makeTestImage(int width, int height, unsigned seed = 1);
-// PSNR over all samples of two images of equal geometry (peak 255 or 4095).
+// PSNR over all samples of two images of equal geometry and precision (peak 2^precision - 1).
 double psnr(const Image& a, const Image& b);
 
 const char* samplingName(Sampling s);

@@ -72,7 +72,9 @@ public:
             return false;
         }
         if (opt_.coefficientsOut) *opt_.coefficientsOut = coefs_;
-        if (!fatal_) {
+        if (!fatal_ && lossless_) {
+            reconstructLossless(info, img);
+        } else if (!fatal_) {
             if (!coefs_.empty()) inverseTransformStored(info);
             reconstruct(info, img);
         }
@@ -90,15 +92,11 @@ private:
     // inverseTransformStored; a lossless frame (SOF3) will decode differences into the sample
     // planes with the lossless primitives and skip the transform. Both then share reconstruct.
     bool startFrame(const JpegInfo& fi, const TableState& t) {
-        if (fi.progressive())
-            return fail("progressive JPEG (SOF2) is not supported yet: the progressive Huffman decoding primitives "
-                        "are not available in this version of libkepjx1");
-        if (fi.lossless())
-            return fail("lossless JPEG (SOF3) is not supported yet: the lossless decoding primitives are not "
-                        "available in this version of libkepjx1");
-        if (fi.sofMarker != 0xC0 && fi.sofMarker != 0xC1)
-            return fail(fmt("frame type SOF%ld is not supported (sequential Huffman only)", fi.sofMarker - 0xC0));
-        if (!(fi.precision == 8 || (fi.precision == 12 && fi.sofMarker == 0xC1)))
+        if (fi.sofMarker == 0xC3) return startLossless(fi);
+        if (fi.sofMarker != 0xC0 && fi.sofMarker != 0xC1 && fi.sofMarker != 0xC2)
+            return fail(fmt("frame type SOF%ld is not supported (sequential, progressive and lossless Huffman only)",
+                            fi.sofMarker - 0xC0));
+        if (!(fi.precision == 8 || (fi.precision == 12 && fi.sofMarker != 0xC0)))
             return fail(fmt("sample precision %ld is not supported in this frame type", fi.precision));
         started_ = true;
         const int nc = int(fi.comps.size());
@@ -173,40 +171,11 @@ private:
         return false;
     }
 
-    bool decodeScan(const JpegInfo& fi, const TableState& t, const ScanInfo& s) {
-        if (!started_ && !startFrame(fi, t)) return false;
-        // A scan with every component is the whole image: its blocks go straight through the
-        // inverse DCT while they are in cache. Otherwise coefficients are kept until the last scan.
-        const bool direct = s.ns == int(fi.comps.size()) && !opt_.coefficientsOut;
-        if (!direct && coefs_.empty()) {
-            coefs_.resize(fi.comps.size());
-            for (std::size_t c = 0; c < fi.comps.size(); ++c)
-                coefs_[c].assign(std::size_t(fi.comps[c].blocksW) * fi.comps[c].blocksH * 64, 0);
-        }
-        if (s.ss != 0 || s.se != 63 || s.ah != 0 || s.al != 0)
-            errors_.set(fmt("sequential scan with Ss %ld, Se %ld, Ah/Al %ld (should be 0, 63, 0)", s.ss, s.se, s.ah * 16 + s.al));
-        // Decoder specs for the tables this scan uses.
-        DecSpec dc[4], ac[4];
-        for (int k = 0; k < s.ns; ++k) {
-            const HuffTable& hd = t.dc[s.td[k]];
-            const HuffTable& ha = t.ac[s.ta[k]];
-            if (!hd.present || !ha.present) return fail(fmt("scan uses an undefined Huffman table (DC %ld, AC %ld)", s.td[k], s.ta[k]));
-            if (kepiDecodeHuffmanSpecInit_JPEG_8u(hd.bits, hd.vals, dc[s.td[k]].get()) != kepOk ||
-                kepiDecodeHuffmanSpecInit_JPEG_8u(ha.bits, ha.vals, ac[s.ta[k]].get()) != kepOk)
-                return fail("invalid Huffman table");
-        }
-        // MCU geometry: one block per MCU in a single-component scan (T.81 A.2.2).
-        int mcusX = fi.mcusX, mcusY = fi.mcusY;
-        if (s.ns == 1) {
-            const Component& c = fi.comps[s.comp[0]];
-            mcusX = ceilDiv(c.width, 8);
-            mcusY = ceilDiv(c.height, 8);
-        }
-        const long total = long(mcusX) * mcusY;
-        const long ri = s.restartInterval > 0 ? s.restartInterval : total;
-        const int intervals = int((total + ri - 1) / ri);
-        // Restart intervals: the bytes between RST markers.
-        std::vector<std::size_t> begins{s.dataBegin}, ends;
+    // Restart intervals of a scan: the bytes between RST markers. Returns how many of the
+    // expected intervals are present; mismatches are reported.
+    int splitIntervals(const ScanInfo& s, int intervals, std::vector<std::size_t>& begins, std::vector<std::size_t>& ends) {
+        begins.assign(1, s.dataBegin);
+        ends.clear();
         for (std::size_t p = s.dataBegin; p + 1 < s.dataEnd;) {
             const void* ff = std::memchr(d_ + p, 0xFF, s.dataEnd - p - 1);
             if (!ff) break;
@@ -230,7 +199,243 @@ private:
             errors_.set(fmt("%ld of %ld restart intervals present (truncated or corrupt data)", long(begins.size()), intervals));
         else if (int(begins.size()) > intervals)
             errors_.set(fmt("%ld restart intervals where %ld were expected", long(begins.size()), intervals));
-        const int present = std::min<int>(intervals, int(begins.size()));
+        return std::min<int>(intervals, int(begins.size()));
+    }
+
+    struct ScanGeometry {
+        int mcusX, intervals, present;
+        long total, ri;
+    };
+
+    // MCUs and restart intervals of a DCT scan: one block per MCU in a single-component scan
+    // (T.81 A.2.2); begins/ends receive the intervals' bytes.
+    ScanGeometry scanGeometry(const JpegInfo& fi, const ScanInfo& s, std::vector<std::size_t>& begins,
+                              std::vector<std::size_t>& ends) {
+        ScanGeometry g;
+        int mcusY = fi.mcusY;
+        g.mcusX = fi.mcusX;
+        if (s.ns == 1) {
+            const Component& c = fi.comps[s.comp[0]];
+            g.mcusX = ceilDiv(c.width, 8);
+            mcusY = ceilDiv(c.height, 8);
+        }
+        g.total = long(g.mcusX) * mcusY;
+        g.ri = s.restartInterval > 0 ? s.restartInterval : g.total;
+        g.intervals = int((g.total + g.ri - 1) / g.ri);
+        g.present = splitIntervals(s, g.intervals, begins, ends);
+        return g;
+    }
+
+    // Calls f(ci, m, bx, by) for every block of MCUs m0..m1-1 of a scan in coding order (one
+    // block per MCU in a single-component scan, T.81 A.2.2) and done(m) after each MCU; stops
+    // when f returns false.
+    template <class F, class D>
+    static void forScanBlocks(const JpegInfo& fi, const ScanInfo& s, int mcusX, long m0, long m1, F&& f, D&& done) {
+        for (long m = m0; m < m1; ++m) {
+            const int mx = int(m % mcusX), my = int(m / mcusX);
+            for (int ci = 0; ci < s.ns; ++ci) {
+                const Component& c = fi.comps[s.comp[ci]];
+                const int bh = s.ns == 1 ? 1 : c.h, bv = s.ns == 1 ? 1 : c.v;
+                for (int v = 0; v < bv; ++v)
+                    for (int h = 0; h < bh; ++h)
+                        if (!f(ci, m, long(mx) * bh + h, long(my) * bv + v)) return;
+            }
+            done(m);
+        }
+    }
+
+    // The reader of one restart interval: its bytes plus the marker that ends it (so that the
+    // reader stops there), a fresh decoder state, the position and the marker seen.
+    struct IntervalReader {
+        alignas(64) unsigned char stateBuf[KEPI_DECODE_HUFFMAN_STATE_SIZE];
+        KepiDecodeHuffmanState* state;
+        const std::uint8_t* src;
+        int len, pos = 0, marker = 0;
+        IntervalReader(const std::uint8_t* d, std::size_t n, std::size_t begin, std::size_t end)
+            : state(reinterpret_cast<KepiDecodeHuffmanState*>(stateBuf)), src(d + begin),
+              len(int(std::min(end + 2, n) - begin)) {
+            kepiDecodeHuffmanStateInit_JPEG_8u(state);
+        }
+    };
+
+    static std::string entropyError(long mcu, KepResult r) {
+        return fmt("corrupt entropy-coded data at MCU %ld (", mcu) +
+               (r == kepErrStreamEnd        ? "data ended"
+                : r == kepErrHuffmanData    ? "no matching code, or a marker too early"
+                : r == kepErrCoeffIndex     ? "coefficient run past the block's end"
+                : r == kepErrSize           ? "data ended"
+                                            : "decoder error") + ")";
+    }
+
+    // One scan of a progressive frame (T.81 G.2): DC first / refinement scans (interleaved or
+    // not) and AC first / refinement scans (one component each) update the stored coefficients.
+    // A failing restart interval keeps what it decoded; later intervals still run.
+    bool decodeProgressiveScan(const JpegInfo& fi, const TableState& t, const ScanInfo& s) {
+        const bool dcScan = s.ss == 0;
+        if ((dcScan && s.se != 0) || (!dcScan && (s.se < s.ss || s.se > 63 || s.ns != 1)) || s.al > 13 ||
+            (s.ah != 0 && s.al != s.ah - 1))
+            return errors_.set(fmt("invalid progressive scan (Ss %ld, Se %ld, Ah/Al %ld)", s.ss, s.se, s.ah * 16 + s.al)), true;
+        DecSpec specs[4];
+        for (int k = 0; k < s.ns; ++k) {
+            if (dcScan && s.ah != 0) break;  // DC refinement bits are not Huffman coded
+            const HuffTable& h = dcScan ? t.dc[s.td[k]] : t.ac[s.ta[k]];
+            if (!h.present) return fail(fmt(dcScan ? "scan uses undefined DC Huffman table %ld" : "scan uses undefined AC Huffman table %ld",
+                                               dcScan ? s.td[k] : s.ta[k]));
+            if (kepiDecodeHuffmanSpecInit_JPEG_8u(h.bits, h.vals, specs[k].get()) != kepOk) return fail("invalid Huffman table");
+        }
+        std::vector<std::size_t> begins, ends;
+        const ScanGeometry geo = scanGeometry(fi, s, begins, ends);
+        const int mcusX = geo.mcusX, present = geo.present;
+        const long total = geo.total, ri = geo.ri;
+        parallelFor(present, opt_.threads, [&](int k) {
+            IntervalReader rd(d_, n_, begins[k], ends[k]);
+            Kep16s lastDC[4] = {0, 0, 0, 0};
+            const long m0 = k * ri, m1 = std::min(total, m0 + ri);
+            forScanBlocks(fi, s, mcusX, m0, m1, [&](int ci, long m, long bx, long by) {
+                Kep16s* blk = &coefs_[s.comp[ci]][(by * fi.comps[s.comp[ci]].blocksW + bx) * 64];
+                KepResult r;
+                if (rd.len < 1)
+                    r = kepErrStreamEnd;
+                else if (dcScan && s.ah == 0)
+                    r = kepiDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(rd.src, rd.len, &rd.pos, blk, &lastDC[ci], &rd.marker, s.al,
+                                                                   specs[ci].get(), rd.state);
+                else if (dcScan)
+                    r = kepiDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(rd.src, rd.len, &rd.pos, blk, &rd.marker, s.al, rd.state);
+                else if (s.ah == 0)
+                    r = kepiDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1(rd.src, rd.len, &rd.pos, blk, &rd.marker, s.ss, s.se, s.al,
+                                                                   specs[ci].get(), rd.state);
+                else
+                    r = kepiDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1(rd.src, rd.len, &rd.pos, blk, &rd.marker, s.ss, s.se, s.al,
+                                                                    specs[ci].get(), rd.state);
+                if (r != kepOk) errors_.set(entropyError(m, r));
+                return r == kepOk;
+            }, [](long) {});
+        });
+        return true;
+    }
+
+    // Lossless frames (T.81 Annex H): full-size components, samples kept in 16-bit planes.
+    bool startLossless(const JpegInfo& fi) {
+        if (fi.precision < 2 || fi.precision > 16) return fail(fmt("lossless sample precision %ld (2 to 16 allowed)", fi.precision));
+        for (const Component& c : fi.comps)
+            if (c.h != 1 || c.v != 1) return fail("lossless files with sub-sampled components are not supported");
+        started_ = true;
+        lossless_ = true;
+        planes_.resize(fi.comps.size());
+        for (Plane& pl : planes_) {
+            pl.stride = fi.width;
+            pl.p16.reset(new std::uint16_t[std::size_t(fi.width) * fi.height]());
+        }
+        return true;
+    }
+
+    // One lossless scan: the differences of a row of every component in the scan, then the
+    // reconstruction from the row above (the first row of an interval from 2^(P-Pt-1)).
+    bool decodeLosslessScan(const JpegInfo& fi, const TableState& t, const ScanInfo& s) {
+        const int W = fi.width, H = fi.height, P = fi.precision, pred = s.ss, Pt = s.al;
+        if (pred < 1 || pred > 7 || Pt >= P)
+            return errors_.set(fmt("invalid lossless scan (predictor %ld, point transform %ld)", pred, Pt)), true;
+        DecSpec specs[4];
+        const KepiDecodeHuffmanSpec* specPtr[4] = {};
+        for (int k = 0; k < s.ns; ++k) {
+            const HuffTable& h = t.dc[s.td[k]];
+            if (!h.present) return fail(fmt("scan uses undefined DC Huffman table %ld", s.td[k]));
+            if (kepiDecodeHuffmanSpecInit_JPEG_8u(h.bits, h.vals, specs[k].get()) != kepOk) return fail("invalid Huffman table");
+            specPtr[k] = specs[k].get();
+        }
+        long rowsPer = H;
+        if (s.restartInterval > 0) {
+            if (s.restartInterval % W) return fail("lossless restart intervals that are not whole rows are not supported");
+            rowsPer = s.restartInterval / W;
+        }
+        const int intervals = int((H + rowsPer - 1) / rowsPer);
+        std::vector<std::size_t> begins, ends;
+        const int present = splitIntervals(s, intervals, begins, ends);
+        parallelFor(present, opt_.threads, [&](int k) {
+            IntervalReader rd(d_, n_, begins[k], ends[k]);
+            std::vector<Kep16s> diff(std::size_t(s.ns) * W), prev(std::size_t(s.ns) * W), cur(std::size_t(s.ns) * W);
+            Kep16s* rows[4] = {};
+            for (int c = 0; c < s.ns; ++c) rows[c] = &diff[std::size_t(c) * W];
+            const long y0 = k * rowsPer, y1 = std::min<long>(H, y0 + rowsPer);
+            for (long y = y0; y < y1; ++y) {
+                const KepResult r = rd.len < 1 ? kepErrStreamEnd
+                                            : kepiDecodeHuffmanRow_JPEG_1u16s_C1P4(rd.src, rd.len, &rd.pos, rows, W, s.ns, &rd.marker,
+                                                                                    specPtr, rd.state);
+                if (r != kepOk) {
+                    errors_.set(fmt("corrupt entropy-coded data in row %ld (", y) +
+                                (r == kepErrStreamEnd ? "data ended" : r == kepErrHuffmanData ? "no matching code, or a marker too early" : "decoder error") + ")");
+                    return;
+                }
+                for (int c = 0; c < s.ns; ++c) {
+                    Kep16s* o = &cur[std::size_t(c) * W];
+                    if (y == y0)
+                        kepiReconstructPredFirstRow_JPEG_16s_C1(rows[c], o, W, P, Pt);
+                    else
+                        kepiReconstructPredRow_JPEG_16s_C1(rows[c], &prev[std::size_t(c) * W], o, W, pred);
+                    // Corrupt differences can leave the sample range: keep P bits.
+                    std::uint16_t* out = &planes_[s.comp[c]].p16[std::size_t(y) * W];
+                    const unsigned mask = (1u << P) - 1;
+                    for (int x = 0; x < W; ++x) out[x] = static_cast<std::uint16_t>((static_cast<std::uint16_t>(o[x]) << Pt) & mask);
+                }
+                cur.swap(prev);
+            }
+        });
+        return true;
+    }
+
+    // Lossless output: the components interleaved as coded (no colour transform), 8-bit samples
+    // in px8, others in px16.
+    void reconstructLossless(const JpegInfo& fi, Image& img) {
+        const int nc = int(fi.comps.size());
+        img.px8.swap(keep8_);
+        img.px16.swap(keep16_);
+        img.width = fi.width, img.height = fi.height, img.precision = fi.precision;
+        img.channels = nc == 2 ? 1 : nc;
+        if (nc == 2) errors_.set("two-component image: only the first component is written");
+        const bool eight = fi.precision == 8;
+        if (eight) {
+            img.px16.clear();
+            img.px8.resize(img.samples());
+        } else {
+            img.px8.clear();
+            img.px16.resize(img.samples());
+        }
+        for (int c = 0; c < img.channels; ++c)
+            for (std::size_t i = 0; i < std::size_t(fi.width) * fi.height; ++i) {
+                const std::uint16_t v = planes_[c].p16[i];
+                if (eight) img.px8[i * img.channels + c] = std::uint8_t(v);
+                else img.px16[i * img.channels + c] = v;
+            }
+    }
+
+    bool decodeScan(const JpegInfo& fi, const TableState& t, const ScanInfo& s) {
+        if (!started_ && !startFrame(fi, t)) return false;
+        if (lossless_) return decodeLosslessScan(fi, t, s);
+        // A scan with every component is the whole image: its blocks go straight through the
+        // inverse DCT while they are in cache. Otherwise coefficients are kept until the last scan.
+        const bool direct = s.ns == int(fi.comps.size()) && !opt_.coefficientsOut && !fi.progressive();
+        if (!direct && coefs_.empty()) {
+            coefs_.resize(fi.comps.size());
+            for (std::size_t c = 0; c < fi.comps.size(); ++c)
+                coefs_[c].assign(std::size_t(fi.comps[c].blocksW) * fi.comps[c].blocksH * 64, 0);
+        }
+        if (fi.progressive()) return decodeProgressiveScan(fi, t, s);
+        if (s.ss != 0 || s.se != 63 || s.ah != 0 || s.al != 0)
+            errors_.set(fmt("sequential scan with Ss %ld, Se %ld, Ah/Al %ld (should be 0, 63, 0)", s.ss, s.se, s.ah * 16 + s.al));
+        // Decoder specs for the tables this scan uses.
+        DecSpec dc[4], ac[4];
+        for (int k = 0; k < s.ns; ++k) {
+            const HuffTable& hd = t.dc[s.td[k]];
+            const HuffTable& ha = t.ac[s.ta[k]];
+            if (!hd.present || !ha.present) return fail(fmt("scan uses an undefined Huffman table (DC %ld, AC %ld)", s.td[k], s.ta[k]));
+            if (kepiDecodeHuffmanSpecInit_JPEG_8u(hd.bits, hd.vals, dc[s.td[k]].get()) != kepOk ||
+                kepiDecodeHuffmanSpecInit_JPEG_8u(ha.bits, ha.vals, ac[s.ta[k]].get()) != kepOk)
+                return fail("invalid Huffman table");
+        }
+        std::vector<std::size_t> begins, ends;
+        const ScanGeometry geo = scanGeometry(fi, s, begins, ends);
+        const int mcusX = geo.mcusX, present = geo.present, intervals = geo.intervals;
+        const long total = geo.total, ri = geo.ri;
 
         std::atomic<long> done{0};
         std::mutex progressLock;
@@ -248,44 +453,33 @@ private:
             int pos = 0, marker = 0;
             Kep16s lastDC[4] = {0, 0, 0, 0};
             const long m0 = k * ri, m1 = std::min(total, m0 + ri);
-            for (long m = m0; m < m1; ++m) {
-                const int mx = int(m % mcusX), my = int(m / mcusX);
-                for (int ci = 0; ci < s.ns; ++ci) {
-                    const Component& c = fi.comps[s.comp[ci]];
-                    const int bh = s.ns == 1 ? 1 : c.h, bv = s.ns == 1 ? 1 : c.v;
-                    for (int v = 0; v < bv; ++v)
-                        for (int h = 0; h < bh; ++h) {
-                            const long bx = long(mx) * bh + h, by = long(my) * bv + v;
-                            Kep16s* blk = direct ? local : &coefs_[s.comp[ci]][(by * c.blocksW + bx) * 64];
-                            if (!ok) {
-                                if (!direct) continue;
-                                std::memset(local, 0, sizeof local);
-                                inverseTransform(s.comp[ci], bx, by, local);
-                                continue;
-                            }
-                            const KepResult r = kepiDecodeHuffman8x8_JPEG_1u16s_C1(src, len, &pos, blk, &lastDC[ci], &marker,
-                                                                                   dc[s.td[ci]].get(), ac[s.ta[ci]].get(), state);
-                            if (r == kepOk) {
-                                if (direct) inverseTransform(s.comp[ci], bx, by, blk);
-                            } else {
-                                errors_.set(fmt("corrupt entropy-coded data at MCU %ld (", m) +
-                                            (r == kepErrStreamEnd    ? "data ended"
-                                                : r == kepErrHuffmanData ? "no matching code, or a marker too early"
-                                                : r == kepErrCoeffIndex  ? "coefficient run past the block's end"
-                                                                         : "decoder error") + ")");
-                                // This block and the rest of the interval are left flat.
-                                ok = false;
-                                std::memset(blk, 0, 64 * sizeof(Kep16s));
-                                if (direct) inverseTransform(s.comp[ci], bx, by, blk);
-                            }
-                        }
+            forScanBlocks(fi, s, mcusX, m0, m1, [&](int ci, long m, long bx, long by) {
+                Kep16s* blk = direct ? local : &coefs_[s.comp[ci]][(by * fi.comps[s.comp[ci]].blocksW + bx) * 64];
+                if (!ok) {
+                    if (!direct) return true;
+                    std::memset(local, 0, sizeof local);
+                    inverseTransform(s.comp[ci], bx, by, local);
+                    return true;
                 }
+                const KepResult r = kepiDecodeHuffman8x8_JPEG_1u16s_C1(src, len, &pos, blk, &lastDC[ci], &marker,
+                                                                       dc[s.td[ci]].get(), ac[s.ta[ci]].get(), state);
+                if (r == kepOk) {
+                    if (direct) inverseTransform(s.comp[ci], bx, by, blk);
+                } else {
+                    errors_.set(entropyError(m, r));
+                    // This block and the rest of the interval are left flat.
+                    ok = false;
+                    std::memset(blk, 0, 64 * sizeof(Kep16s));
+                    if (direct) inverseTransform(s.comp[ci], bx, by, blk);
+                }
+                return true;
+            }, [&](long m) {
                 if (opt_.progress && (m & 1023) == 1023) {
                     const long dn = done += 1024;
                     std::lock_guard<std::mutex> g(progressLock);
                     opt_.progress(0.8 * double(dn) / double(total));
                 }
-            }
+            });
         });
         return true;
     }
@@ -395,6 +589,7 @@ private:
     std::vector<std::uint16_t> keep16_;
     ErrorSlot errors_;
     bool fatal_ = false;
+    bool lossless_ = false;
 };
 
 }  // namespace

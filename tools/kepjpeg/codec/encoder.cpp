@@ -6,7 +6,6 @@
 #include <mutex>
 
 #include "codec.h"
-#include "huffstats.h"
 #include "internal.h"
 #include "kepjx1.h"
 
@@ -61,11 +60,13 @@ public:
     Encoder(const Image& img, const EncodeOptions& opt) : img_(img), opt_(opt) {}
 
     bool run(std::vector<std::uint8_t>& out, std::string& err) {
+        if (opt_.lossless) return runLossless(out, err);
         if (!plan(err) || !prepareTables(err)) return false;
         report(0.05);
-        const bool store = opt_.optimize || p_.precision == 12 || opt_.coefficientsOut;
+        const bool store = opt_.optimize || p_.precision == 12 || opt_.coefficientsOut || opt_.progressive;
         if (store && !transformAll(err)) return false;
         report(0.55);
+        if (opt_.progressive) return runProgressive(out, err);
         if (!buildHuffman(err)) return false;
         std::vector<std::vector<std::uint8_t>> segs(p_.intervals);
         std::vector<std::string> errs(p_.intervals);
@@ -88,12 +89,8 @@ private:
     // (transformAll) coded scan by scan, lossless from the strips' samples without the DCT.
     bool plan(std::string& err) {
         const Image& im = img_;
-        if (opt_.progressive)
-            return err = "progressive encoding is not supported yet: the progressive Huffman coding primitives are "
-                         "not available in this version of libkepjx1", false;
-        if (opt_.lossless)
-            return err = "lossless encoding is not supported yet: the lossless prediction and coding primitives are "
-                         "not available in this version of libkepjx1", false;
+        if (opt_.progressive && im.precision != 8)
+            return err = "progressive coding is available for 8-bit samples only", false;
         if (im.width < 1 || im.height < 1 || im.width > 65535 || im.height > 65535)
             return err = "image size must be 1 to 65535 pixels in each direction", false;
         if (opt_.quality < 1 || opt_.quality > 100) return err = "quality must be 1 to 100", false;
@@ -252,9 +249,9 @@ private:
     bool transformAll(std::string& err) {
         coefs_.assign(p_.nc, {});
         for (int c = 0; c < p_.nc; ++c) coefs_[c].resize(std::size_t(p_.comps[c].blocksW) * p_.comps[c].blocksH * 64);
-        const bool count = opt_.optimize || p_.precision == 12;
+        const bool count = (opt_.optimize || p_.precision == 12) && !opt_.progressive;
         std::vector<std::vector<int>> stats(p_.intervals);
-        std::atomic<bool> failed{false};
+        std::atomic<bool> failed{false}, badStats{false};
         parallelFor(p_.intervals, opt_.threads, [&](int k) {
             std::vector<int>& st = stats[k];
             if (count) st.assign(4 * 257, 0);
@@ -265,10 +262,13 @@ private:
                 Kep16s* blk = stored(c, bx, by);
                 if (transform(strip, c, bx, by, blk) != kepOk) failed = true;
                 const int t = p_.tableOf[c];
-                if (count) countBlockSymbols(blk, lastDC[c], &st[(2 * t) * 257], &st[(2 * t + 1) * 257]);
+                if (count && kepiGetHuffmanStatistics8x8_JPEG_16s_C1(blk, &st[(2 * t) * 257], &st[(2 * t + 1) * 257],
+                                                                     &lastDC[c]) != kepOk)
+                    badStats = true;
             });
         });
         if (failed) return err = "forward DCT failed", false;
+        if (badStats) return err = "a coefficient is too large for Huffman coding", false;
         if (count) {
             stats_.assign(4 * 257, 0);
             for (const auto& st : stats)
@@ -342,12 +342,325 @@ private:
         return "";
     }
 
+    // ---- Progressive coding (T.81 G.1): the stored coefficients coded scan by scan, each scan
+    // with its own optimal Huffman tables from a first pass of the statistics primitives.
+
+    struct Scan {
+        int ns;
+        int comp[4];
+        int ss, se, ah, al;
+    };
+
+    // Spectral selection and successive approximation: DC of all components at Al 1, the low
+    // AC band (1..5) and the rest at Al 2 per component, one AC refinement to Al 1, the DC
+    // refinement, and the last AC refinement to Al 0.
+    std::vector<Scan> progressionScript() const {
+        std::vector<Scan> v;
+        v.push_back({p_.nc, {0, 1, 2, 3}, 0, 0, 0, 1});
+        for (int c = 0; c < p_.nc; ++c) v.push_back({1, {c}, 1, 5, 0, 2});
+        for (int c = 0; c < p_.nc; ++c) v.push_back({1, {c}, 6, 63, 0, 2});
+        for (int c = 0; c < p_.nc; ++c) v.push_back({1, {c}, 1, 63, 2, 1});
+        v.push_back({p_.nc, {0, 1, 2, 3}, 0, 0, 1, 0});
+        for (int c = 0; c < p_.nc; ++c) v.push_back({1, {c}, 1, 63, 1, 0});
+        return v;
+    }
+
+    // MCUs of a scan: a single-component scan has one block per MCU over the component's own
+    // size (T.81 A.2.2); an interleaved scan uses the frame's MCUs.
+    long scanMcusX(const Scan& s) const { return s.ns == 1 ? ceilDiv(p_.comps[s.comp[0]].width, 8) : p_.mcusX; }
+    long scanMcus(const Scan& s) const {
+        return s.ns == 1 ? scanMcusX(s) * ceilDiv(p_.comps[s.comp[0]].height, 8) : p_.totalMcus;
+    }
+
+    // One restart interval of a scan: counts the symbols into stats (2 * 257 per table slot, DC
+    // then AC) when stats is given, otherwise codes them into seg with specs (DC, AC per slot).
+    KepResult progressiveInterval(const Scan& s, long m0, long m1, int* stats, EncSpec* specs,
+                                  std::vector<std::uint8_t>* seg) {
+        alignas(64) unsigned char stateBuf[KEPI_ENCODE_HUFFMAN_STATE_SIZE];
+        auto* state = reinterpret_cast<KepiEncodeHuffmanState*>(stateBuf);
+        kepiEncodeHuffmanStateInit_JPEG_8u(state);
+        Kep16s lastDC[4] = {0, 0, 0, 0};
+        const bool dc = s.ss == 0;
+        const long mcusX = scanMcusX(s);
+        int pos = 0;
+        if (seg) seg->resize(std::size_t(m1 - m0) * 64 + 4096);
+        KepResult r = kepOk;
+        auto block = [&](int ci, long bx, long by) {
+            if (r != kepOk) return;
+            const int c = s.comp[ci], t = p_.tableOf[c];
+            const Kep16s* blk = stored(c, int(bx), int(by));
+            int* st = stats ? stats + 2 * 257 * t : nullptr;
+            if (stats) {
+                if (dc && s.ah == 0)
+                    r = kepiGetHuffmanStatistics8x8_DCFirst_JPEG_16s_C1(blk, st, &lastDC[ci], s.al);
+                else if (!dc && s.ah == 0)
+                    r = kepiGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1(blk, st + 257, s.ss, s.se, s.al, state, 0);
+                else if (!dc)
+                    r = kepiGetHuffmanStatistics8x8_ACRefine_JPEG_16s_C1(blk, st + 257, s.ss, s.se, s.al, state, 0);
+                return;
+            }
+            // Room for any block and a pending end-of-band run with its correction bits.
+            if (seg->size() - pos < 2048) seg->resize(seg->size() * 2);
+            Kep8u* d = seg->data();
+            const int n = int(seg->size());
+            if (dc && s.ah == 0)
+                r = kepiEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1(blk, d, n, &pos, &lastDC[ci], s.al, specs[2 * t].get(), state, 0);
+            else if (dc)
+                r = kepiEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1(blk, d, n, &pos, s.al, state, 0);
+            else if (s.ah == 0)
+                r = kepiEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1(blk, d, n, &pos, s.ss, s.se, s.al, specs[2 * t + 1].get(), state, 0);
+            else
+                r = kepiEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1(blk, d, n, &pos, s.ss, s.se, s.al, specs[2 * t + 1].get(), state, 0);
+        };
+        for (long m = m0; m < m1; ++m) {
+            const long mx = m % mcusX, my = m / mcusX;
+            if (s.ns == 1) {
+                block(0, mx, my);
+                continue;
+            }
+            for (int ci = 0; ci < s.ns; ++ci) {
+                const Component& cp = p_.comps[s.comp[ci]];
+                for (int v = 0; v < cp.v; ++v)
+                    for (int h = 0; h < cp.h; ++h) block(ci, mx * cp.h + h, my * cp.v + v);
+            }
+        }
+        if (r != kepOk) return r;
+        // End of the interval: pending end-of-band runs and correction bits, then the last byte.
+        if (stats) {
+            const int t = p_.tableOf[s.comp[0]];
+            if (!dc && s.ah == 0) r = kepiGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1(nullptr, stats + 2 * 257 * t + 257, 0, 0, 0, state, 1);
+            if (!dc && s.ah != 0) r = kepiGetHuffmanStatistics8x8_ACRefine_JPEG_16s_C1(nullptr, stats + 2 * 257 * t + 257, 0, 0, 0, state, 1);
+            return r;
+        }
+        Kep8u* d = seg->data();
+        const int n = int(seg->size());
+        if (dc)
+            r = kepiEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1(nullptr, d, n, &pos, 0, state, 1);
+        else if (s.ah == 0)
+            r = kepiEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1(nullptr, d, n, &pos, 0, 0, 0, specs[2 * p_.tableOf[s.comp[0]] + 1].get(), state, 1);
+        else
+            r = kepiEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1(nullptr, d, n, &pos, 0, 0, 0, specs[2 * p_.tableOf[s.comp[0]] + 1].get(), state, 1);
+        seg->resize(pos);
+        return r;
+    }
+
+    bool runProgressive(std::vector<std::uint8_t>& out, std::string& err) {
+        tableUsed_[0] = tableUsed_[1] = false;
+        for (int c = 0; c < p_.nc; ++c) tableUsed_[p_.tableOf[c]] = true;
+        out.clear();
+        Writer w(out);
+        writeHeader(w, 0xC2);
+        writeRestartInterval(w);
+        const std::vector<Scan> script = progressionScript();
+        for (std::size_t si = 0; si < script.size(); ++si) {
+            const Scan& s = script[si];
+            // The DRI interval counts the MCUs of each scan, whatever their size.
+            const bool restarts = p_.intervals > 1 || opt_.restartInterval > 0 || opt_.restartRows > 0;
+            const long total = scanMcus(s), ri = restarts ? p_.ri : total;
+            const int intervals = int((total + ri - 1) / ri);
+            // First pass: symbol counts per interval (in parallel), summed.
+            std::vector<std::vector<int>> stats(intervals, std::vector<int>(4 * 257, 0));
+            std::vector<KepResult> res(intervals, kepOk);
+            const bool huffman = !(s.ss == 0 && s.ah != 0);   // DC refinement bits are not Huffman coded
+            if (huffman) {
+                parallelFor(intervals, opt_.threads, [&](int k) {
+                    res[k] = progressiveInterval(s, k * ri, std::min(total, (k + 1) * ri), stats[k].data(), nullptr, nullptr);
+                });
+                for (int k = 0; k < intervals; ++k)
+                    if (res[k] != kepOk) return err = "a coefficient is outside the range progressive coding allows", false;
+                for (int k = 1; k < intervals; ++k)
+                    for (int i = 0; i < 4 * 257; ++i) stats[0][i] += stats[k][i];
+            }
+            // Optimal tables of this scan, one per table slot it uses.
+            EncSpec specs[4];
+            Table tables[4];
+            bool used[4] = {false, false, false, false};
+            for (int ci = 0; ci < s.ns && huffman; ++ci) {
+                const int i = 2 * p_.tableOf[s.comp[ci]] + (s.ss ? 1 : 0);
+                if (used[i]) continue;
+                used[i] = true;
+                if (kepiEncodeHuffmanRawTableInit_JPEG_8u(&stats[0][i * 257], tables[i].bits, tables[i].vals) != kepOk ||
+                    kepiEncodeHuffmanSpecInit_JPEG_8u(tables[i].bits, tables[i].vals, specs[i].get()) != kepOk)
+                    return err = "optimal Huffman table construction failed", false;
+            }
+            std::vector<std::vector<std::uint8_t>> segs(intervals);
+            parallelFor(intervals, opt_.threads, [&](int k) {
+                res[k] = progressiveInterval(s, k * ri, std::min(total, (k + 1) * ri), nullptr, specs, &segs[k]);
+            });
+            for (int k = 0; k < intervals; ++k)
+                if (res[k] != kepOk) return err = "progressive entropy coding failed (" + std::to_string(res[k]) + ")", false;
+            for (int i = 0; i < 4; ++i)
+                if (used[i]) writeDHT(w, i & 1, i / 2, tables[i]);
+            writeScan(w, s.ns, s.comp, s.ss, s.se, s.ah, s.al, segs);
+            report(0.55 + 0.45 * double(si + 1) / double(script.size()));
+        }
+        w.marker(0xD9);
+        if (opt_.coefficientsOut) *opt_.coefficientsOut = coefs_;
+        return true;
+    }
+
+    // ---- Lossless coding (T.81 Annex H): every component at full size in one interleaved scan,
+    // samples shifted right by the point transform, predicted row by row, the differences coded
+    // with an optimal table per component. Restart intervals are whole rows (the first row of
+    // an interval uses the first-row prediction).
+    bool runLossless(std::vector<std::uint8_t>& out, std::string& err) {
+        const Image& im = img_;
+        const int P = im.precision, Pt = opt_.pointTransform, W = im.width, H = im.height, nc = im.channels;
+        if (W < 1 || H < 1 || W > 65535 || H > 65535) return err = "image size must be 1 to 65535 pixels in each direction", false;
+        if (nc != 1 && nc != 3 && nc != 4) return err = "images need 1, 3 or 4 channels", false;
+        if (opt_.grayscale && nc != 1) return err = "lossless coding keeps every channel (no grayscale conversion)", false;
+        if (P < 2 || P > 16) return err = "lossless sample precision must be 2 to 16", false;
+        if (opt_.predictor < 1 || opt_.predictor > 7) return err = "lossless predictor must be 1 to 7", false;
+        if (Pt < 0 || Pt >= P) return err = "point transform must be 0 to precision - 1", false;
+        const bool eight = P == 8 && im.px16.size() < im.samples();
+        if ((eight ? im.px8.size() : im.px16.size()) < im.samples()) return err = "image buffer smaller than its geometry", false;
+        for (std::size_t i = 0; !eight && i < im.samples(); ++i)
+            if (im.px16[i] >> P) return err = "a sample exceeds the image's precision", false;
+        long rowsPer = H;
+        if (opt_.restartRows > 0) rowsPer = opt_.restartRows;
+        else if (opt_.restartInterval > 0) {
+            if (opt_.restartInterval % W) return err = "lossless restart intervals must be whole rows (use --restart-rows)", false;
+            rowsPer = opt_.restartInterval / W;
+        }
+        const bool restarts = opt_.restartRows > 0 || opt_.restartInterval > 0;
+        if (restarts && rowsPer * W > 65535) return err = "restart interval above 65535 samples", false;
+        const int intervals = int((H + rowsPer - 1) / rowsPer);
+        // Differences of every sample, component-planar, and their counts per interval.
+        std::vector<Kep16s> diff(std::size_t(nc) * W * H);
+        auto diffRow = [&](int c, int y) { return &diff[(std::size_t(c) * H + y) * W]; };
+        std::vector<std::vector<int>> stats(intervals, std::vector<int>(4 * 257, 0));
+        std::vector<KepResult> res(intervals, kepOk);
+        parallelFor(intervals, opt_.threads, [&](int k) {
+            std::vector<Kep16s> cur(W), prev(W);
+            for (int c = 0; c < nc; ++c)
+                for (long y = k * rowsPer; y < std::min<long>(H, (k + 1) * rowsPer); ++y) {
+                    for (int x = 0; x < W; ++x) {
+                        const std::size_t i = (std::size_t(y) * W + x) * nc + c;
+                        cur[x] = Kep16s((eight ? im.px8[i] : im.px16[i]) >> Pt);
+                    }
+                    KepResult r = y == k * rowsPer ? kepiDiffPredFirstRow_JPEG_16s_C1(cur.data(), diffRow(c, int(y)), W, P, Pt)
+                                                   : kepiDiffPredRow_JPEG_16s_C1(cur.data(), prev.data(), diffRow(c, int(y)), W,
+                                                                                 opt_.predictor);
+                    for (int x = 0; x < W && r == kepOk; ++x)
+                        r = kepiGetHuffmanStatisticsOne_JPEG_16s_C1(&diffRow(c, int(y))[x], &stats[k][c * 257]);
+                    if (r != kepOk) res[k] = r;
+                    cur.swap(prev);
+                }
+        });
+        for (int k = 0; k < intervals; ++k)
+            if (res[k] != kepOk) return err = "lossless prediction failed (" + std::to_string(res[k]) + ")", false;
+        Table tables[4];
+        EncSpec specs[4];
+        const KepiEncodeHuffmanSpec* specPtr[4] = {};
+        for (int c = 0; c < nc; ++c) {
+            for (int k = 1; k < intervals; ++k)
+                for (int i = 0; i < 257; ++i) stats[0][c * 257 + i] += stats[k][c * 257 + i];
+            if (kepiEncodeHuffmanRawTableInit_JPEG_8u(&stats[0][c * 257], tables[c].bits, tables[c].vals) != kepOk ||
+                kepiEncodeHuffmanSpecInit_JPEG_8u(tables[c].bits, tables[c].vals, specs[c].get()) != kepOk)
+                return err = "optimal Huffman table construction failed", false;
+            specPtr[c] = specs[c].get();
+        }
+        std::vector<std::vector<std::uint8_t>> segs(intervals);
+        parallelFor(intervals, opt_.threads, [&](int k) {
+            alignas(64) unsigned char stateBuf[KEPI_ENCODE_HUFFMAN_STATE_SIZE];
+            auto* state = reinterpret_cast<KepiEncodeHuffmanState*>(stateBuf);
+            kepiEncodeHuffmanStateInit_JPEG_8u(state);
+            const long y0 = k * rowsPer, y1 = std::min<long>(H, y0 + rowsPer);
+            // At most 32 bits per difference, doubled for stuffing.
+            std::vector<std::uint8_t>& seg = segs[k];
+            seg.resize(std::size_t(y1 - y0) * W * nc * 8 + 64);
+            int pos = 0;
+            KepResult r = kepOk;
+            for (long y = y0; y < y1 && r == kepOk; ++y) {
+                const Kep16s* rows[4] = {};
+                for (int c = 0; c < nc; ++c) rows[c] = diffRow(c, int(y));
+                r = kepiEncodeHuffmanRow_JPEG_16s1u_P4C1(rows, W, nc, seg.data(), int(seg.size()), &pos, specPtr, state, 0);
+            }
+            if (r == kepOk)
+                r = kepiEncodeHuffmanRow_JPEG_16s1u_P4C1(nullptr, 0, 0, seg.data(), int(seg.size()), &pos, nullptr, state, 1);
+            seg.resize(pos);
+            res[k] = r;
+        });
+        for (int k = 0; k < intervals; ++k)
+            if (res[k] != kepOk) return err = "lossless entropy coding failed (" + std::to_string(res[k]) + ")", false;
+        out.clear();
+        Writer w(out);
+        w.marker(0xD8);
+        if (nc >= 3) {
+            // Adobe APP14 with transform 0: the components are RGB or CMYK as given.
+            w.marker(0xEE);
+            w.word(14);
+            w.bytes("Adobe\0\144\0\0\0\0", 11);
+            w.byte(0);
+        }
+        w.marker(0xC3);
+        w.word(8 + 3 * nc);
+        w.byte(P), w.word(H), w.word(W), w.byte(nc);
+        for (int c = 0; c < nc; ++c) w.byte(c + 1), w.byte(0x11), w.byte(0);
+        for (int c = 0; c < nc; ++c) writeDHT(w, 0, c, tables[c]);
+        if (restarts) w.marker(0xDD), w.word(4), w.word(int(rowsPer * W));
+        w.marker(0xDA);
+        w.word(6 + 2 * nc);
+        w.byte(nc);
+        for (int c = 0; c < nc; ++c) w.byte(c + 1), w.byte(c << 4);
+        w.byte(opt_.predictor), w.byte(0), w.byte(Pt);
+        for (int k = 0; k < intervals; ++k) {
+            if (k) w.marker(0xD0 + (k - 1) % 8);
+            w.bytes(segs[k].data(), segs[k].size());
+        }
+        w.marker(0xD9);
+        report(1.0);
+        return true;
+    }
+
     void writeFile(std::vector<std::uint8_t>& out, const std::vector<std::vector<std::uint8_t>>& segs) {
         std::size_t total = 1024;
         for (const auto& s : segs) total += s.size() + 2;
         out.clear();
         out.reserve(total);
         Writer w(out);
+        writeHeader(w, p_.precision == 8 ? 0xC0 : 0xC1);
+        for (int i = 0; i < 4; ++i)
+            if (tableUsed_[i / 2]) writeDHT(w, i & 1, i / 2, tables_[i]);
+        writeRestartInterval(w);
+        int comps[4] = {0, 1, 2, 3};
+        writeScan(w, p_.nc, comps, 0, 63, 0, 0, segs);
+        w.marker(0xD9);
+    }
+
+    static void writeDHT(Writer& w, int cls, int id, const Table& t) {
+        const int n = t.count();
+        w.marker(0xC4);
+        w.word(19 + n);
+        w.byte(cls << 4 | id);
+        w.bytes(t.bits, 16);
+        w.bytes(t.vals, n);
+    }
+
+    void writeRestartInterval(Writer& w) const {
+        if (p_.intervals > 1 || opt_.restartInterval > 0 || opt_.restartRows > 0) {
+            w.marker(0xDD);
+            w.word(4);
+            w.word(int(p_.ri));
+        }
+    }
+
+    // SOS (table selectors are the components' table slots) and the intervals with RST markers.
+    void writeScan(Writer& w, int ns, const int* comps, int ss, int se, int ah, int al,
+                   const std::vector<std::vector<std::uint8_t>>& segs) const {
+        w.marker(0xDA);
+        w.word(6 + 2 * ns);
+        w.byte(ns);
+        for (int i = 0; i < ns; ++i) w.byte(p_.comps[comps[i]].id), w.byte(p_.tableOf[comps[i]] << 4 | p_.tableOf[comps[i]]);
+        w.byte(ss), w.byte(se), w.byte(ah << 4 | al);
+        for (std::size_t k = 0; k < segs.size(); ++k) {
+            if (k) w.marker(0xD0 + int((k - 1) % 8));
+            w.bytes(segs[k].data(), segs[k].size());
+        }
+    }
+
+    // SOI, APPn, DQT and the frame header.
+    void writeHeader(Writer& w, int sof) {
         w.marker(0xD8);
         if (p_.adobeTransform < 0) {
             // JFIF APP0: version 1.01, aspect ratio 1:1, no thumbnail.
@@ -368,37 +681,13 @@ private:
             w.byte(t);
             w.bytes(raw_[t], 64);
         }
-        w.marker(p_.precision == 8 ? 0xC0 : 0xC1);
+        w.marker(sof);
         w.word(8 + 3 * p_.nc);
         w.byte(p_.precision);
         w.word(img_.height);
         w.word(img_.width);
         w.byte(p_.nc);
         for (const Component& c : p_.comps) w.byte(c.id), w.byte(c.h << 4 | c.v), w.byte(c.tq);
-        for (int i = 0; i < 4; ++i) {
-            if (!tableUsed_[i / 2]) continue;
-            const int n = tables_[i].count();
-            w.marker(0xC4);
-            w.word(19 + n);
-            w.byte((i & 1) << 4 | i / 2);
-            w.bytes(tables_[i].bits, 16);
-            w.bytes(tables_[i].vals, n);
-        }
-        if (p_.intervals > 1 || opt_.restartInterval > 0 || opt_.restartRows > 0) {
-            w.marker(0xDD);
-            w.word(4);
-            w.word(int(p_.ri));
-        }
-        w.marker(0xDA);
-        w.word(6 + 2 * p_.nc);
-        w.byte(p_.nc);
-        for (int c = 0; c < p_.nc; ++c) w.byte(p_.comps[c].id), w.byte(p_.tableOf[c] << 4 | p_.tableOf[c]);
-        w.byte(0), w.byte(63), w.byte(0);
-        for (std::size_t k = 0; k < segs.size(); ++k) {
-            if (k) w.marker(0xD0 + int((k - 1) % 8));
-            w.bytes(segs[k].data(), segs[k].size());
-        }
-        w.marker(0xD9);
     }
 
     const Image& img_;

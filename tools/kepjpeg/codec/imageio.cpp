@@ -108,7 +108,7 @@ bool readPnm(const std::string& path, Image& img, std::string& err) {
 bool writePnm(const std::string& path, const Image& img, const std::string& ext, std::string& err) {
     File f(std::fopen(path.c_str(), "wb"));
     if (!f) return err = "cannot create " + path, false;
-    const int maxval = img.precision == 8 ? 255 : 4095;
+    const int maxval = (1 << img.precision) - 1;
     const bool pam = ext == "pam" || img.channels == 4 || (img.channels == 3 && ext == "pgm") || (img.channels == 1 && ext == "ppm");
     if (pam) {
         const char* type = img.channels == 1 ? "GRAYSCALE" : img.channels == 3 ? "RGB" : "CMYK";
@@ -170,7 +170,10 @@ bool writePng(const std::string& path, const Image& img, std::string& err) {
     } else {
         pi.format |= PNG_FORMAT_FLAG_LINEAR;
         std::vector<png_uint_16> raw(img.samples());
-        for (std::size_t i = 0; i < raw.size(); ++i) raw[i] = png_uint_16(img.px16[i] << 4 | img.px16[i] >> 8);
+        const unsigned maxval = (1u << img.precision) - 1;
+        for (std::size_t i = 0; i < raw.size(); ++i)
+            raw[i] = img.precision == 12 ? png_uint_16(img.px16[i] << 4 | img.px16[i] >> 8)
+                                         : png_uint_16((img.px16[i] * 65535u + maxval / 2) / maxval);
         ok = png_image_write_to_file(&pi, path.c_str(), 0, raw.data(), 0, nullptr);
     }
     if (!ok) return err = path + ": " + pi.message, false;

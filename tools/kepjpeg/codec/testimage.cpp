@@ -52,7 +52,7 @@ double psnr(const Image& a, const Image& b) {
         const double d = a.precision == 8 ? double(a.px8[i]) - b.px8[i] : double(a.px16[i]) - b.px16[i];
         se += d * d;
     }
-    const double peak = a.precision == 8 ? 255.0 : 4095.0;
+    const double peak = double((1 << a.precision) - 1);
     if (se == 0) return INFINITY;
     return 10 * std::log10(peak * peak * double(n) / se);
 }
