@@ -83,7 +83,7 @@ KepResult ownHuffEncodeBlock_careful(const Kep16s* pSrc, const OwnHuffDst& dst, 
 
     int run = 0;
     for (int k = 1; k < 64; ++k) {
-        const Kep32s v = pSrc[ownZigzagNatural[k]];
+        const Kep32s v = pSrc[ownZigzagNaturalExt[k]];
         if (v == 0) {
             ++run;
             continue;

@@ -6,11 +6,10 @@
 
 // ownZigzagIndex[i]: the zigzag index (0..63) of natural position i = 8*v + u.
 extern KEP_HIDDEN const Kep32s ownZigzagIndex[64];
-// ownZigzagNatural[k]: the natural position of the k-th coefficient in zigzag order.
-extern KEP_HIDDEN const Kep32s ownZigzagNatural[64];
-// The Huffman coders' copy of ownZigzagNatural, usable in constant expressions, extended past
-// position 63 for corrupt runs: positions 64..71 map to 63, 72..75 to 1, and 76..79 hold 64, which
-// the decoder rejects. A zero run in a block can move the position to at most 78.
+// ownZigzagNaturalExt[k]: the natural position of the k-th coefficient in zigzag order (k < 64),
+// extended past position 63 for the Huffman decoders' corrupt runs: positions 64..71 map to 63,
+// 72..75 to 1, and 76..79 hold 64, which the decoder rejects. A zero run in a block can move the
+// position to at most 78.
 inline constexpr Kep32s ownZigzagNaturalExt[80] = {
     0,  1,  8,  16, 9,  2,  3,  10,
     17, 24, 32, 25, 18, 11, 4,  5,
