@@ -14,6 +14,9 @@
 namespace kepj2k {
 namespace {
 
+// Samples of one tile-component, and of the whole image, the decoder accepts (1 GiB of 32-bit values).
+constexpr std::size_t kMaxSamples = std::size_t(1) << 28;
+
 int ceilDiv(std::int64_t a, std::int64_t b) { return int((a + b - 1) / b); }
 int ceilShift(std::int64_t a, int s) { return int((a + (std::int64_t(1) << s) - 1) >> s); }
 
@@ -180,7 +183,7 @@ bool TileDecoder::build(std::string& err) {
         if (ci.precision > 16) return err = "component precision above 16 bits is not supported", false;
         if (cs.transform == 0) return err = "the irreversible 9/7 path is not supported yet", false;
         const std::size_t w = std::size_t(tc.x1 - tc.x0), h = std::size_t(tc.y1 - tc.y0);
-        if (w * h > (std::size_t(1) << 30)) return err = "tile too large", false;
+        if (w * h > kMaxSamples) return err = "tile too large", false;
         tc.plane.assign(w * h, 0);
         tc.res.resize(std::size_t(nl) + 1);
         for (int r = 0; r <= nl; ++r) {
@@ -225,8 +228,10 @@ bool TileDecoder::build(std::string& err) {
                 for (int j = 0; j < b.ncby; ++j)
                     for (int i = 0; i < b.ncbx; ++i) {
                         CodeBlock cb;
-                        cb.x0 = std::max(b.x0, (b.cbx0 + i) << cbw), cb.x1 = std::min(b.x1, (b.cbx0 + i + 1) << cbw);
-                        cb.y0 = std::max(b.y0, (b.cby0 + j) << cbh), cb.y1 = std::min(b.y1, (b.cby0 + j + 1) << cbh);
+                        cb.x0 = int(std::max<std::int64_t>(b.x0, std::int64_t(b.cbx0 + i) << cbw));
+                        cb.x1 = int(std::min<std::int64_t>(b.x1, std::int64_t(b.cbx0 + i + 1) << cbw));
+                        cb.y0 = int(std::max<std::int64_t>(b.y0, std::int64_t(b.cby0 + j) << cbh));
+                        cb.y1 = int(std::min<std::int64_t>(b.y1, std::int64_t(b.cby0 + j + 1) << cbh));
                         b.blocks.push_back(std::move(cb));
                     }
                 rs.bands.push_back(std::move(b));
@@ -379,7 +384,7 @@ bool TileDecoder::readPackets(const std::uint8_t* data, std::size_t begin, std::
     // component, and the precinct's position on the reference grid for the position-driven orders.
     struct Packet {
         int l, r, c, p;
-        std::int64_t y, x;
+        double y, x;
     };
     std::vector<Packet> packets;
     const int layers = tp_.cod[0].layers;
@@ -390,8 +395,9 @@ bool TileDecoder::readPackets(const std::uint8_t* data, std::size_t begin, std::
             const Resolution& rs = comps_[c].res[std::size_t(r)];
             for (int pj = 0; pj < rs.ph; ++pj)
                 for (int pi = 0; pi < rs.pw; ++pi) {
-                    const std::int64_t y = std::max<std::int64_t>(ty0_, (std::int64_t(rs.py0 + pj) << (rs.ppy + nl - r)) * ci.dy);
-                    const std::int64_t x = std::max<std::int64_t>(tx0_, (std::int64_t(rs.px0 + pi) << (rs.ppx + nl - r)) * ci.dx);
+                    // In double: exact for every real geometry, and no overflow for absurd ones.
+                    const double y = std::max<double>(double(ty0_), std::ldexp(double(rs.py0 + pj), rs.ppy + nl - r) * ci.dy);
+                    const double x = std::max<double>(double(tx0_), std::ldexp(double(rs.px0 + pi), rs.ppx + nl - r) * ci.dx);
                     for (int l = 0; l < layers; ++l) packets.push_back({l, r, int(c), pj * rs.pw + pi, y, x});
                 }
         }
@@ -400,11 +406,11 @@ bool TileDecoder::readPackets(const std::uint8_t* data, std::size_t begin, std::
     const int order = tp_.cod[0].order;
     auto key = [order](const Packet& a) {
         switch (order) {
-        case 0: return std::make_tuple(std::int64_t(a.l), std::int64_t(a.r), std::int64_t(a.c), a.y, a.x, std::int64_t(a.p));
-        case 1: return std::make_tuple(std::int64_t(a.r), std::int64_t(a.l), std::int64_t(a.c), a.y, a.x, std::int64_t(a.p));
-        case 2: return std::make_tuple(std::int64_t(a.r), a.y, a.x, std::int64_t(a.c), std::int64_t(a.l), std::int64_t(a.p));
-        case 3: return std::make_tuple(a.y, a.x, std::int64_t(a.c), std::int64_t(a.r), std::int64_t(a.l), std::int64_t(a.p));
-        default: return std::make_tuple(std::int64_t(a.c), a.y, a.x, std::int64_t(a.r), std::int64_t(a.l), std::int64_t(a.p));
+        case 0: return std::make_tuple(double(a.l), double(a.r), double(a.c), a.y, a.x, double(a.p));
+        case 1: return std::make_tuple(double(a.r), double(a.l), double(a.c), a.y, a.x, double(a.p));
+        case 2: return std::make_tuple(double(a.r), a.y, a.x, double(a.c), double(a.l), double(a.p));
+        case 3: return std::make_tuple(a.y, a.x, double(a.c), double(a.r), double(a.l), double(a.p));
+        default: return std::make_tuple(double(a.c), a.y, a.x, double(a.r), double(a.l), double(a.p));
         }
     };
     std::stable_sort(packets.begin(), packets.end(), [&](const Packet& a, const Packet& b) { return key(a) < key(b); });
@@ -524,15 +530,23 @@ bool decode(const std::uint8_t* data, std::size_t size, Decoded& out, std::strin
             if (info.tiles[t].cod[c].transform == 0) return err = "the irreversible 9/7 path is not supported yet", false;
     out.width = info.width(), out.height = info.height();
     out.comps = info.comps;
+    std::size_t total = 0;
     for (const ComponentInfo& ci : info.comps) {
         const int w = ceilDiv(info.x1, ci.dx) - ceilDiv(info.x0, ci.dx), h = ceilDiv(info.y1, ci.dy) - ceilDiv(info.y0, ci.dy);
-        if (std::int64_t(w) * h > (std::int64_t(1) << 30)) return out = Decoded(), err = "image too large", false;
+        total += std::size_t(w) * std::size_t(h);
+        if (total > kMaxSamples) return out = Decoded(), err = "image too large", false;
         out.planeWidth.push_back(w), out.planeHeight.push_back(h);
         out.planes.emplace_back(std::size_t(w) * h, ci.sgnd ? 0 : 1 << (ci.precision - 1));
     }
     err = parseErr;
     bool ok = parseErr.empty();
+    std::vector<std::vector<const TilePart*>> partsOf(info.tiles.size());
+    for (const TilePart& tp : info.parts) partsOf[std::size_t(tp.tile)].push_back(&tp);
     for (int t = 0; t < int(info.tiles.size()); ++t) {
+        if (partsOf[std::size_t(t)].empty()) {
+            if (ok) err = "tile " + std::to_string(t) + " is missing", ok = false;
+            continue;
+        }
         TileDecoder td(info, t);
         std::string e;
         if (!td.build(e)) {
@@ -541,8 +555,7 @@ bool decode(const std::uint8_t* data, std::size_t size, Decoded& out, std::strin
         }
         // The tile's bit stream is its tile parts' data in order; packets may span tile parts.
         std::vector<std::uint8_t> stream;
-        for (const TilePart& tp : info.parts)
-            if (tp.tile == t) stream.insert(stream.end(), data + tp.begin, data + tp.end);
+        for (const TilePart* tp : partsOf[std::size_t(t)]) stream.insert(stream.end(), data + tp->begin, data + tp->end);
         if (!td.readPackets(stream.data(), 0, stream.size(), e) && ok) err = e, ok = false;
         if (!td.reconstruct(e) && ok) err = e, ok = false;
         td.store(out);
