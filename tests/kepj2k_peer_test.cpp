@@ -3,6 +3,8 @@
 // SOP/EPH and image offsets.
 #include <gtest/gtest.h>
 
+#include <cstdio>
+
 #include "kepj2k_peer.h"
 
 namespace {
@@ -67,5 +69,32 @@ TEST_P(PeerLossless, DecodesToTheExactImage) {
 }
 
 INSTANTIATE_TEST_SUITE_P(GrayAndRgb, PeerLossless, ::testing::Values(1, 3));
+
+}  // namespace
+
+namespace {
+
+// Irreversible streams (ICT + 9/7, expounded quantization): our decode stays close to the peer's
+// own decode (same dequantization rule; the wavelet arithmetic differs in rounding only).
+TEST(PeerLossy, DecodesCloseToThePeer) {
+    for (int channels : {1, 3})
+        for (const char* options : {"-I", "-I -r 10", "-I -q 40", "-I -r 40,10 -t 96,64 -M 63 -p RPCL"}) {
+            SCOPED_TRACE(options);
+            const kepjpeg::Image src = testImage(203, 141, channels);
+            const std::vector<std::uint8_t> stream = peerEncode(src, options);
+            ASSERT_FALSE(stream.empty());
+            kepj2k::Decoded d;
+            std::string err;
+            ASSERT_TRUE(kepj2k::decode(stream.data(), stream.size(), d, err)) << err;
+            kepjpeg::Image ours, ref;
+            ASSERT_TRUE(kepj2k::toImage(d, ours, err)) << err;
+            ASSERT_TRUE(peerDecode(stream, channels, ref));
+            ASSERT_EQ(ours.px8.size(), ref.px8.size());
+            const double p = kepjpeg::psnr(ours, ref);
+            std::printf("%d channel(s), %s: %.2f dB against the peer, %.2f dB against the input\n", channels, options, p,
+                        kepjpeg::psnr(ours, src));
+            EXPECT_GT(p, 45.0);
+        }
+}
 
 }  // namespace

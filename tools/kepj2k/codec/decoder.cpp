@@ -17,6 +17,10 @@ namespace {
 // Samples of one tile-component, and of the whole image, the decoder accepts (1 GiB of 32-bit values).
 constexpr std::size_t kMaxSamples = std::size_t(1) << 28;
 
+// Fraction bits of the irreversible path's fixed-point coefficients (samples of up to 16 bits
+// keep several bits of headroom in 32 bits through the 9/7 synthesis).
+constexpr int kFracBits = 8;
+
 int ceilDiv(std::int64_t a, std::int64_t b) { return int((a + b - 1) / b); }
 int ceilShift(std::int64_t a, int s) { return int((a + (std::int64_t(1) << s) - 1) >> s); }
 
@@ -74,6 +78,7 @@ struct Band {
     int x0, y0, x1, y1;
     int planeX, planeY;   // top-left in the component's coefficient plane
     int magBits;          // Mb of T.800 E.1
+    double delta;         // quantization step of the irreversible path (T.800 E.1.1.1)
     int cbw, cbh;         // log2 code-block size in this resolution
     int cbx0, cby0, ncbx, ncby;   // code-block grid
     std::vector<CodeBlock> blocks;
@@ -181,7 +186,6 @@ bool TileDecoder::build(std::string& err) {
         tc.x1 = ceilDiv(tx1_, ci.dx), tc.y1 = ceilDiv(ty1_, ci.dy);
         const int nl = cs.levels;
         if (ci.precision > 16) return err = "component precision above 16 bits is not supported", false;
-        if (cs.transform == 0) return err = "the irreversible 9/7 path is not supported yet", false;
         const std::size_t w = std::size_t(tc.x1 - tc.x0), h = std::size_t(tc.y1 - tc.y0);
         if (w * h > kMaxSamples) return err = "tile too large", false;
         tc.plane.assign(w * h, 0);
@@ -220,6 +224,9 @@ bool TileDecoder::build(std::string& err) {
                     expn = q.exponent[bandIndex];
                 }
                 b.magBits = q.guard + expn - 1;
+                const int gain = o == 0 ? 0 : o == 3 ? 2 : 1;
+                const int mant = q.style == 1 ? q.mantissa[0] : q.mantissa[bandIndex];
+                b.delta = std::ldexp(1.0 + mant / 2048.0, ci.precision + gain - expn);
                 b.cbw = cbw, b.cbh = cbh;
                 if (b.x1 > b.x0 && b.y1 > b.y0) {
                     b.cbx0 = b.x0 >> cbw, b.cby0 = b.y0 >> cbh;
@@ -447,17 +454,30 @@ bool TileDecoder::decodeBlocks(int c, std::string& err) {
                     cb.data.empty() ? &none : cb.data.data(), block.data(), w * 4, {w, h}, subband, magnBits, cb.passes, cb.segLen.data(),
                     int(cb.segLen.size()), flags, &residual, state);
                 if (res != kepOk && ok) err = "corrupt code-block data", ok = false;
-                // Lowest bit plane the decoded passes complete: reconstruction puts a coefficient
-                // in the middle of its remaining uncertainty (T.800 E.1.1.2, r = 1/2).
+                // Reconstruction in the middle of each coefficient's remaining uncertainty (T.800
+                // E.1.1.2, r = 1/2). The last pass decoded plane p: after a cleanup or refinement
+                // pass every significant coefficient is known down to p; after a significance pass
+                // only those with bit p set are (the others still await their refinement of p).
                 const int lastPlane = magnBits - 1 - (cb.passes + 1) / 3;
-                const int lowFull = std::max(0, (cb.passes - 1) % 3 == 0 ? lastPlane : lastPlane + 1);
+                const bool endsInSP = (cb.passes - 1) % 3 == 1;
+                const bool reversible = cs.transform == 1;
+                const double scale = std::ldexp(b.delta, kFracBits);
                 for (int y = 0; y < h; ++y) {
                     std::int32_t* dst = &tc.plane[std::size_t(b.planeY + cb.y0 - b.y0 + y) * planeW + b.planeX + (cb.x0 - b.x0)];
                     const Kep32s* src = &block[std::size_t(y) * w];
                     for (int x = 0; x < w; ++x) {
                         const std::uint32_t v = std::uint32_t(src[x]);
                         const std::int32_t mag = std::int32_t(v & 0x7FFFFFFFu);
-                        const std::int32_t m = mag && lowFull > 0 ? mag | (1 << (lowFull - 1)) : mag;
+                        double half = lastPlane >= 0 ? std::ldexp(0.5, lastPlane) : 0.5;
+                        if (endsInSP && lastPlane >= 0 && !((mag >> lastPlane) & 1)) half *= 2;
+                        std::int32_t m = mag;
+                        if (reversible) {
+                            if (mag && half >= 1) m = mag + std::int32_t(half);
+                        } else if (mag) {
+                            // Dequantized in fixed point with kFracBits fraction bits.
+                            const double f = (mag + half) * scale;
+                            m = f < 2147483647.0 ? std::int32_t(f + 0.5) : 2147483647;
+                        }
                         dst[x] = (v >> 31) ? -m : m;
                     }
                 }
@@ -479,10 +499,13 @@ bool TileDecoder::reconstruct(std::string& err) {
             const Resolution& rs = tc.res[r];
             const KepiRect rect{rs.x0, rs.y0, rs.x1 - rs.x0, rs.y1 - rs.y0};
             int size = 0;
-            kepiWTGetBufSize_B53_JPEG2K_32s_C1IR(&rect, &size);
+            const bool reversible = tp_.cod[c].transform == 1;
+            if (reversible) kepiWTGetBufSize_B53_JPEG2K_32s_C1IR(&rect, &size);
+            else kepiWTGetBufSize_D97_JPEG2K_32s_C1IR(&rect, &size);
             std::vector<Kep8u> buf(std::size_t(size) + 1);
-            if (kepiWTInv_B53_JPEG2K_32s_C1IR(tc.plane.data(), planeW * 4, &rect, buf.data()) != kepOk)
-                return err = "inverse 5/3 wavelet failed", false;
+            const KepResult res = reversible ? kepiWTInv_B53_JPEG2K_32s_C1IR(tc.plane.data(), planeW * 4, &rect, buf.data())
+                                             : kepiWTInv_D97_JPEG2K_32s_C1IR(tc.plane.data(), planeW * 4, &rect, buf.data());
+            if (res != kepOk) return err = "inverse wavelet failed", false;
         }
     }
     // Inverse component transform (T.800 G.2) on the first three components.
@@ -495,7 +518,10 @@ bool TileDecoder::reconstruct(std::string& err) {
                 return err = "component transform over components of different sizes", false;
         Kep32s* planes[3] = {comps_[0].plane.data(), comps_[1].plane.data(), comps_[2].plane.data()};
         const int w = a.x1 - a.x0, h = a.y1 - a.y0;
-        if (w > 0 && h > 0 && kepiRCTInv_JPEG2K_32s_P3IR(planes, w * 4, {w, h}) != kepOk)
+        const KepResult res = w <= 0 || h <= 0 ? kepOk
+                              : cs0.transform == 1 ? kepiRCTInv_JPEG2K_32s_P3IR(planes, w * 4, {w, h})
+                                                   : kepiICTInv_JPEG2K_32s_P3IR(planes, w * 4, {w, h});
+        if (res != kepOk)
             return err = "inverse component transform failed", false;
     }
     return ok;
@@ -510,9 +536,11 @@ void TileDecoder::store(Decoded& out) const {
         const int hi = ci.sgnd ? (1 << (ci.precision - 1)) - 1 : (1 << ci.precision) - 1;
         const int shift = ci.sgnd ? 0 : 1 << (ci.precision - 1);
         const int w = tc.x1 - tc.x0;
+        const int frac = tp_.cod[c].transform == 1 ? 0 : kFracBits;
+        const std::int64_t half = frac ? std::int64_t(1) << (frac - 1) : 0;
         for (int y = tc.y0; y < tc.y1; ++y)
             for (int x = tc.x0; x < tc.x1; ++x) {
-                const std::int64_t v = std::int64_t(tc.plane[std::size_t(y - tc.y0) * w + (x - tc.x0)]) + shift;
+                const std::int64_t v = ((tc.plane[std::size_t(y - tc.y0) * w + (x - tc.x0)] + half) >> frac) + shift;
                 out.planes[c][std::size_t(y - oy) * out.planeWidth[c] + (x - ox)] = std::int32_t(std::clamp<std::int64_t>(v, lo, hi));
             }
     }
@@ -525,9 +553,6 @@ bool decode(const std::uint8_t* data, std::size_t size, Decoded& out, std::strin
     CodestreamInfo info;
     std::string parseErr;
     if (!parse(data, size, info, parseErr)) return err = parseErr, false;
-    for (std::size_t t = 0; t < info.tiles.size(); ++t)
-        for (std::size_t c = 0; c < info.comps.size(); ++c)
-            if (info.tiles[t].cod[c].transform == 0) return err = "the irreversible 9/7 path is not supported yet", false;
     out.width = info.width(), out.height = info.height();
     out.comps = info.comps;
     std::size_t total = 0;
