@@ -408,7 +408,7 @@ bool TileDecoder::readPackets(const std::uint8_t* data, std::size_t begin, std::
                     for (int l = 0; l < layers; ++l) packets.push_back({l, r, int(c), pj * rs.pw + pi, y, x});
                 }
         }
-        if (packets.size() > (std::size_t(1) << 24)) return err = "too many packets", false;
+        if (packets.size() > (std::size_t(1) << 22)) return err = "too many packets", false;
     }
     const int order = tp_.cod[0].order;
     auto key = [order](const Packet& a) {
@@ -472,7 +472,7 @@ bool TileDecoder::decodeBlocks(int c, std::string& err) {
                         if (endsInSP && lastPlane >= 0 && !((mag >> lastPlane) & 1)) half *= 2;
                         std::int32_t m = mag;
                         if (reversible) {
-                            if (mag && half >= 1) m = mag + std::int32_t(half);
+                            if (mag && half >= 1) m = std::int32_t(std::min<std::int64_t>(mag + std::int64_t(half), 0x7FFFFFFF));
                         } else if (mag) {
                             // Dequantized in fixed point with kFracBits fraction bits.
                             const double f = (mag + half) * scale;
@@ -557,6 +557,7 @@ bool decode(const std::uint8_t* data, std::size_t size, Decoded& out, std::strin
     out.comps = info.comps;
     std::size_t total = 0;
     for (const ComponentInfo& ci : info.comps) {
+        if (ci.precision > 16) return err = "component precision above 16 bits is not supported", false;
         const int w = ceilDiv(info.x1, ci.dx) - ceilDiv(info.x0, ci.dx), h = ceilDiv(info.y1, ci.dy) - ceilDiv(info.y0, ci.dy);
         total += std::size_t(w) * std::size_t(h);
         if (total > kMaxSamples) return out = Decoded(), err = "image too large", false;
