@@ -1,0 +1,592 @@
+// Tile decoding: the tile / resolution / sub-band / precinct / code-block geometry of ITU-T T.800
+// B.5 to B.7, packet headers with tag trees (B.10), the five progression orders (B.12), then per
+// code-block the library's decoder, dequantization (E.1), the library's inverse wavelets (F) and
+// inverse component transforms (G).
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <tuple>
+
+#include "j2k.h"
+#include "kepcore.h"
+#include "kepjx1.h"
+
+namespace kepj2k {
+namespace {
+
+// Samples of one tile-component, and of the whole image, the decoder accepts (1 GiB of 32-bit values).
+constexpr std::size_t kMaxSamples = std::size_t(1) << 28;
+
+// Fraction bits of the irreversible path's fixed-point coefficients (samples of up to 16 bits
+// keep several bits of headroom in 32 bits through the 9/7 synthesis).
+constexpr int kFracBits = 8;
+
+int ceilDiv(std::int64_t a, std::int64_t b) { return int((a + b - 1) / b); }
+int ceilShift(std::int64_t a, int s) { return int((a + (std::int64_t(1) << s) - 1) >> s); }
+
+// T.800 B.10.2 tag tree: decodes, bit by bit, whether a leaf's value is below a threshold.
+class TagTree {
+public:
+    void init(int w, int h) {
+        levels_.clear();
+        do {
+            levels_.push_back({w, h, std::vector<int>(std::size_t(w) * h, 0), std::vector<char>(std::size_t(w) * h, 0)});
+            w = (w + 1) / 2, h = (h + 1) / 2;
+        } while (levels_.back().w * levels_.back().h > 1);
+    }
+    // True when the value of leaf (x, y) is below threshold; bits come from next().
+    template <class Bit>
+    bool decode(int x, int y, int threshold, Bit next) {
+        int low = 0;
+        for (int l = int(levels_.size()) - 1; l >= 0; --l) {
+            Level& lv = levels_[std::size_t(l)];
+            const std::size_t i = std::size_t(y >> l) * lv.w + (x >> l);
+            int& nodeLow = lv.low[i];
+            if (nodeLow < low) nodeLow = low;
+            while (!lv.known[i] && nodeLow < threshold) {
+                const int b = next();
+                if (b < 0) return false;
+                if (b) lv.known[i] = 1;
+                else ++nodeLow;
+            }
+            if (!lv.known[i]) return false;
+            low = nodeLow;
+        }
+        return low < threshold;
+    }
+    int value(int x, int y) const { return levels_[0].low[std::size_t(y) * levels_[0].w + x]; }
+
+private:
+    struct Level {
+        int w, h;
+        std::vector<int> low;
+        std::vector<char> known;
+    };
+    std::vector<Level> levels_;
+};
+
+struct CodeBlock {
+    int x0, y0, x1, y1;   // band coordinates
+    bool included = false;
+    int zeroPlanes = 0, lblock = 3, passes = 0;
+    std::vector<std::uint8_t> data;
+    std::vector<int> segLen, segPasses;
+};
+
+struct Band {
+    int orient;           // 0 LL, 1 HL, 2 LH, 3 HH
+    int x0, y0, x1, y1;
+    int planeX, planeY;   // top-left in the component's coefficient plane
+    int magBits;          // Mb of T.800 E.1
+    double delta;         // quantization step of the irreversible path (T.800 E.1.1.1)
+    int cbw, cbh;         // log2 code-block size in this resolution
+    int cbx0, cby0, ncbx, ncby;   // code-block grid
+    std::vector<CodeBlock> blocks;
+};
+
+struct PrecinctBand {
+    int cx0, cy0, cw, ch;   // code-block range, in grid indices relative to the band's grid
+    TagTree incl, zero;
+};
+
+struct Resolution {
+    int x0, y0, x1, y1;
+    int ppx, ppy, px0, py0, pw, ph;   // precinct exponents, first index, counts
+    std::vector<Band> bands;
+    std::vector<std::vector<PrecinctBand>> precincts;   // [precinct][band]
+};
+
+struct TileComp {
+    int x0, y0, x1, y1;
+    std::vector<Resolution> res;
+    std::vector<std::int32_t> plane;   // width x height coefficients, sub-bands in place
+};
+
+// Packet-header bit reader with the bit stuffing of T.800 B.10.1.
+struct BitReader {
+    const std::uint8_t* p;
+    std::size_t pos, end;
+    int cur = 0, left = 0;
+    int bit() {
+        if (left == 0) {
+            if (pos >= end) return -1;
+            left = cur == 0xFF ? 7 : 8;
+            cur = p[pos++];
+        }
+        return (cur >> --left) & 1;
+    }
+    int bits(int n) {
+        int v = 0;
+        while (n-- > 0) {
+            const int b = bit();
+            if (b < 0) return -1;
+            v = v << 1 | b;
+        }
+        return v;
+    }
+    void align() {
+        left = 0;
+        if (cur == 0xFF && pos < end) ++pos, cur = 0;
+    }
+};
+
+// Codeword segments (T.800 D.4): the most passes the segment with this index can hold.
+int segmentCapacity(int cbstyle, int seg) {
+    if (cbstyle & 0x04) return 1;
+    if (cbstyle & 0x01) return seg == 0 ? 10 : (seg & 1) ? 2 : 1;
+    return 1 << 30;
+}
+
+int libraryFlags(int cbstyle) {
+    int f = 0;
+    if (cbstyle & 0x01) f |= KEP_J2K_CB_BYPASS;
+    if (cbstyle & 0x02) f |= KEP_J2K_CB_RESET;
+    if (cbstyle & 0x04) f |= KEP_J2K_CB_TERMALL;
+    if (cbstyle & 0x08) f |= KEP_J2K_CB_VCAUSAL;
+    if (cbstyle & 0x20) f |= KEP_J2K_CB_SEGSYM;
+    return f;
+}
+
+class TileDecoder {
+public:
+    TileDecoder(const CodestreamInfo& info, int tile) : info_(info), tp_(info.tiles[std::size_t(tile)]) {
+        const int p = tile % info.tilesX, q = tile / info.tilesX;
+        tx0_ = std::max<std::int64_t>(info.tx0 + std::int64_t(p) * info.tw, info.x0);
+        ty0_ = std::max<std::int64_t>(info.ty0 + std::int64_t(q) * info.th, info.y0);
+        tx1_ = std::min<std::int64_t>(info.tx0 + std::int64_t(p + 1) * info.tw, info.x1);
+        ty1_ = std::min<std::int64_t>(info.ty0 + std::int64_t(q + 1) * info.th, info.y1);
+    }
+
+    bool build(std::string& err);
+    // Reads the packets from the tile's bit stream; false (with err) when the data ends early or
+    // is corrupt, after keeping everything read so far.
+    bool readPackets(const std::uint8_t* data, std::size_t begin, std::size_t end, std::string& err);
+    bool reconstruct(std::string& err);
+    void store(Decoded& out) const;
+
+private:
+    bool readPacket(BitReader& br, int layer, int r, int c, int prec, std::string& err);
+    bool decodeBlocks(int c, std::string& err);
+
+    const CodestreamInfo& info_;
+    const TileParams& tp_;
+    std::int64_t tx0_, ty0_, tx1_, ty1_;
+    std::vector<TileComp> comps_;
+};
+
+bool TileDecoder::build(std::string& err) {
+    const std::size_t nc = info_.comps.size();
+    comps_.resize(nc);
+    for (std::size_t c = 0; c < nc; ++c) {
+        const ComponentInfo& ci = info_.comps[c];
+        const CodingStyle& cs = tp_.cod[c];
+        const QuantStyle& q = tp_.qcd[c];
+        TileComp& tc = comps_[c];
+        tc.x0 = ceilDiv(tx0_, ci.dx), tc.y0 = ceilDiv(ty0_, ci.dy);
+        tc.x1 = ceilDiv(tx1_, ci.dx), tc.y1 = ceilDiv(ty1_, ci.dy);
+        const int nl = cs.levels;
+        if (ci.precision > 16) return err = "component precision above 16 bits is not supported", false;
+        const std::size_t w = std::size_t(tc.x1 - tc.x0), h = std::size_t(tc.y1 - tc.y0);
+        if (w * h > kMaxSamples) return err = "tile too large", false;
+        tc.plane.assign(w * h, 0);
+        tc.res.resize(std::size_t(nl) + 1);
+        for (int r = 0; r <= nl; ++r) {
+            Resolution& rs = tc.res[std::size_t(r)];
+            const int nb = nl - r;
+            rs.x0 = ceilShift(tc.x0, nb), rs.y0 = ceilShift(tc.y0, nb);
+            rs.x1 = ceilShift(tc.x1, nb), rs.y1 = ceilShift(tc.y1, nb);
+            rs.ppx = cs.ppx[r], rs.ppy = cs.ppy[r];
+            rs.px0 = rs.x0 >> rs.ppx, rs.py0 = rs.y0 >> rs.ppy;
+            rs.pw = rs.x1 > rs.x0 ? ceilShift(rs.x1, rs.ppx) - rs.px0 : 0;
+            rs.ph = rs.y1 > rs.y0 ? ceilShift(rs.y1, rs.ppy) - rs.py0 : 0;
+            const int cbw = std::min(cs.xcb, rs.ppx - (r > 0)), cbh = std::min(cs.ycb, rs.ppy - (r > 0));
+            // Widths of the next lower resolution give the offsets of HL, LH and HH in the plane.
+            const int lowW = r > 0 ? ceilShift(tc.x1, nb + 1) - ceilShift(tc.x0, nb + 1) : 0;
+            const int lowH = r > 0 ? ceilShift(tc.y1, nb + 1) - ceilShift(tc.y0, nb + 1) : 0;
+            const int firstOrient = r == 0 ? 0 : 1, lastOrient = r == 0 ? 0 : 3;
+            for (int o = firstOrient; o <= lastOrient; ++o) {
+                Band b{};
+                b.orient = o;
+                const int n = r == 0 ? nl : nb + 1;   // decomposition level of the band
+                const std::int64_t xo = (o & 1) ? std::int64_t(1) << (n - 1) : 0;
+                const std::int64_t yo = (o & 2) ? std::int64_t(1) << (n - 1) : 0;
+                b.x0 = ceilShift(tc.x0 - xo, n), b.y0 = ceilShift(tc.y0 - yo, n);
+                b.x1 = ceilShift(tc.x1 - xo, n), b.y1 = ceilShift(tc.y1 - yo, n);
+                b.planeX = (o & 1) ? lowW : 0;
+                b.planeY = (o & 2) ? lowH : 0;
+                const int bandIndex = r == 0 ? 0 : 1 + 3 * (r - 1) + (o - 1);
+                // Derived quantization scales the one exponent by the band's level (T.800 E.1.1.1).
+                int expn;
+                if (q.style == 1) {
+                    expn = q.exponent[0] - nl + n;
+                } else {
+                    if (bandIndex >= q.count) return err = "QCD/QCC: fewer step sizes than sub-bands", false;
+                    expn = q.exponent[bandIndex];
+                }
+                b.magBits = q.guard + expn - 1;
+                const int gain = o == 0 ? 0 : o == 3 ? 2 : 1;
+                const int mant = q.style == 1 ? q.mantissa[0] : q.mantissa[bandIndex];
+                b.delta = std::ldexp(1.0 + mant / 2048.0, ci.precision + gain - expn);
+                b.cbw = cbw, b.cbh = cbh;
+                if (b.x1 > b.x0 && b.y1 > b.y0) {
+                    b.cbx0 = b.x0 >> cbw, b.cby0 = b.y0 >> cbh;
+                    b.ncbx = ceilShift(b.x1, cbw) - b.cbx0, b.ncby = ceilShift(b.y1, cbh) - b.cby0;
+                }
+                for (int j = 0; j < b.ncby; ++j)
+                    for (int i = 0; i < b.ncbx; ++i) {
+                        CodeBlock cb;
+                        cb.x0 = int(std::max<std::int64_t>(b.x0, std::int64_t(b.cbx0 + i) << cbw));
+                        cb.x1 = int(std::min<std::int64_t>(b.x1, std::int64_t(b.cbx0 + i + 1) << cbw));
+                        cb.y0 = int(std::max<std::int64_t>(b.y0, std::int64_t(b.cby0 + j) << cbh));
+                        cb.y1 = int(std::min<std::int64_t>(b.y1, std::int64_t(b.cby0 + j + 1) << cbh));
+                        b.blocks.push_back(std::move(cb));
+                    }
+                rs.bands.push_back(std::move(b));
+            }
+            if (std::int64_t(rs.pw) * rs.ph > (1 << 20)) return err = "too many precincts", false;
+            rs.precincts.resize(std::size_t(rs.pw) * rs.ph);
+            const int bx = rs.ppx - (r > 0), by = rs.ppy - (r > 0);   // precinct size in the bands
+            for (int pj = 0; pj < rs.ph; ++pj)
+                for (int pi = 0; pi < rs.pw; ++pi) {
+                    auto& pbs = rs.precincts[std::size_t(pj) * rs.pw + pi];
+                    pbs.resize(rs.bands.size());
+                    for (std::size_t bi = 0; bi < rs.bands.size(); ++bi) {
+                        const Band& b = rs.bands[bi];
+                        PrecinctBand& pb = pbs[bi];
+                        pb.cw = pb.ch = 0;
+                        if (b.ncbx == 0 || b.ncby == 0) continue;
+                        const std::int64_t bx0 = std::int64_t(rs.px0 + pi) << bx, by0 = std::int64_t(rs.py0 + pj) << by;
+                        const int c0 = std::max<std::int64_t>(b.cbx0, bx0 >> b.cbw) - b.cbx0;
+                        const int c1 = std::min<std::int64_t>(b.cbx0 + b.ncbx, (bx0 + (std::int64_t(1) << bx)) >> b.cbw) - b.cbx0;
+                        const int r0 = std::max<std::int64_t>(b.cby0, by0 >> b.cbh) - b.cby0;
+                        const int r1 = std::min<std::int64_t>(b.cby0 + b.ncby, (by0 + (std::int64_t(1) << by)) >> b.cbh) - b.cby0;
+                        if (c1 <= c0 || r1 <= r0) continue;
+                        pb.cx0 = c0, pb.cy0 = r0, pb.cw = c1 - c0, pb.ch = r1 - r0;
+                        pb.incl.init(pb.cw, pb.ch);
+                        pb.zero.init(pb.cw, pb.ch);
+                    }
+                }
+        }
+    }
+    return true;
+}
+
+bool TileDecoder::readPacket(BitReader& br, int layer, int r, int c, int prec, std::string& err) {
+    const CodingStyle& cs = tp_.cod[std::size_t(c)];
+    Resolution& rs = comps_[std::size_t(c)].res[std::size_t(r)];
+    auto& pbs = rs.precincts[std::size_t(prec)];
+    const std::uint8_t* d = br.p;
+    if ((cs.scod & 2) && br.pos + 6 <= br.end && d[br.pos] == 0xFF && d[br.pos + 1] == 0x91) br.pos += 6;
+    br.cur = 0, br.left = 0;
+    auto truncated = [&]() { return err = "packet header runs past the end of the tile data", false; };
+    const int present = br.bit();
+    if (present < 0) return truncated();
+    struct Contribution {
+        CodeBlock* cb;
+        int newPasses;
+        std::vector<int> lengths;
+    };
+    std::vector<Contribution> contribs;
+    if (present) {
+        bool eof = false;
+        auto next = [&]() {
+            const int b = br.bit();
+            eof |= b < 0;
+            return b;
+        };
+        for (std::size_t bi = 0; bi < pbs.size(); ++bi) {
+            PrecinctBand& pb = pbs[bi];
+            Band& band = rs.bands[bi];
+            for (int j = 0; j < pb.ch; ++j)
+                for (int i = 0; i < pb.cw; ++i) {
+                    CodeBlock& cb = band.blocks[std::size_t(pb.cy0 + j) * band.ncbx + pb.cx0 + i];
+                    int inc;
+                    if (!cb.included) {
+                        inc = pb.incl.decode(i, j, layer + 1, next) ? 1 : 0;
+                        if (eof) return truncated();
+                    } else {
+                        inc = br.bit();
+                    }
+                    if (inc < 0) return truncated();
+                    if (!inc) continue;
+                    if (!cb.included) {
+                        int t = 1;
+                        while (!pb.zero.decode(i, j, t, next)) {
+                            if (eof) return truncated();
+                            if (++t > 80) return err = "packet header: zero bit-plane count out of range", false;
+                        }
+                        cb.zeroPlanes = pb.zero.value(i, j);
+                        cb.included = true;
+                    }
+                    // Number of new coding passes, T.800 Table B.4.
+                    int n = 1, v;
+                    if ((v = br.bit()) < 0) return truncated();
+                    if (v) {
+                        if ((v = br.bit()) < 0) return truncated();
+                        n = 2;
+                        if (v) {
+                            if ((v = br.bits(2)) < 0) return truncated();
+                            n = 3 + v;
+                            if (v == 3) {
+                                if ((v = br.bits(5)) < 0) return truncated();
+                                n = 6 + v;
+                                if (v == 31) {
+                                    if ((v = br.bits(7)) < 0) return truncated();
+                                    n = 37 + v;
+                                }
+                            }
+                        }
+                    }
+                    // Lblock increment: a run of 1 bits ended by a 0.
+                    while ((v = br.bit()) == 1) ++cb.lblock;
+                    if (v < 0) return truncated();
+                    if (cb.lblock > 32) return err = "packet header: code-block length field too long", false;
+                    // One length per codeword segment the new passes reach (T.800 B.10.7.2).
+                    Contribution ct{&cb, n, {}};
+                    int seg = int(cb.segPasses.size()) - 1, done = 0;
+                    int room = seg >= 0 ? segmentCapacity(cs.cbstyle, seg) - cb.segPasses[std::size_t(seg)] : 0;
+                    while (done < n) {
+                        if (room == 0) ++seg, room = segmentCapacity(cs.cbstyle, seg);
+                        const int k = std::min(room, n - done);
+                        int lbits = cb.lblock;
+                        for (int t = k; t > 1; t >>= 1) ++lbits;
+                        if (lbits > 31) return err = "packet header: code-block length field too long", false;
+                        if ((v = br.bits(lbits)) < 0) return truncated();
+                        ct.lengths.push_back(v);
+                        done += k, room -= k;
+                    }
+                    contribs.push_back(std::move(ct));
+                }
+        }
+    }
+    br.align();
+    if ((cs.scod & 4)) {
+        if (br.pos + 2 > br.end || d[br.pos] != 0xFF || d[br.pos + 1] != 0x92) return err = "EPH marker missing", false;
+        br.pos += 2;
+    }
+    // Packet body: the code-block contributions in header order.
+    for (Contribution& ct : contribs) {
+        CodeBlock& cb = *ct.cb;
+        int remaining = ct.newPasses;
+        int seg = int(cb.segPasses.size()) - 1;
+        int room = seg >= 0 ? segmentCapacity(cs.cbstyle, seg) - cb.segPasses[std::size_t(seg)] : 0;
+        for (int len : ct.lengths) {
+            if (std::size_t(len) > br.end - br.pos) return err = "packet body runs past the end of the tile data", false;
+            if (room == 0) {
+                ++seg, room = segmentCapacity(cs.cbstyle, seg);
+                cb.segPasses.push_back(0), cb.segLen.push_back(0);
+            }
+            const int k = std::min(room, remaining);
+            cb.segPasses.back() += k, cb.segLen.back() += len;
+            cb.passes += k, remaining -= k, room -= k;
+            cb.data.insert(cb.data.end(), d + br.pos, d + br.pos + len);
+            br.pos += std::size_t(len);
+        }
+    }
+    return true;
+}
+
+bool TileDecoder::readPackets(const std::uint8_t* data, std::size_t begin, std::size_t end, std::string& err) {
+    // Every packet of the tile with its progression keys (T.800 B.12): layer, resolution,
+    // component, and the precinct's position on the reference grid for the position-driven orders.
+    struct Packet {
+        int l, r, c, p;
+        double y, x;
+    };
+    std::vector<Packet> packets;
+    const int layers = tp_.cod[0].layers;
+    for (std::size_t c = 0; c < comps_.size(); ++c) {
+        const ComponentInfo& ci = info_.comps[c];
+        const int nl = int(comps_[c].res.size()) - 1;
+        for (int r = 0; r <= nl; ++r) {
+            const Resolution& rs = comps_[c].res[std::size_t(r)];
+            for (int pj = 0; pj < rs.ph; ++pj)
+                for (int pi = 0; pi < rs.pw; ++pi) {
+                    // In double: exact for every real geometry, and no overflow for absurd ones.
+                    const double y = std::max<double>(double(ty0_), std::ldexp(double(rs.py0 + pj), rs.ppy + nl - r) * ci.dy);
+                    const double x = std::max<double>(double(tx0_), std::ldexp(double(rs.px0 + pi), rs.ppx + nl - r) * ci.dx);
+                    for (int l = 0; l < layers; ++l) packets.push_back({l, r, int(c), pj * rs.pw + pi, y, x});
+                }
+        }
+        if (packets.size() > (std::size_t(1) << 22)) return err = "too many packets", false;
+    }
+    const int order = tp_.cod[0].order;
+    auto key = [order](const Packet& a) {
+        switch (order) {
+        case 0: return std::make_tuple(double(a.l), double(a.r), double(a.c), a.y, a.x, double(a.p));
+        case 1: return std::make_tuple(double(a.r), double(a.l), double(a.c), a.y, a.x, double(a.p));
+        case 2: return std::make_tuple(double(a.r), a.y, a.x, double(a.c), double(a.l), double(a.p));
+        case 3: return std::make_tuple(a.y, a.x, double(a.c), double(a.r), double(a.l), double(a.p));
+        default: return std::make_tuple(double(a.c), a.y, a.x, double(a.r), double(a.l), double(a.p));
+        }
+    };
+    std::stable_sort(packets.begin(), packets.end(), [&](const Packet& a, const Packet& b) { return key(a) < key(b); });
+    BitReader br{data, begin, end};
+    for (const Packet& pk : packets)
+        if (!readPacket(br, pk.l, pk.r, pk.c, pk.p, err)) return false;
+    return true;
+}
+
+bool TileDecoder::decodeBlocks(int c, std::string& err) {
+    const CodingStyle& cs = tp_.cod[std::size_t(c)];
+    TileComp& tc = comps_[std::size_t(c)];
+    const int planeW = tc.x1 - tc.x0;
+    const int cbMaxW = 1 << cs.xcb, cbMaxH = 1 << cs.ycb;
+    KepiDecodeCBProgrState_JPEG2K* state = nullptr;
+    if (kepiDecodeCBProgrInitAlloc_JPEG2K(&state, {cbMaxW, cbMaxH}) != kepOk) return err = "out of memory", false;
+    std::vector<Kep32s> block(std::size_t(cbMaxW) * cbMaxH);
+    const int flags = libraryFlags(cs.cbstyle);
+    bool ok = true;
+    for (Resolution& rs : tc.res)
+        for (Band& b : rs.bands) {
+            const int subband = b.orient == 0 ? 0 : b.orient == 1 ? 2 : b.orient == 2 ? 1 : 3;
+            for (CodeBlock& cb : b.blocks) {
+                if (cb.passes == 0) continue;
+                const int w = cb.x1 - cb.x0, h = cb.y1 - cb.y0;
+                const int magnBits = b.magBits - cb.zeroPlanes;
+                if (magnBits < 1 || magnBits > 31) {
+                    if (ok) err = "code-block with an invalid number of bit planes", ok = false;
+                    continue;
+                }
+                int residual = 0;
+                static const Kep8u none = 0;
+                const KepResult res = kepiDecodeCodeBlock_JPEG2K_1u32s_C1R(
+                    cb.data.empty() ? &none : cb.data.data(), block.data(), w * 4, {w, h}, subband, magnBits, cb.passes, cb.segLen.data(),
+                    int(cb.segLen.size()), flags, &residual, state);
+                if (res != kepOk && ok) err = "corrupt code-block data", ok = false;
+                // Reconstruction in the middle of each coefficient's remaining uncertainty (T.800
+                // E.1.1.2, r = 1/2). The last pass decoded plane p: after a cleanup or refinement
+                // pass every significant coefficient is known down to p; after a significance pass
+                // only those with bit p set are (the others still await their refinement of p).
+                const int lastPlane = magnBits - 1 - (cb.passes + 1) / 3;
+                const bool endsInSP = (cb.passes - 1) % 3 == 1;
+                const bool reversible = cs.transform == 1;
+                const double scale = std::ldexp(b.delta, kFracBits);
+                for (int y = 0; y < h; ++y) {
+                    std::int32_t* dst = &tc.plane[std::size_t(b.planeY + cb.y0 - b.y0 + y) * planeW + b.planeX + (cb.x0 - b.x0)];
+                    const Kep32s* src = &block[std::size_t(y) * w];
+                    for (int x = 0; x < w; ++x) {
+                        const std::uint32_t v = std::uint32_t(src[x]);
+                        const std::int32_t mag = std::int32_t(v & 0x7FFFFFFFu);
+                        double half = lastPlane >= 0 ? std::ldexp(0.5, lastPlane) : 0.5;
+                        if (endsInSP && lastPlane >= 0 && !((mag >> lastPlane) & 1)) half *= 2;
+                        std::int32_t m = mag;
+                        if (reversible) {
+                            if (mag && half >= 1) m = std::int32_t(std::min<std::int64_t>(mag + std::int64_t(half), 0x7FFFFFFF));
+                        } else if (mag) {
+                            // Dequantized in fixed point with kFracBits fraction bits.
+                            const double f = (mag + half) * scale;
+                            m = f < 2147483647.0 ? std::int32_t(f + 0.5) : 2147483647;
+                        }
+                        dst[x] = (v >> 31) ? -m : m;
+                    }
+                }
+            }
+        }
+    kepiDecodeCBProgrFree_JPEG2K(state);
+    return ok;
+}
+
+bool TileDecoder::reconstruct(std::string& err) {
+    bool ok = true;
+    std::string blockErr;
+    for (std::size_t c = 0; c < comps_.size(); ++c) {
+        if (!decodeBlocks(int(c), blockErr) && ok) err = blockErr, ok = false;
+        TileComp& tc = comps_[c];
+        const int planeW = tc.x1 - tc.x0;
+        if (planeW <= 0 || tc.y1 <= tc.y0) continue;
+        for (std::size_t r = 1; r < tc.res.size(); ++r) {
+            const Resolution& rs = tc.res[r];
+            const KepiRect rect{rs.x0, rs.y0, rs.x1 - rs.x0, rs.y1 - rs.y0};
+            int size = 0;
+            const bool reversible = tp_.cod[c].transform == 1;
+            if (reversible) kepiWTGetBufSize_B53_JPEG2K_32s_C1IR(&rect, &size);
+            else kepiWTGetBufSize_D97_JPEG2K_32s_C1IR(&rect, &size);
+            std::vector<Kep8u> buf(std::size_t(size) + 1);
+            const KepResult res = reversible ? kepiWTInv_B53_JPEG2K_32s_C1IR(tc.plane.data(), planeW * 4, &rect, buf.data())
+                                             : kepiWTInv_D97_JPEG2K_32s_C1IR(tc.plane.data(), planeW * 4, &rect, buf.data());
+            if (res != kepOk) return err = "inverse wavelet failed", false;
+        }
+    }
+    // Inverse component transform (T.800 G.2) on the first three components.
+    const CodingStyle& cs0 = tp_.cod[0];
+    if (cs0.mct && comps_.size() >= 3) {
+        const TileComp& a = comps_[0];
+        for (int c = 1; c < 3; ++c)
+            if (comps_[std::size_t(c)].x0 != a.x0 || comps_[std::size_t(c)].x1 != a.x1 || comps_[std::size_t(c)].y0 != a.y0 ||
+                comps_[std::size_t(c)].y1 != a.y1)
+                return err = "component transform over components of different sizes", false;
+        Kep32s* planes[3] = {comps_[0].plane.data(), comps_[1].plane.data(), comps_[2].plane.data()};
+        const int w = a.x1 - a.x0, h = a.y1 - a.y0;
+        const KepResult res = w <= 0 || h <= 0 ? kepOk
+                              : cs0.transform == 1 ? kepiRCTInv_JPEG2K_32s_P3IR(planes, w * 4, {w, h})
+                                                   : kepiICTInv_JPEG2K_32s_P3IR(planes, w * 4, {w, h});
+        if (res != kepOk)
+            return err = "inverse component transform failed", false;
+    }
+    return ok;
+}
+
+void TileDecoder::store(Decoded& out) const {
+    for (std::size_t c = 0; c < comps_.size(); ++c) {
+        const ComponentInfo& ci = info_.comps[c];
+        const TileComp& tc = comps_[c];
+        const int ox = ceilDiv(info_.x0, ci.dx), oy = ceilDiv(info_.y0, ci.dy);
+        const int lo = ci.sgnd ? -(1 << (ci.precision - 1)) : 0;
+        const int hi = ci.sgnd ? (1 << (ci.precision - 1)) - 1 : (1 << ci.precision) - 1;
+        const int shift = ci.sgnd ? 0 : 1 << (ci.precision - 1);
+        const int w = tc.x1 - tc.x0;
+        const int frac = tp_.cod[c].transform == 1 ? 0 : kFracBits;
+        const std::int64_t half = frac ? std::int64_t(1) << (frac - 1) : 0;
+        for (int y = tc.y0; y < tc.y1; ++y)
+            for (int x = tc.x0; x < tc.x1; ++x) {
+                const std::int64_t v = ((tc.plane[std::size_t(y - tc.y0) * w + (x - tc.x0)] + half) >> frac) + shift;
+                out.planes[c][std::size_t(y - oy) * out.planeWidth[c] + (x - ox)] = std::int32_t(std::clamp<std::int64_t>(v, lo, hi));
+            }
+    }
+}
+
+}  // namespace
+
+bool decode(const std::uint8_t* data, std::size_t size, Decoded& out, std::string& err) {
+    out = Decoded();
+    CodestreamInfo info;
+    std::string parseErr;
+    if (!parse(data, size, info, parseErr)) return err = parseErr, false;
+    out.width = info.width(), out.height = info.height();
+    out.comps = info.comps;
+    std::size_t total = 0;
+    for (const ComponentInfo& ci : info.comps) {
+        if (ci.precision > 16) return err = "component precision above 16 bits is not supported", false;
+        const int w = ceilDiv(info.x1, ci.dx) - ceilDiv(info.x0, ci.dx), h = ceilDiv(info.y1, ci.dy) - ceilDiv(info.y0, ci.dy);
+        total += std::size_t(w) * std::size_t(h);
+        if (total > kMaxSamples) return out = Decoded(), err = "image too large", false;
+        out.planeWidth.push_back(w), out.planeHeight.push_back(h);
+        out.planes.emplace_back(std::size_t(w) * h, ci.sgnd ? 0 : 1 << (ci.precision - 1));
+    }
+    err = parseErr;
+    bool ok = parseErr.empty();
+    std::vector<std::vector<const TilePart*>> partsOf(info.tiles.size());
+    for (const TilePart& tp : info.parts) partsOf[std::size_t(tp.tile)].push_back(&tp);
+    for (int t = 0; t < int(info.tiles.size()); ++t) {
+        if (partsOf[std::size_t(t)].empty()) {
+            if (ok) err = "tile " + std::to_string(t) + " is missing", ok = false;
+            continue;
+        }
+        TileDecoder td(info, t);
+        std::string e;
+        if (!td.build(e)) {
+            if (ok) err = e, ok = false;
+            continue;
+        }
+        // The tile's bit stream is its tile parts' data in order; packets may span tile parts.
+        std::vector<std::uint8_t> stream;
+        for (const TilePart* tp : partsOf[std::size_t(t)]) stream.insert(stream.end(), data + tp->begin, data + tp->end);
+        if (!td.readPackets(stream.data(), 0, stream.size(), e) && ok) err = e, ok = false;
+        if (!td.reconstruct(e) && ok) err = e, ok = false;
+        td.store(out);
+    }
+    return ok;
+}
+
+}  // namespace kepj2k
