@@ -26,6 +26,7 @@
 #include <map>
 
 #include "huff_jpeg.h"
+#include "bench_jpeg_peer.h"
 
 namespace {
 
@@ -72,10 +73,7 @@ Image& image(int quality) {
     return im;
 }
 
-void perImage(benchmark::State& state) {
-    state.counters["s/image"] = benchmark::Counter(static_cast<double>(state.iterations()),
-                                                   benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
-}
+using benchjpeg::perImage;
 
 void HuffDecode_ours(benchmark::State& state) {
     Image& im = image(static_cast<int>(state.range(0)));
@@ -118,15 +116,7 @@ void HuffDecode_careful(benchmark::State& state) {
 }
 
 void HuffDecode_libjpeg(benchmark::State& state) {
-    Image& im = image(static_cast<int>(state.range(0)));
-    for (auto _ : state) {
-        jpeg_decompress_struct d;
-        jpeg_error_mgr e;
-        benchmark::DoNotOptimize(hufftest::readCoefficients(d, e, im.file.bytes));
-        jpeg_finish_decompress(&d);
-        jpeg_destroy_decompress(&d);
-    }
-    perImage(state);
+    benchjpeg::libjpegReadCoefficients(state, image(static_cast<int>(state.range(0))).file.bytes);
 }
 
 template <bool careful>

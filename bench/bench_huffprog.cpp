@@ -10,6 +10,7 @@
 #include <map>
 
 #include "huffprog_jpeg.h"
+#include "bench_jpeg_peer.h"
 
 namespace {
 
@@ -60,10 +61,7 @@ Progressive& progressive(int quality) {
     return p;
 }
 
-void perImage(benchmark::State& state) {
-    state.counters["s/image"] = benchmark::Counter(static_cast<double>(state.iterations()),
-                                                   benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
-}
+using benchjpeg::perImage;
 
 void HuffProgDecode_ours(benchmark::State& state) {
     Progressive& p = progressive(static_cast<int>(state.range(0)));
@@ -99,15 +97,7 @@ void HuffProgDecode_ours(benchmark::State& state) {
 }
 
 void HuffProgDecode_libjpeg(benchmark::State& state) {
-    Progressive& p = progressive(static_cast<int>(state.range(0)));
-    for (auto _ : state) {
-        jpeg_decompress_struct d;
-        jpeg_error_mgr e;
-        benchmark::DoNotOptimize(hufftest::readCoefficients(d, e, p.file.bytes));
-        jpeg_finish_decompress(&d);
-        jpeg_destroy_decompress(&d);
-    }
-    perImage(state);
+    benchjpeg::libjpegReadCoefficients(state, progressive(static_cast<int>(state.range(0))).file.bytes);
 }
 
 // ---- Lossless rows ----------------------------------------------------------------------------
