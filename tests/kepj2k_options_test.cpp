@@ -157,3 +157,84 @@ TEST(Kepj2kOptions, ThreadsGiveTheSingleThreadedResult) {
 }
 
 }  // namespace
+
+namespace {
+
+// Moves the packet headers of a peer stream written with SOP and EPH markers into PPM (main header)
+// or PPT (tile-part headers) segments: each packet is SOP, header, EPH, body, and neither marker can
+// occur inside a header (bit stuffing) or a body (no code-block byte pair exceeds 0xFF8F).
+std::vector<std::uint8_t> packHeaders(const std::vector<std::uint8_t>& s, bool ppm) {
+    auto u16 = [&](std::size_t p) { return std::size_t(s[p]) << 8 | s[p + 1]; };
+    auto u32 = [&](std::size_t p) { return u16(p) << 16 | u16(p + 2); };
+    auto put = [](std::vector<std::uint8_t>& v, std::size_t x, int bytes) {
+        for (int i = bytes - 1; i >= 0; --i) v.push_back(std::uint8_t(x >> (8 * i)));
+    };
+    // Packed segments hold at most 65535 - 3 bytes of headers each.
+    auto segments = [&](std::vector<std::uint8_t>& out, int marker, const std::vector<std::uint8_t>& data) {
+        for (std::size_t p = 0, z = 0; p < data.size(); ++z) {
+            const std::size_t n = std::min<std::size_t>(data.size() - p, 60000);
+            put(out, std::size_t(marker), 2), put(out, n + 3, 2), out.push_back(std::uint8_t(z));
+            out.insert(out.end(), data.begin() + std::ptrdiff_t(p), data.begin() + std::ptrdiff_t(p + n));
+            p += n;
+        }
+    };
+    std::size_t pos = 2;
+    while (u16(pos) != 0xFF90) pos += 2 + u16(pos + 2);
+    std::vector<std::uint8_t> mainHeader(s.begin(), s.begin() + std::ptrdiff_t(pos)), parts, ppmData;
+    while (pos + 12 <= s.size() && u16(pos) == 0xFF90) {
+        const std::size_t psot = u32(pos + 6), end = pos + psot;
+        std::size_t sod = pos + 12;
+        while (u16(sod) != 0xFF93) sod += 2 + u16(sod + 2);
+        std::vector<std::uint8_t> headers, bodies;
+        for (std::size_t p = sod + 2; p < end;) {   // one packet: SOP at p
+            std::size_t eph = p + 6;
+            while (u16(eph) != 0xFF92) ++eph;
+            std::size_t next = eph + 2;
+            while (next < end && !(s[next] == 0xFF && s[next + 1] == 0x91)) ++next;
+            bodies.insert(bodies.end(), s.begin() + std::ptrdiff_t(p), s.begin() + std::ptrdiff_t(p + 6));
+            headers.insert(headers.end(), s.begin() + std::ptrdiff_t(p + 6), s.begin() + std::ptrdiff_t(eph + 2));
+            bodies.insert(bodies.end(), s.begin() + std::ptrdiff_t(eph + 2), s.begin() + std::ptrdiff_t(next));
+            p = next;
+        }
+        std::vector<std::uint8_t> part(s.begin() + std::ptrdiff_t(pos), s.begin() + std::ptrdiff_t(sod));
+        if (ppm) put(ppmData, headers.size(), 4), ppmData.insert(ppmData.end(), headers.begin(), headers.end());
+        else segments(part, 0xFF61, headers);
+        put(part, 0xFF93, 2);
+        part.insert(part.end(), bodies.begin(), bodies.end());
+        const std::size_t len = part.size();
+        for (int i = 0; i < 4; ++i) part[6 + i] = std::uint8_t(len >> (24 - 8 * i));   // Psot
+        parts.insert(parts.end(), part.begin(), part.end());
+        pos = end;
+    }
+    if (ppm) segments(mainHeader, 0xFF60, ppmData);
+    mainHeader.insert(mainHeader.end(), parts.begin(), parts.end());
+    put(mainHeader, 0xFFD9, 2);
+    return mainHeader;
+}
+
+TEST(Kepj2kOptions, PackedPacketHeaders) {
+    const kepjpeg::Image src = testImage(203, 141, 3);
+    for (const char* options : {"-SOP -EPH -r 20,5,1 -t 64,64 -p RPCL", "-SOP -EPH -r 8,1 -TP R -c [32,32]"}) {
+        const std::vector<std::uint8_t> stream = peerEncode(src, options);
+        ASSERT_FALSE(stream.empty());
+        for (bool ppm : {false, true}) {
+            SCOPED_TRACE(std::string(options) + (ppm ? ", PPM" : ", PPT"));
+            const std::vector<std::uint8_t> packed = packHeaders(stream, ppm);
+            kepj2k::CodestreamInfo info;
+            std::string err;
+            ASSERT_TRUE(kepj2k::parse(packed.data(), packed.size(), info, err)) << err;
+            ASSERT_TRUE(info.packedHeaders[0]);
+            bool ok;
+            const kepjpeg::Image ours = ourDecode(packed, kepj2k::DecodeOptions(), ok, err);
+            ASSERT_TRUE(ok) << err;
+            expectSame(ours, src);
+            // Cut packed headers are reported, not read past.
+            std::vector<std::uint8_t> cut = packed;
+            cut.resize(packed.size() * 2 / 3);
+            ourDecode(cut, kepj2k::DecodeOptions(), ok, err);
+            EXPECT_FALSE(ok);
+        }
+    }
+}
+
+}  // namespace

@@ -327,6 +327,26 @@ std::string describe(const CodestreamInfo& info) {
                   orders[cs.order], cs.layers, cs.mct ? "on" : "off", cs.scod & 2 ? "yes" : "no",
                   cs.scod & 4 ? "yes" : "no");
     s += line;
+    if (!info.main.poc.empty()) {
+        std::snprintf(line, sizeof line, "progression changes (POC): %zu volume(s) in the main header\n", info.main.poc.size());
+        s += line;
+    }
+    for (std::size_t c = 0; c < info.comps.size(); ++c)
+        if (info.main.roiShift[c]) {
+            std::snprintf(line, sizeof line, "component %zu: region of interest, max-shift %d\n", c, info.main.roiShift[c]);
+            s += line;
+        }
+    std::size_t packedTiles = 0, pocTiles = 0;
+    for (std::size_t t = 0; t < info.tiles.size(); ++t)
+        packedTiles += info.packedHeaders[t] != 0, pocTiles += info.tiles[t].poc.size() != info.main.poc.size();
+    if (packedTiles) {
+        std::snprintf(line, sizeof line, "packed packet headers in %zu tile(s)\n", packedTiles);
+        s += line;
+    }
+    if (pocTiles) {
+        std::snprintf(line, sizeof line, "tile-specific progression changes in %zu tile(s)\n", pocTiles);
+        s += line;
+    }
     std::snprintf(line, sizeof line, "%zu tile part(s)%s\n", info.parts.size(), info.sawEOC ? "" : ", no EOC");
     s += line;
     for (const std::string& n : info.notes) s += n + "\n";
