@@ -661,6 +661,7 @@ void TileDecoder::store(Decoded& out) const {
         const int frac = tp_.cod[std::size_t(c)].transform == 1 ? 0 : kFracBits;
         const std::int32_t half = frac ? std::int32_t(1) << (frac - 1) : 0;
         const Resolution& rs = tc.res[std::size_t(tc.top)];
+        if (tc.pw <= 0 || tc.ph <= 0) return;
         for (int y = 0; y < tc.ph; ++y) {
             const std::int32_t* src = &tc.plane[std::size_t(y) * tc.pw];
             std::int32_t* dst = &out.planes[std::size_t(c)][std::size_t(rs.y0 + y - oy) * out.planeWidth[std::size_t(c)] + (rs.x0 - ox)];
