@@ -93,6 +93,10 @@ struct CodeBlock {
     int zeroPlanes = 0, lblock = 3;
     int hdrSeg = -1, hdrRoom = 0;   // packet-header state: last codeword segment, passes it can still take
     int passes = 0;                 // passes kept for decoding (layers and resolutions not discarded)
+    // The kept codeword bytes: while they are one run of the tile's bit stream (one layer, or
+    // contributions that follow each other) they are referenced there, else copied into data.
+    const std::uint8_t* run = nullptr;
+    std::size_t runLen = 0;
     std::vector<std::uint8_t> data;
     std::vector<int> segLen, segPasses;
 };
@@ -124,6 +128,7 @@ struct TileComp {
     int x0, y0, x1, y1;
     int top;                           // highest resolution decoded (levels - reduce)
     int pw, ph;                        // size of resolution `top`, the plane's size
+    bool adopted = false;              // plane is the output's component plane, lent for the tile
     std::vector<Resolution> res;
     std::vector<std::int32_t> plane;   // pw x ph coefficients, sub-bands in place
 };
@@ -193,7 +198,10 @@ public:
     // Code-blocks, wavelets, component transform; progress(fraction of this tile) on the calling thread.
     template <class Progress>
     bool reconstruct(std::string& err, Progress progress);
-    void store(Decoded& out) const;
+    // Gives each tile-component its coefficient plane: the output plane itself when the tile
+    // covers the whole component (no copy; samples are then finished in place), else its own.
+    void attachPlanes(Decoded& out);
+    void store(Decoded& out);
 
 private:
     struct Piece {   // one codeword-segment contribution of a code-block in a packet
@@ -230,7 +238,6 @@ bool TileDecoder::build(std::string& err) {
         tc.pw = ceilShift(tc.x1, opt_.reduce) - ceilShift(tc.x0, opt_.reduce);
         tc.ph = ceilShift(tc.y1, opt_.reduce) - ceilShift(tc.y0, opt_.reduce);
         if (std::size_t(tc.pw) * std::size_t(tc.ph) > opt_.maxSamples) return err = "tile too large", false;
-        tc.plane.assign(std::size_t(tc.pw) * std::size_t(tc.ph), 0);
         tc.res.resize(std::size_t(nl) + 1);
         for (int r = 0; r <= nl; ++r) {
             Resolution& rs = tc.res[std::size_t(r)];
@@ -415,7 +422,15 @@ bool TileDecoder::readPacket(BitReader& hdr, std::size_t& body, std::size_t body
             if (pc.newSegment) cb.segPasses.push_back(0), cb.segLen.push_back(0);
             cb.segPasses.back() += pc.passes, cb.segLen.back() += pc.len;
             cb.passes += pc.passes;
-            cb.data.insert(cb.data.end(), b + body, b + body + pc.len);
+            if (!cb.data.empty()) {
+                cb.data.insert(cb.data.end(), b + body, b + body + pc.len);
+            } else if (!cb.run || cb.run + cb.runLen == b + body) {
+                if (!cb.run) cb.run = b + body;
+                cb.runLen += std::size_t(pc.len);
+            } else {
+                cb.data.assign(cb.run, cb.run + cb.runLen);
+                cb.data.insert(cb.data.end(), b + body, b + body + pc.len);
+            }
         }
         body += std::size_t(pc.len);
     }
@@ -541,7 +556,7 @@ bool TileDecoder::reconstruct(std::string& err, Progress progress) {
         for (int r = 0; r <= tc.top; ++r)
             for (Band& b : tc.res[std::size_t(r)].bands)
                 for (CodeBlock& cb : b.blocks)
-                    if (cb.passes > 0) jobs.push_back({int(c), &b, &cb});
+                    jobs.push_back({int(c), &b, &cb});   // blocks without data write their zeros
     }
     const int threads = std::max(1, std::min(opt_.threads, 64));
     struct Worker {
@@ -572,19 +587,20 @@ bool TileDecoder::reconstruct(std::string& err, Progress progress) {
         const int w = cb.x1 - cb.x0, h = cb.y1 - cb.y0;
         const int roi = tp_.roiShift[std::size_t(job.c)];
         const int magnBits = b.magBits + roi - cb.zeroPlanes;
-        if (magnBits < 1 || magnBits > 31) {
-            fail("code-block with an invalid number of bit planes");
+        std::int32_t* dst = &tc.plane[std::size_t(b.planeY + cb.y0 - b.y0) * tc.pw + b.planeX + (cb.x0 - b.x0)];
+        if (cb.passes == 0 || magnBits < 1 || magnBits > 31) {
+            if (cb.passes) fail("code-block with an invalid number of bit planes");
+            for (int y = 0; y < h; ++y) std::fill_n(dst + std::size_t(y) * tc.pw, w, 0);
         } else {
             int residual = 0;
             static const Kep8u none = 0;
             const int subband = b.orient == 0 ? 0 : b.orient == 1 ? 2 : b.orient == 2 ? 1 : 3;
             const KepResult res = kepiDecodeCodeBlock_JPEG2K_1u32s_C1R(
-                cb.data.empty() ? &none : cb.data.data(), wk.block.data(), w * 4, {w, h}, subband, magnBits, cb.passes,
+                !cb.data.empty() ? cb.data.data() : cb.run ? cb.run : &none, wk.block.data(), w * 4, {w, h}, subband, magnBits, cb.passes,
                 cb.segLen.data(), int(cb.segLen.size()), libraryFlags(cs.cbstyle), &residual, wk.state);
             if (res != kepOk) fail("corrupt code-block data");
             const int lastPlane = magnBits - 1 - (cb.passes + 1) / 3;
             const bool endsInSP = (cb.passes - 1) % 3 == 1;
-            std::int32_t* dst = &tc.plane[std::size_t(b.planeY + cb.y0 - b.y0) * tc.pw + b.planeX + (cb.x0 - b.x0)];
             dequantise(wk.block.data(), w, h, dst, tc.pw, lastPlane, endsInSP, roi, cs.transform == 1,
                        std::ldexp(b.delta, kFracBits));
         }
@@ -649,26 +665,45 @@ bool TileDecoder::reconstruct(std::string& err, Progress progress) {
     return ok;
 }
 
-void TileDecoder::store(Decoded& out) const {
+// Top-left of component c's output plane in reduced component coordinates.
+int originX(const CodestreamInfo& info, int c, int reduce) { return ceilShift(ceilDiv(info.x0, info.comps[std::size_t(c)].dx), reduce); }
+int originY(const CodestreamInfo& info, int c, int reduce) { return ceilShift(ceilDiv(info.y0, info.comps[std::size_t(c)].dy), reduce); }
+
+void TileDecoder::attachPlanes(Decoded& out) {
+    for (std::size_t c = 0; c < comps_.size(); ++c) {
+        TileComp& tc = comps_[c];
+        const Resolution& rs = tc.res[std::size_t(tc.top)];
+        tc.adopted = rs.x0 == originX(info_, int(c), opt_.reduce) && rs.y0 == originY(info_, int(c), opt_.reduce) &&
+                     tc.pw == out.planeWidth[c] && tc.ph == out.planeHeight[c];
+        if (tc.adopted) tc.plane.swap(out.planes[c]);   // every code-block writes its part of it
+        else tc.plane.assign(std::size_t(tc.pw) * std::size_t(tc.ph), 0);
+    }
+}
+
+void TileDecoder::store(Decoded& out) {
     const int threads = std::max(1, std::min(opt_.threads, 64));
     parallelFor(int(comps_.size()), threads, [&](int c, int) {
         const ComponentInfo& ci = info_.comps[std::size_t(c)];
-        const TileComp& tc = comps_[std::size_t(c)];
-        const int ox = ceilShift(ceilDiv(info_.x0, ci.dx), opt_.reduce), oy = ceilShift(ceilDiv(info_.y0, ci.dy), opt_.reduce);
+        TileComp& tc = comps_[std::size_t(c)];
+        const int ox = originX(info_, c, opt_.reduce), oy = originY(info_, c, opt_.reduce);
         const int lo = ci.sgnd ? -(1 << (ci.precision - 1)) : 0;
         const int hi = ci.sgnd ? (1 << (ci.precision - 1)) - 1 : (1 << ci.precision) - 1;
         const int shift = ci.sgnd ? 0 : 1 << (ci.precision - 1);
         const int frac = tp_.cod[std::size_t(c)].transform == 1 ? 0 : kFracBits;
         const std::int32_t half = frac ? std::int32_t(1) << (frac - 1) : 0;
         const Resolution& rs = tc.res[std::size_t(tc.top)];
+        if (tc.adopted) tc.plane.swap(out.planes[std::size_t(c)]);   // finished in place below
         if (tc.pw <= 0 || tc.ph <= 0) return;
         for (int y = 0; y < tc.ph; ++y) {
-            const std::int32_t* src = &tc.plane[std::size_t(y) * tc.pw];
+            const std::int32_t* src = tc.adopted ? &out.planes[std::size_t(c)][std::size_t(y) * tc.pw] : &tc.plane[std::size_t(y) * tc.pw];
             std::int32_t* dst = &out.planes[std::size_t(c)][std::size_t(rs.y0 + y - oy) * out.planeWidth[std::size_t(c)] + (rs.x0 - ox)];
             for (int x = 0; x < tc.pw; ++x) {
-                // In 64 bits: hostile streams can leave coefficients anywhere in the 32-bit range.
-                const std::int64_t v = ((std::int64_t(src[x]) + half) >> frac) + shift;
-                dst[x] = std::int32_t(v < lo ? lo : v > hi ? hi : v);
+                // Hostile streams can leave coefficients anywhere in the 32-bit range: bounded to
+                // +-2^30 first, the rounding and the level shift cannot overflow.
+                std::int32_t v = src[x];
+                v = v < -(1 << 30) ? -(1 << 30) : v > (1 << 30) ? (1 << 30) : v;
+                v = ((v + half) >> frac) + shift;
+                dst[x] = v < lo ? lo : v > hi ? hi : v;
             }
         }
     });
@@ -738,6 +773,7 @@ bool decode(const std::uint8_t* data, std::size_t size, Decoded& out, std::strin
             for (const TilePart* tp : parts) stream.insert(stream.end(), data + tp->begin, data + tp->end);
             s = stream.data(), n = stream.size();
         }
+        td.attachPlanes(out);
         const std::vector<std::uint8_t>* headers = info.packedHeaders[std::size_t(t)] ? &info.packed[std::size_t(t)] : nullptr;
         if (!td.readPackets(s, 0, n, headers, e) && ok) err = e, ok = false;
         if (!td.reconstruct(e, progress) && ok) err = e, ok = false;
