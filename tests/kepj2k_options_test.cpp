@@ -238,3 +238,55 @@ TEST(Kepj2kOptions, PackedPacketHeaders) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(Kepj2kOptions, HugeHeadersAreRefusedBeforeAnyAllocation) {
+    std::vector<std::uint8_t> stream = peerEncode(testImage(64, 48, 3), "");
+    ASSERT_FALSE(stream.empty());
+    // SIZ at offset 2: marker, length, Rsiz, then Xsiz and Ysiz; 2^15 x 2^14 x 3 samples > 2^28.
+    put32(&stream[8], 1u << 15);
+    put32(&stream[12], 1u << 14);
+    put32(&stream[24], 1u << 15);   // one tile over the whole image
+    put32(&stream[28], 1u << 14);
+    kepj2k::Decoded d;
+    std::string err;
+    EXPECT_FALSE(kepj2k::decode(stream.data(), stream.size(), d, err));
+    EXPECT_EQ(err, "image too large");
+    EXPECT_TRUE(d.planes.empty());
+    // The limit counts the samples of the output: a 64x48 RGB stream under a limit of 64*48*3 - 1
+    // samples is refused, and decodes at half resolution.
+    const std::vector<std::uint8_t> small = peerEncode(testImage(64, 48, 3), "");
+    kepj2k::DecodeOptions opt;
+    opt.maxSamples = 64 * 48 * 3 - 1;
+    EXPECT_FALSE(kepj2k::decode(small.data(), small.size(), d, err, opt));
+    EXPECT_EQ(err, "image too large");
+    opt.reduce = 1;
+    EXPECT_TRUE(kepj2k::decode(small.data(), small.size(), d, err, opt)) << err;
+    EXPECT_EQ(d.width, 32);
+}
+
+TEST(Kepj2kOptions, ToolOptionsAndJp2Info) {
+    const kepjpeg::Image src = testImage(96, 70, 3);
+    const std::vector<std::uint8_t> jp2 = peerEncode(src, "-r 10,1", ".jp2");
+    const std::string dir = kepj2k_test::scratch(), tool = KEPJ2K_TOOL;
+    std::string err;
+    ASSERT_TRUE(kepjpeg::writeFile(dir + "/opt.jp2", jp2, err));
+    ASSERT_EQ(std::system((tool + " decode --reduce 1 --layers 1 --threads 2 " + dir + "/opt.jp2 " + dir + "/opt.ppm").c_str()), 0);
+    kepjpeg::Image back;
+    ASSERT_TRUE(kepjpeg::readImage(dir + "/opt.ppm", back, err)) << err;
+    kepj2k::DecodeOptions opt;
+    opt.reduce = 1, opt.layers = 1;
+    bool ok;
+    expectSame(back, ourDecode(jp2, opt, ok, err));
+    EXPECT_EQ(back.width, 48);
+    ASSERT_EQ(std::system((tool + " info " + dir + "/opt.jp2 >" + dir + "/info.txt").c_str()), 0);
+    std::vector<std::uint8_t> info;
+    ASSERT_TRUE(kepjpeg::readFile(dir + "/info.txt", info, err));
+    const std::string text(info.begin(), info.end());
+    EXPECT_NE(text.find("box 'jp2c'"), std::string::npos) << text;
+    EXPECT_NE(text.find("image 96x70"), std::string::npos) << text;
+    EXPECT_NE(std::system((tool + " decode --reduce x " + dir + "/opt.jp2 " + dir + "/x.ppm 2>/dev/null").c_str()), 0);
+}
+
+}  // namespace
