@@ -124,13 +124,19 @@ TEST(Kepj2kOptions, ProgressionChangesAndRegionsOfInterest) {
 
 TEST(Kepj2kOptions, ThreadsGiveTheSingleThreadedResult) {
     const kepjpeg::Image src = testImage(203, 141, 3);
-    for (const char* options : {"-t 64,64 -r 20,5,1 -c [32,32] -M 5", "-I -r 30 -b 16,16"}) {
+    // Tile-part lengths (TLM) and packet lengths (PLT) are skipped.
+    for (const char* options : {"-t 64,64 -r 20,5,1 -c [32,32] -M 5 -TLM -PLT -TP R", "-I -r 30 -b 16,16"}) {
         SCOPED_TRACE(options);
         const std::vector<std::uint8_t> stream = peerEncode(src, options);
         ASSERT_FALSE(stream.empty());
         kepj2k::Decoded one, many;
         std::string err;
         ASSERT_TRUE(kepj2k::decode(stream.data(), stream.size(), one, err)) << err;
+        if (options[1] == 't') {
+            kepjpeg::Image img;
+            ASSERT_TRUE(kepj2k::toImage(one, img, err));
+            expectSame(img, src);
+        }
         kepj2k::DecodeOptions opt;
         opt.threads = 3;
         int calls = 0;

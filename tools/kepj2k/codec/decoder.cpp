@@ -1,7 +1,10 @@
 // Tile decoding: the tile / resolution / sub-band / precinct / code-block geometry of ITU-T T.800
-// B.5 to B.7, packet headers with tag trees (B.10), the five progression orders (B.12), then per
-// code-block the library's decoder, dequantization (E.1), the library's inverse wavelets (F) and
-// inverse component transforms (G).
+// B.5 to B.7, packet headers with tag trees (B.10), in or out of the bit stream (PPM/PPT, A.7.4,
+// A.7.5), the five progression orders and their changes (B.12), then per code-block the library's
+// decoder, dequantization (E.1) with ROI max-shift (H.1), the library's inverse wavelets (F) and
+// inverse component transforms (G). Reduced resolution stops the synthesis early (B.5), fewer
+// layers keep the first contributions of each code-block; code-blocks, wavelets and the output
+// run on a thread pool with one library decoder state per thread.
 #include <algorithm>
 #include <atomic>
 #include <cmath>
