@@ -697,16 +697,23 @@ void TileDecoder::store(Decoded& out) {
         const Resolution& rs = tc.res[std::size_t(tc.top)];
         if (tc.adopted) tc.plane.swap(out.planes[std::size_t(c)]);   // finished in place below
         if (tc.pw <= 0 || tc.ph <= 0) return;
-        for (int y = 0; y < tc.ph; ++y) {
-            const std::int32_t* src = tc.adopted ? &out.planes[std::size_t(c)][std::size_t(y) * tc.pw] : &tc.plane[std::size_t(y) * tc.pw];
-            std::int32_t* dst = &out.planes[std::size_t(c)][std::size_t(rs.y0 + y - oy) * out.planeWidth[std::size_t(c)] + (rs.x0 - ox)];
-            for (int x = 0; x < tc.pw; ++x) {
-                // Hostile streams can leave coefficients anywhere in the 32-bit range: bounded to
-                // +-2^30 first, the rounding and the level shift cannot overflow.
-                std::int32_t v = src[x];
-                v = v < -(1 << 30) ? -(1 << 30) : v > (1 << 30) ? (1 << 30) : v;
-                v = ((v + half) >> frac) + shift;
-                dst[x] = v < lo ? lo : v > hi ? hi : v;
+        const int w = tc.pw, h = tc.ph;
+        std::int32_t* base = out.planes[std::size_t(c)].data();
+        const std::size_t stride = std::size_t(out.planeWidth[std::size_t(c)]);
+        // Hostile streams can leave coefficients anywhere in the 32-bit range: bounded to +-2^30
+        // first, the rounding and the level shift cannot overflow.
+        auto finish = [=](std::int32_t v) {
+            v = v < -(1 << 30) ? -(1 << 30) : v > (1 << 30) ? (1 << 30) : v;
+            v = ((v + half) >> frac) + shift;
+            return v < lo ? lo : v > hi ? hi : v;
+        };
+        for (int y = 0; y < h; ++y) {
+            std::int32_t* dst = base + std::size_t(rs.y0 + y - oy) * stride + (rs.x0 - ox);
+            if (tc.adopted) {
+                for (int x = 0; x < w; ++x) dst[x] = finish(dst[x]);
+            } else {
+                const std::int32_t* src = &tc.plane[std::size_t(y) * w];
+                for (int x = 0; x < w; ++x) dst[x] = finish(src[x]);
             }
         }
     });
