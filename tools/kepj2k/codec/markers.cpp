@@ -118,7 +118,7 @@ bool readCodingSegment(int marker, Reader& r, std::size_t end, const CodestreamI
     return true;
 }
 
-// RGN (T.800 A.6.3): only the max-shift method exists in Part 1.
+// RGN (T.800 A.6.3): T.800 defines the max-shift method only (Srgn = 0).
 bool readRGN(Reader& r, std::size_t end, const CodestreamInfo& info, TileParams& tp, std::string& err) {
     const int nc = int(info.comps.size());
     const int c = nc < 257 ? r.u8() : r.u16();
