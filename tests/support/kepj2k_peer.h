@@ -35,9 +35,11 @@ inline kepjpeg::Image testImage(int w, int h, int channels) {
     return g;
 }
 
-// Encodes img with the peer's encoder and the given options; the code stream, empty on failure.
-inline std::vector<std::uint8_t> peerEncode(const kepjpeg::Image& img, const std::string& options) {
-    const std::string in = scratch() + (img.channels == 1 ? "/in.pgm" : "/in.ppm"), out = scratch() + "/peer.j2k";
+// Encodes img with the peer's encoder and the given options; the code stream (a JP2 file with
+// ext ".jp2"), empty on failure.
+inline std::vector<std::uint8_t> peerEncode(const kepjpeg::Image& img, const std::string& options,
+                                            const std::string& ext = ".j2k") {
+    const std::string in = scratch() + (img.channels == 1 ? "/in.pgm" : "/in.ppm"), out = scratch() + "/peer" + ext;
     std::string err;
     std::vector<std::uint8_t> data;
     std::remove(out.c_str());
@@ -48,12 +50,13 @@ inline std::vector<std::uint8_t> peerEncode(const kepjpeg::Image& img, const std
     return data;
 }
 
-// The peer's own decode of a code stream, as an image.
-inline bool peerDecode(const std::vector<std::uint8_t>& stream, int channels, kepjpeg::Image& img) {
+// The peer's own decode of a code stream, as an image, with the peer decoder's options.
+inline bool peerDecode(const std::vector<std::uint8_t>& stream, int channels, kepjpeg::Image& img,
+                       const std::string& options = "") {
     const std::string in = scratch() + "/peerdec.j2k", out = scratch() + (channels == 1 ? "/peerdec.pgm" : "/peerdec.ppm");
     std::string err;
     if (!kepjpeg::writeFile(in, stream, err)) return false;
-    const std::string cmd = std::string(OPJ_DECOMPRESS) + " -i " + in + " -o " + out + " >/dev/null 2>&1";
+    const std::string cmd = std::string(OPJ_DECOMPRESS) + " -i " + in + " -o " + out + " " + options + " >/dev/null 2>&1";
     return std::system(cmd.c_str()) == 0 && kepjpeg::readImage(out, img, err);
 }
 

@@ -1,8 +1,12 @@
 // kepj2k: a JPEG 2000 code-stream decoder built on libkepjx1's public primitives.
 //
-//   kepj2k decode IN.j2k OUT   code stream to PGM/PPM/PAM/PNG (by extension)
-//   kepj2k info IN.j2k         main header, components, coding style, tile parts
+//   kepj2k decode [--reduce N] [--layers N] [--threads N] IN.{j2k,jp2} OUT
+//                              code stream or JP2 file to PGM/PPM/PAM/PNG (by extension)
+//   kepj2k info IN.{j2k,jp2}   JP2 boxes, main header, components, coding style, tile parts
+#include <unistd.h>
+
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -15,8 +19,11 @@ namespace {
 
 int usage() {
     std::fprintf(stderr,
-                 "usage: kepj2k decode IN.j2k OUT.{pgm,ppm,pam,png}\n"
-                 "       kepj2k info IN.j2k\n");
+                 "usage: kepj2k decode [--reduce N] [--layers N] [--threads N] IN.{j2k,jp2} OUT.{pgm,ppm,pam,png}\n"
+                 "       kepj2k info IN.{j2k,jp2}\n"
+                 "  --reduce N   discard the N highest resolution levels\n"
+                 "  --layers N   decode the first N quality layers only\n"
+                 "  --threads N  decode code-blocks and tile-components on N threads\n");
     return 2;
 }
 
@@ -24,19 +31,43 @@ int info(const char* path) {
     std::vector<std::uint8_t> data;
     std::string err;
     if (!kepjpeg::readFile(path, data, err)) return std::fprintf(stderr, "kepj2k: %s\n", err.c_str()), 1;
+    std::size_t begin = 0, size = data.size();
+    if (kepj2k::isJp2(data.data(), data.size())) {
+        std::string boxes;
+        if (!kepj2k::readJp2(data.data(), data.size(), begin, size, &boxes, err))
+            return std::fputs(boxes.c_str(), stdout), std::fprintf(stderr, "kepj2k: %s: %s\n", path, err.c_str()), 1;
+        std::fputs(boxes.c_str(), stdout);
+        if (!err.empty()) std::fprintf(stderr, "kepj2k: %s: %s\n", path, err.c_str());
+    }
     kepj2k::CodestreamInfo ci;
-    const bool ok = kepj2k::parse(data.data(), data.size(), ci, err);
+    std::string perr;
+    const bool ok = kepj2k::parse(data.data() + begin, size, ci, perr);
     if (ok) std::fputs(kepj2k::describe(ci).c_str(), stdout);
+    if (err.empty()) err = perr;
     if (!err.empty()) return std::fprintf(stderr, "kepj2k: %s: %s\n", path, err.c_str()), 1;
     return 0;
 }
 
-int decode(const char* in, const char* out) {
+// Percentage on stderr, rewritten in place; only called when stderr is a terminal.
+void showProgress(double done, void* last) {
+    const int pct = int(done * 100);
+    int& shown = *static_cast<int*>(last);
+    if (pct == shown) return;
+    shown = pct;
+    std::fprintf(stderr, "\rkepj2k: decoding %3d%%", pct);
+    std::fflush(stderr);
+}
+
+int decode(const char* in, const char* out, const kepj2k::DecodeOptions& options) {
     std::vector<std::uint8_t> data;
     std::string err;
     if (!kepjpeg::readFile(in, data, err)) return std::fprintf(stderr, "kepj2k: %s\n", err.c_str()), 1;
     kepj2k::Decoded d;
-    const bool ok = kepj2k::decode(data.data(), data.size(), d, err);
+    kepj2k::DecodeOptions opt = options;
+    int shown = -1;
+    if (isatty(STDERR_FILENO)) opt.progress = showProgress, opt.progressUser = &shown;
+    const bool ok = kepj2k::decode(data.data(), data.size(), d, err, opt);
+    if (shown >= 0) std::fputs("\r                       \r", stderr);
     if (!ok) std::fprintf(stderr, "kepj2k: %s: %s\n", in, err.c_str());
     if (d.planes.empty()) return 1;
     // A damaged stream is still written as far as it decoded, and the exit status reports it.
@@ -51,6 +82,20 @@ int decode(const char* in, const char* out) {
 
 int main(int argc, char** argv) {
     if (argc == 3 && !std::strcmp(argv[1], "info")) return info(argv[2]);
-    if (argc == 4 && !std::strcmp(argv[1], "decode")) return decode(argv[2], argv[3]);
+    if (argc >= 4 && !std::strcmp(argv[1], "decode")) {
+        kepj2k::DecodeOptions opt;
+        int i = 2;
+        for (; i + 1 < argc && !std::strncmp(argv[i], "--", 2); i += 2) {
+            char* end = nullptr;
+            const long v = std::strtol(argv[i + 1], &end, 10);
+            if (*end || v < 0 || v > 1024) return usage();
+            if (!std::strcmp(argv[i], "--reduce")) opt.reduce = int(v);
+            else if (!std::strcmp(argv[i], "--layers")) opt.layers = int(v);
+            else if (!std::strcmp(argv[i], "--threads") && v > 0) opt.threads = int(v);
+            else return usage();
+        }
+        if (argc - i != 2) return usage();
+        return decode(argv[i], argv[i + 1], opt);
+    }
     return usage();
 }

@@ -1,10 +1,16 @@
 // Tile decoding: the tile / resolution / sub-band / precinct / code-block geometry of ITU-T T.800
-// B.5 to B.7, packet headers with tag trees (B.10), the five progression orders (B.12), then per
-// code-block the library's decoder, dequantization (E.1), the library's inverse wavelets (F) and
-// inverse component transforms (G).
+// B.5 to B.7, packet headers with tag trees (B.10), in or out of the bit stream (PPM/PPT, A.7.4,
+// A.7.5), the five progression orders and their changes (B.12), then per code-block the library's
+// decoder, dequantization (E.1) with ROI max-shift (H.1), the library's inverse wavelets (F) and
+// inverse component transforms (G). Reduced resolution stops the synthesis early (B.5), fewer
+// layers keep the first contributions of each code-block; code-blocks, wavelets and the output
+// run on a thread pool with one library decoder state per thread.
 #include <algorithm>
+#include <atomic>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
+#include <thread>
 #include <tuple>
 
 #include "j2k.h"
@@ -14,8 +20,8 @@
 namespace kepj2k {
 namespace {
 
-// Samples of one tile-component, and of the whole image, the decoder accepts (1 GiB of 32-bit values).
-constexpr std::size_t kMaxSamples = std::size_t(1) << 28;
+// Tile-components the decoder accepts: each costs its geometry even when it holds no sample.
+constexpr std::int64_t kMaxTileComponents = std::int64_t(1) << 20;
 
 // Fraction bits of the irreversible path's fixed-point coefficients (samples of up to 16 bits
 // keep several bits of headroom in 32 bits through the 9/7 synthesis).
@@ -23,6 +29,25 @@ constexpr int kFracBits = 8;
 
 int ceilDiv(std::int64_t a, std::int64_t b) { return int((a + b - 1) / b); }
 int ceilShift(std::int64_t a, int s) { return int((a + (std::int64_t(1) << s) - 1) >> s); }
+
+// Runs f(i, t) for i in [0, n) on up to `threads` threads; t is the worker's index, 0 being the
+// calling thread, so that callers can give each worker its own state.
+template <class F>
+void parallelFor(int n, int threads, F&& f) {
+    threads = std::max(1, std::min(threads, n));
+    if (threads == 1) {
+        for (int i = 0; i < n; ++i) f(i, 0);
+        return;
+    }
+    std::atomic<int> next{0};
+    auto work = [&](int t) {
+        for (int i; (i = next.fetch_add(1, std::memory_order_relaxed)) < n;) f(i, t);
+    };
+    std::vector<std::thread> pool;
+    for (int t = 1; t < threads; ++t) pool.emplace_back(work, t);
+    work(0);
+    for (std::thread& th : pool) th.join();
+}
 
 // T.800 B.10.2 tag tree: decodes, bit by bit, whether a leaf's value is below a threshold.
 class TagTree {
@@ -68,7 +93,13 @@ private:
 struct CodeBlock {
     int x0, y0, x1, y1;   // band coordinates
     bool included = false;
-    int zeroPlanes = 0, lblock = 3, passes = 0;
+    int zeroPlanes = 0, lblock = 3;
+    int hdrSeg = -1, hdrRoom = 0;   // packet-header state: last codeword segment, passes it can still take
+    int passes = 0;                 // passes kept for decoding (layers and resolutions not discarded)
+    // The kept codeword bytes: while they are one run of the tile's bit stream (one layer, or
+    // contributions that follow each other) they are referenced there, else copied into data.
+    const std::uint8_t* run = nullptr;
+    std::size_t runLen = 0;
     std::vector<std::uint8_t> data;
     std::vector<int> segLen, segPasses;
 };
@@ -98,8 +129,11 @@ struct Resolution {
 
 struct TileComp {
     int x0, y0, x1, y1;
+    int top;                           // highest resolution decoded (levels - reduce)
+    int pw, ph;                        // size of resolution `top`, the plane's size
+    bool adopted = false;              // plane is the output's component plane, lent for the tile
     std::vector<Resolution> res;
-    std::vector<std::int32_t> plane;   // width x height coefficients, sub-bands in place
+    std::vector<std::int32_t> plane;   // pw x ph coefficients, sub-bands in place
 };
 
 // Packet-header bit reader with the bit stuffing of T.800 B.10.1.
@@ -149,7 +183,8 @@ int libraryFlags(int cbstyle) {
 
 class TileDecoder {
 public:
-    TileDecoder(const CodestreamInfo& info, int tile) : info_(info), tp_(info.tiles[std::size_t(tile)]) {
+    TileDecoder(const CodestreamInfo& info, int tile, const DecodeOptions& opt)
+        : info_(info), tp_(info.tiles[std::size_t(tile)]), opt_(opt) {
         const int p = tile % info.tilesX, q = tile / info.tilesX;
         tx0_ = std::max<std::int64_t>(info.tx0 + std::int64_t(p) * info.tw, info.x0);
         ty0_ = std::max<std::int64_t>(info.ty0 + std::int64_t(q) * info.th, info.y0);
@@ -158,20 +193,35 @@ public:
     }
 
     bool build(std::string& err);
-    // Reads the packets from the tile's bit stream; false (with err) when the data ends early or
-    // is corrupt, after keeping everything read so far.
-    bool readPackets(const std::uint8_t* data, std::size_t begin, std::size_t end, std::string& err);
-    bool reconstruct(std::string& err);
-    void store(Decoded& out) const;
+    // Reads the packets from the tile's bit stream (packet headers from `headers` when they are
+    // packed in PPM/PPT, else from the bit stream itself); false (with err) when the data ends
+    // early or is corrupt, after keeping everything read so far.
+    bool readPackets(const std::uint8_t* data, std::size_t begin, std::size_t end, const std::vector<std::uint8_t>* headers,
+                     std::string& err);
+    // Code-blocks, wavelets, component transform; progress(fraction of this tile) on the calling thread.
+    template <class Progress>
+    bool reconstruct(std::string& err, Progress progress);
+    // Gives each tile-component its coefficient plane: the output plane itself when the tile
+    // covers the whole component (no copy; samples are then finished in place), else its own.
+    void attachPlanes(Decoded& out);
+    void store(Decoded& out);
 
 private:
-    bool readPacket(BitReader& br, int layer, int r, int c, int prec, std::string& err);
-    bool decodeBlocks(int c, std::string& err);
+    struct Piece {   // one codeword-segment contribution of a code-block in a packet
+        CodeBlock* cb;
+        int len, passes;
+        bool newSegment;
+    };
+    bool readPacket(BitReader& hdr, std::size_t& body, std::size_t bodyEnd, bool packed, int layer, int r, int c,
+                    int prec, std::string& err);
 
     const CodestreamInfo& info_;
     const TileParams& tp_;
+    const DecodeOptions& opt_;
     std::int64_t tx0_, ty0_, tx1_, ty1_;
     std::vector<TileComp> comps_;
+    std::vector<Piece> pieces_;   // scratch of readPacket
+    const std::uint8_t* bodyData_ = nullptr;
 };
 
 bool TileDecoder::build(std::string& err) {
@@ -186,9 +236,11 @@ bool TileDecoder::build(std::string& err) {
         tc.x1 = ceilDiv(tx1_, ci.dx), tc.y1 = ceilDiv(ty1_, ci.dy);
         const int nl = cs.levels;
         if (ci.precision > 16) return err = "component precision above 16 bits is not supported", false;
-        const std::size_t w = std::size_t(tc.x1 - tc.x0), h = std::size_t(tc.y1 - tc.y0);
-        if (w * h > kMaxSamples) return err = "tile too large", false;
-        tc.plane.assign(w * h, 0);
+        if (opt_.reduce > nl) return err = "cannot discard more resolution levels than a tile-component has", false;
+        tc.top = nl - opt_.reduce;
+        tc.pw = ceilShift(tc.x1, opt_.reduce) - ceilShift(tc.x0, opt_.reduce);
+        tc.ph = ceilShift(tc.y1, opt_.reduce) - ceilShift(tc.y0, opt_.reduce);
+        if (std::size_t(tc.pw) * std::size_t(tc.ph) > opt_.maxSamples) return err = "tile too large", false;
         tc.res.resize(std::size_t(nl) + 1);
         for (int r = 0; r <= nl; ++r) {
             Resolution& rs = tc.res[std::size_t(r)];
@@ -271,28 +323,31 @@ bool TileDecoder::build(std::string& err) {
     return true;
 }
 
-bool TileDecoder::readPacket(BitReader& br, int layer, int r, int c, int prec, std::string& err) {
+bool TileDecoder::readPacket(BitReader& hdr, std::size_t& body, std::size_t bodyEnd, bool packed, int layer, int r,
+                             int c, int prec, std::string& err) {
     const CodingStyle& cs = tp_.cod[std::size_t(c)];
-    Resolution& rs = comps_[std::size_t(c)].res[std::size_t(r)];
+    TileComp& tc = comps_[std::size_t(c)];
+    Resolution& rs = tc.res[std::size_t(r)];
     auto& pbs = rs.precincts[std::size_t(prec)];
-    const std::uint8_t* d = br.p;
-    if ((cs.scod & 2) && br.pos + 6 <= br.end && d[br.pos] == 0xFF && d[br.pos + 1] == 0x91) br.pos += 6;
-    br.cur = 0, br.left = 0;
-    auto truncated = [&]() { return err = "packet header runs past the end of the tile data", false; };
-    const int present = br.bit();
-    if (present < 0) return truncated();
-    struct Contribution {
-        CodeBlock* cb;
-        int newPasses;
-        std::vector<int> lengths;
+    // Contributions of discarded layers and resolutions are parsed (later headers depend on them) but not kept.
+    const bool keep = (opt_.layers == 0 || layer < opt_.layers) && r <= tc.top;
+    const std::uint8_t* d = hdr.p;
+    const std::uint8_t* b = bodyData_;   // packet bodies (and SOP markers) are always in the tile data
+    if ((cs.scod & 2) && body + 6 <= bodyEnd && b[body] == 0xFF && b[body + 1] == 0x91) body += 6;
+    if (!packed) hdr.pos = body;
+    hdr.cur = 0, hdr.left = 0;
+    auto truncated = [&]() {
+        return err = packed ? "packed packet headers end early" : "packet header runs past the end of the tile data", false;
     };
-    std::vector<Contribution> contribs;
+    const int present = hdr.bit();
+    if (present < 0) return truncated();
+    pieces_.clear();
     if (present) {
         bool eof = false;
         auto next = [&]() {
-            const int b = br.bit();
-            eof |= b < 0;
-            return b;
+            const int v = hdr.bit();
+            eof |= v < 0;
+            return v;
         };
         for (std::size_t bi = 0; bi < pbs.size(); ++bi) {
             PrecinctBand& pb = pbs[bi];
@@ -305,7 +360,7 @@ bool TileDecoder::readPacket(BitReader& br, int layer, int r, int c, int prec, s
                         inc = pb.incl.decode(i, j, layer + 1, next) ? 1 : 0;
                         if (eof) return truncated();
                     } else {
-                        inc = br.bit();
+                        inc = hdr.bit();
                     }
                     if (inc < 0) return truncated();
                     if (!inc) continue;
@@ -320,73 +375,73 @@ bool TileDecoder::readPacket(BitReader& br, int layer, int r, int c, int prec, s
                     }
                     // Number of new coding passes, T.800 Table B.4.
                     int n = 1, v;
-                    if ((v = br.bit()) < 0) return truncated();
+                    if ((v = hdr.bit()) < 0) return truncated();
                     if (v) {
-                        if ((v = br.bit()) < 0) return truncated();
+                        if ((v = hdr.bit()) < 0) return truncated();
                         n = 2;
                         if (v) {
-                            if ((v = br.bits(2)) < 0) return truncated();
+                            if ((v = hdr.bits(2)) < 0) return truncated();
                             n = 3 + v;
                             if (v == 3) {
-                                if ((v = br.bits(5)) < 0) return truncated();
+                                if ((v = hdr.bits(5)) < 0) return truncated();
                                 n = 6 + v;
                                 if (v == 31) {
-                                    if ((v = br.bits(7)) < 0) return truncated();
+                                    if ((v = hdr.bits(7)) < 0) return truncated();
                                     n = 37 + v;
                                 }
                             }
                         }
                     }
                     // Lblock increment: a run of 1 bits ended by a 0.
-                    while ((v = br.bit()) == 1) ++cb.lblock;
+                    while ((v = hdr.bit()) == 1) ++cb.lblock;
                     if (v < 0) return truncated();
                     if (cb.lblock > 32) return err = "packet header: code-block length field too long", false;
                     // One length per codeword segment the new passes reach (T.800 B.10.7.2).
-                    Contribution ct{&cb, n, {}};
-                    int seg = int(cb.segPasses.size()) - 1, done = 0;
-                    int room = seg >= 0 ? segmentCapacity(cs.cbstyle, seg) - cb.segPasses[std::size_t(seg)] : 0;
-                    while (done < n) {
-                        if (room == 0) ++seg, room = segmentCapacity(cs.cbstyle, seg);
-                        const int k = std::min(room, n - done);
+                    for (int done = 0; done < n;) {
+                        const bool fresh = cb.hdrRoom == 0;
+                        if (fresh) ++cb.hdrSeg, cb.hdrRoom = segmentCapacity(cs.cbstyle, cb.hdrSeg);
+                        const int k = std::min(cb.hdrRoom, n - done);
                         int lbits = cb.lblock;
                         for (int t = k; t > 1; t >>= 1) ++lbits;
                         if (lbits > 31) return err = "packet header: code-block length field too long", false;
-                        if ((v = br.bits(lbits)) < 0) return truncated();
-                        ct.lengths.push_back(v);
-                        done += k, room -= k;
+                        if ((v = hdr.bits(lbits)) < 0) return truncated();
+                        pieces_.push_back({&cb, v, k, fresh});
+                        done += k, cb.hdrRoom -= k;
                     }
-                    contribs.push_back(std::move(ct));
                 }
         }
     }
-    br.align();
+    hdr.align();
     if ((cs.scod & 4)) {
-        if (br.pos + 2 > br.end || d[br.pos] != 0xFF || d[br.pos + 1] != 0x92) return err = "EPH marker missing", false;
-        br.pos += 2;
+        if (hdr.pos + 2 > hdr.end || d[hdr.pos] != 0xFF || d[hdr.pos + 1] != 0x92) return err = "EPH marker missing", false;
+        hdr.pos += 2;
     }
+    if (!packed) body = hdr.pos;
     // Packet body: the code-block contributions in header order.
-    for (Contribution& ct : contribs) {
-        CodeBlock& cb = *ct.cb;
-        int remaining = ct.newPasses;
-        int seg = int(cb.segPasses.size()) - 1;
-        int room = seg >= 0 ? segmentCapacity(cs.cbstyle, seg) - cb.segPasses[std::size_t(seg)] : 0;
-        for (int len : ct.lengths) {
-            if (std::size_t(len) > br.end - br.pos) return err = "packet body runs past the end of the tile data", false;
-            if (room == 0) {
-                ++seg, room = segmentCapacity(cs.cbstyle, seg);
-                cb.segPasses.push_back(0), cb.segLen.push_back(0);
+    for (const Piece& pc : pieces_) {
+        if (std::size_t(pc.len) > bodyEnd - body) return err = "packet body runs past the end of the tile data", false;
+        if (keep) {
+            CodeBlock& cb = *pc.cb;
+            if (pc.newSegment) cb.segPasses.push_back(0), cb.segLen.push_back(0);
+            cb.segPasses.back() += pc.passes, cb.segLen.back() += pc.len;
+            cb.passes += pc.passes;
+            if (!cb.data.empty()) {
+                cb.data.insert(cb.data.end(), b + body, b + body + pc.len);
+            } else if (!cb.run || cb.run + cb.runLen == b + body) {
+                if (!cb.run) cb.run = b + body;
+                cb.runLen += std::size_t(pc.len);
+            } else {
+                cb.data.assign(cb.run, cb.run + cb.runLen);
+                cb.data.insert(cb.data.end(), b + body, b + body + pc.len);
             }
-            const int k = std::min(room, remaining);
-            cb.segPasses.back() += k, cb.segLen.back() += len;
-            cb.passes += k, remaining -= k, room -= k;
-            cb.data.insert(cb.data.end(), d + br.pos, d + br.pos + len);
-            br.pos += std::size_t(len);
         }
+        body += std::size_t(pc.len);
     }
     return true;
 }
 
-bool TileDecoder::readPackets(const std::uint8_t* data, std::size_t begin, std::size_t end, std::string& err) {
+bool TileDecoder::readPackets(const std::uint8_t* data, std::size_t begin, std::size_t end,
+                              const std::vector<std::uint8_t>* headers, std::string& err) {
     // Every packet of the tile with its progression keys (T.800 B.12): layer, resolution,
     // component, and the precinct's position on the reference grid for the position-driven orders.
     struct Packet {
@@ -410,180 +465,328 @@ bool TileDecoder::readPackets(const std::uint8_t* data, std::size_t begin, std::
         }
         if (packets.size() > (std::size_t(1) << 22)) return err = "too many packets", false;
     }
-    const int order = tp_.cod[0].order;
-    auto key = [order](const Packet& a) {
-        switch (order) {
-        case 0: return std::make_tuple(double(a.l), double(a.r), double(a.c), a.y, a.x, double(a.p));
-        case 1: return std::make_tuple(double(a.r), double(a.l), double(a.c), a.y, a.x, double(a.p));
-        case 2: return std::make_tuple(double(a.r), a.y, a.x, double(a.c), double(a.l), double(a.p));
-        case 3: return std::make_tuple(a.y, a.x, double(a.c), double(a.r), double(a.l), double(a.p));
-        default: return std::make_tuple(double(a.c), a.y, a.x, double(a.r), double(a.l), double(a.p));
-        }
+    auto sortBy = [](int order, std::vector<Packet>::iterator first, std::vector<Packet>::iterator last) {
+        auto key = [order](const Packet& a) {
+            switch (order) {
+            case 0: return std::make_tuple(double(a.l), double(a.r), double(a.c), a.y, a.x, double(a.p));
+            case 1: return std::make_tuple(double(a.r), double(a.l), double(a.c), a.y, a.x, double(a.p));
+            case 2: return std::make_tuple(double(a.r), a.y, a.x, double(a.c), double(a.l), double(a.p));
+            case 3: return std::make_tuple(a.y, a.x, double(a.c), double(a.r), double(a.l), double(a.p));
+            default: return std::make_tuple(double(a.c), a.y, a.x, double(a.r), double(a.l), double(a.p));
+            }
+        };
+        std::stable_sort(first, last, [&](const Packet& a, const Packet& b) { return key(a) < key(b); });
     };
-    std::stable_sort(packets.begin(), packets.end(), [&](const Packet& a, const Packet& b) { return key(a) < key(b); });
-    BitReader br{data, begin, end};
+    if (tp_.poc.empty()) {
+        sortBy(tp_.cod[0].order, packets.begin(), packets.end());
+    } else {
+        // POC: each progression volume in turn takes, in its own order, the packets of its layer,
+        // resolution and component ranges that no earlier volume took (T.800 B.12.2).
+        std::vector<Packet> ordered;
+        std::vector<char> taken(packets.size(), 0);
+        for (const TileParams::Progression& v : tp_.poc) {
+            const std::size_t first = ordered.size();
+            for (std::size_t i = 0; i < packets.size(); ++i) {
+                const Packet& pk = packets[i];
+                if (!taken[i] && pk.l < v.lye && pk.r >= v.rs && pk.r < v.re && pk.c >= v.cs && pk.c < v.ce)
+                    taken[i] = 1, ordered.push_back(pk);
+            }
+            sortBy(v.order, ordered.begin() + std::ptrdiff_t(first), ordered.end());
+        }
+        packets.swap(ordered);
+    }
+    const bool packed = headers != nullptr;
+    bodyData_ = data;
+    BitReader hdr = packed ? BitReader{headers->data(), 0, headers->size()} : BitReader{data, begin, end};
+    std::size_t body = begin;
     for (const Packet& pk : packets)
-        if (!readPacket(br, pk.l, pk.r, pk.c, pk.p, err)) return false;
+        if (!readPacket(hdr, body, end, packed, pk.l, pk.r, pk.c, pk.p, err)) return false;
     return true;
 }
 
-bool TileDecoder::decodeBlocks(int c, std::string& err) {
-    const CodingStyle& cs = tp_.cod[std::size_t(c)];
-    TileComp& tc = comps_[std::size_t(c)];
-    const int planeW = tc.x1 - tc.x0;
-    const int cbMaxW = 1 << cs.xcb, cbMaxH = 1 << cs.ycb;
-    KepiDecodeCBProgrState_JPEG2K* state = nullptr;
-    if (kepiDecodeCBProgrInitAlloc_JPEG2K(&state, {cbMaxW, cbMaxH}) != kepOk) return err = "out of memory", false;
-    std::vector<Kep32s> block(std::size_t(cbMaxW) * cbMaxH);
-    const int flags = libraryFlags(cs.cbstyle);
-    bool ok = true;
-    for (Resolution& rs : tc.res)
-        for (Band& b : rs.bands) {
-            const int subband = b.orient == 0 ? 0 : b.orient == 1 ? 2 : b.orient == 2 ? 1 : 3;
-            for (CodeBlock& cb : b.blocks) {
-                if (cb.passes == 0) continue;
-                const int w = cb.x1 - cb.x0, h = cb.y1 - cb.y0;
-                const int magnBits = b.magBits - cb.zeroPlanes;
-                if (magnBits < 1 || magnBits > 31) {
-                    if (ok) err = "code-block with an invalid number of bit planes", ok = false;
-                    continue;
-                }
-                int residual = 0;
-                static const Kep8u none = 0;
-                const KepResult res = kepiDecodeCodeBlock_JPEG2K_1u32s_C1R(
-                    cb.data.empty() ? &none : cb.data.data(), block.data(), w * 4, {w, h}, subband, magnBits, cb.passes, cb.segLen.data(),
-                    int(cb.segLen.size()), flags, &residual, state);
-                if (res != kepOk && ok) err = "corrupt code-block data", ok = false;
-                // Reconstruction in the middle of each coefficient's remaining uncertainty (T.800
-                // E.1.1.2, r = 1/2). The last pass decoded plane p: after a cleanup or refinement
-                // pass every significant coefficient is known down to p; after a significance pass
-                // only those with bit p set are (the others still await their refinement of p).
-                const int lastPlane = magnBits - 1 - (cb.passes + 1) / 3;
-                const bool endsInSP = (cb.passes - 1) % 3 == 1;
-                const bool reversible = cs.transform == 1;
-                const double scale = std::ldexp(b.delta, kFracBits);
-                for (int y = 0; y < h; ++y) {
-                    std::int32_t* dst = &tc.plane[std::size_t(b.planeY + cb.y0 - b.y0 + y) * planeW + b.planeX + (cb.x0 - b.x0)];
-                    const Kep32s* src = &block[std::size_t(y) * w];
-                    for (int x = 0; x < w; ++x) {
-                        const std::uint32_t v = std::uint32_t(src[x]);
-                        const std::int32_t mag = std::int32_t(v & 0x7FFFFFFFu);
-                        double half = lastPlane >= 0 ? std::ldexp(0.5, lastPlane) : 0.5;
-                        if (endsInSP && lastPlane >= 0 && !((mag >> lastPlane) & 1)) half *= 2;
-                        std::int32_t m = mag;
-                        if (reversible) {
-                            if (mag && half >= 1) m = std::int32_t(std::min<std::int64_t>(mag + std::int64_t(half), 0x7FFFFFFF));
-                        } else if (mag) {
-                            // Dequantized in fixed point with kFracBits fraction bits.
-                            const double f = (mag + half) * scale;
-                            m = f < 2147483647.0 ? std::int32_t(f + 0.5) : 2147483647;
-                        }
-                        dst[x] = (v >> 31) ? -m : m;
-                    }
-                }
+// Dequantization of one decoded code-block (sign-magnitude from the library) into the plane.
+// Reconstruction is in the middle of each coefficient's remaining uncertainty (T.800 E.1.1.2,
+// r = 1/2). The last pass decoded plane lastPlane: after a cleanup or refinement pass every
+// significant coefficient is known down to it; after a significance pass only those with that bit
+// set are (the others still await their refinement of it). ROI coefficients (magnitude at least
+// 2^roi after decoding) are scaled back down by 2^roi (T.800 H.1, max-shift).
+void dequantise(const Kep32s* src, int w, int h, std::int32_t* dst, int dstStride, int lastPlane, bool endsInSP, int roi,
+                bool reversible, double scale) {
+    if (reversible && roi == 0 && lastPlane <= 0 && !(endsInSP && lastPlane == 0)) {
+        // Every plane decoded: the magnitude is the coefficient (the common lossless case).
+        for (int y = 0; y < h; ++y, src += w, dst += dstStride)
+            for (int x = 0; x < w; ++x) {
+                const std::uint32_t v = std::uint32_t(src[x]);
+                const std::int32_t mag = std::int32_t(v & 0x7FFFFFFFu);
+                dst[x] = (v >> 31) ? -mag : mag;
             }
+        return;
+    }
+    for (int y = 0; y < h; ++y, src += w, dst += dstStride)
+        for (int x = 0; x < w; ++x) {
+            const std::uint32_t v = std::uint32_t(src[x]);
+            std::int32_t mag = std::int32_t(v & 0x7FFFFFFFu);
+            int lp = lastPlane;
+            if (roi > 0 && roi < 31 && (mag >> roi)) mag >>= roi, lp -= roi;
+            double half = lp >= 0 ? std::ldexp(0.5, lp) : 0.5;
+            if (endsInSP && lp >= 0 && !((mag >> lp) & 1)) half *= 2;
+            std::int32_t m = mag;
+            if (reversible) {
+                if (mag && half >= 1) m = std::int32_t(std::min<std::int64_t>(mag + std::int64_t(half), 0x7FFFFFFF));
+            } else if (mag) {
+                // Dequantized in fixed point with kFracBits fraction bits.
+                const double f = (mag + half) * scale;
+                m = f < 2147483647.0 ? std::int32_t(f + 0.5) : 2147483647;
+            }
+            dst[x] = (v >> 31) ? -m : m;
         }
-    kepiDecodeCBProgrFree_JPEG2K(state);
-    return ok;
 }
 
-bool TileDecoder::reconstruct(std::string& err) {
-    bool ok = true;
-    std::string blockErr;
+template <class Progress>
+bool TileDecoder::reconstruct(std::string& err, Progress progress) {
+    // Code-blocks of every kept resolution of every component, decoded in parallel: each worker
+    // has its own decoder state and block buffer, and blocks write disjoint parts of the planes.
+    struct Job {
+        int c;
+        const Band* band;
+        CodeBlock* cb;
+    };
+    std::vector<Job> jobs;
+    int maxW = 4, maxH = 4;
     for (std::size_t c = 0; c < comps_.size(); ++c) {
-        if (!decodeBlocks(int(c), blockErr) && ok) err = blockErr, ok = false;
         TileComp& tc = comps_[c];
-        const int planeW = tc.x1 - tc.x0;
-        if (planeW <= 0 || tc.y1 <= tc.y0) continue;
-        for (std::size_t r = 1; r < tc.res.size(); ++r) {
-            const Resolution& rs = tc.res[r];
+        maxW = std::max(maxW, 1 << tp_.cod[c].xcb), maxH = std::max(maxH, 1 << tp_.cod[c].ycb);
+        for (int r = 0; r <= tc.top; ++r)
+            for (Band& b : tc.res[std::size_t(r)].bands)
+                for (CodeBlock& cb : b.blocks)
+                    jobs.push_back({int(c), &b, &cb});   // blocks without data write their zeros
+    }
+    const int threads = std::max(1, std::min(opt_.threads, 64));
+    struct Worker {
+        KepiDecodeCBProgrState_JPEG2K* state = nullptr;
+        std::vector<Kep32s> block;
+        std::size_t failedJob = SIZE_MAX;
+        const char* failure = nullptr;
+    };
+    std::vector<Worker> workers(static_cast<std::size_t>(threads));
+    for (Worker& wk : workers) {
+        if (kepiDecodeCBProgrInitAlloc_JPEG2K(&wk.state, {maxW, maxH}) != kepOk) {
+            for (Worker& w2 : workers) kepiDecodeCBProgrFree_JPEG2K(w2.state);
+            return err = "out of memory", false;
+        }
+        wk.block.resize(std::size_t(maxW) * maxH);
+    }
+    std::atomic<int> done{0};
+    parallelFor(int(jobs.size()), threads, [&](int i, int t) {
+        const Job& job = jobs[std::size_t(i)];
+        Worker& wk = workers[std::size_t(t)];
+        const CodingStyle& cs = tp_.cod[std::size_t(job.c)];
+        TileComp& tc = comps_[std::size_t(job.c)];
+        const Band& b = *job.band;
+        CodeBlock& cb = *job.cb;
+        auto fail = [&](const char* msg) {
+            if (std::size_t(i) < wk.failedJob) wk.failedJob = std::size_t(i), wk.failure = msg;
+        };
+        const int w = cb.x1 - cb.x0, h = cb.y1 - cb.y0;
+        const int roi = tp_.roiShift[std::size_t(job.c)];
+        const int magnBits = b.magBits + roi - cb.zeroPlanes;
+        std::int32_t* dst = &tc.plane[std::size_t(b.planeY + cb.y0 - b.y0) * tc.pw + b.planeX + (cb.x0 - b.x0)];
+        if (cb.passes == 0 || magnBits < 1 || magnBits > 31) {
+            if (cb.passes) fail("code-block with an invalid number of bit planes");
+            for (int y = 0; y < h; ++y) std::fill_n(dst + std::size_t(y) * tc.pw, w, 0);
+        } else {
+            int residual = 0;
+            static const Kep8u none = 0;
+            const int subband = b.orient == 0 ? 0 : b.orient == 1 ? 2 : b.orient == 2 ? 1 : 3;
+            const KepResult res = kepiDecodeCodeBlock_JPEG2K_1u32s_C1R(
+                !cb.data.empty() ? cb.data.data() : cb.run ? cb.run : &none, wk.block.data(), w * 4, {w, h}, subband, magnBits, cb.passes,
+                cb.segLen.data(), int(cb.segLen.size()), libraryFlags(cs.cbstyle), &residual, wk.state);
+            if (res != kepOk) fail("corrupt code-block data");
+            const int lastPlane = magnBits - 1 - (cb.passes + 1) / 3;
+            const bool endsInSP = (cb.passes - 1) % 3 == 1;
+            dequantise(wk.block.data(), w, h, dst, tc.pw, lastPlane, endsInSP, roi, cs.transform == 1,
+                       std::ldexp(b.delta, kFracBits));
+        }
+        // The coefficients are not needed again; a large image keeps less memory alive.
+        std::vector<std::uint8_t>().swap(cb.data);
+        const int n = done.fetch_add(1, std::memory_order_relaxed) + 1;
+        if (t == 0) progress(0.9 * n / double(jobs.size()));
+    });
+    bool ok = true;
+    const Worker* first = nullptr;
+    for (Worker& wk : workers) {
+        kepiDecodeCBProgrFree_JPEG2K(wk.state);
+        if (wk.failure && (!first || wk.failedJob < first->failedJob)) first = &wk;
+    }
+    if (first) err = first->failure, ok = false;
+
+    // Inverse wavelets up to the kept resolution, one component per worker.
+    std::vector<char> waveletFailed(comps_.size(), 0);
+    parallelFor(int(comps_.size()), threads, [&](int c, int) {
+        TileComp& tc = comps_[std::size_t(c)];
+        if (tc.pw <= 0 || tc.ph <= 0) return;
+        const bool reversible = tp_.cod[std::size_t(c)].transform == 1;
+        std::vector<Kep8u> buf;
+        for (int r = 1; r <= tc.top; ++r) {
+            const Resolution& rs = tc.res[std::size_t(r)];
             const KepiRect rect{rs.x0, rs.y0, rs.x1 - rs.x0, rs.y1 - rs.y0};
             int size = 0;
-            const bool reversible = tp_.cod[c].transform == 1;
             if (reversible) kepiWTGetBufSize_B53_JPEG2K_32s_C1IR(&rect, &size);
             else kepiWTGetBufSize_D97_JPEG2K_32s_C1IR(&rect, &size);
-            std::vector<Kep8u> buf(std::size_t(size) + 1);
-            const KepResult res = reversible ? kepiWTInv_B53_JPEG2K_32s_C1IR(tc.plane.data(), planeW * 4, &rect, buf.data())
-                                             : kepiWTInv_D97_JPEG2K_32s_C1IR(tc.plane.data(), planeW * 4, &rect, buf.data());
-            if (res != kepOk) return err = "inverse wavelet failed", false;
+            if (buf.size() < std::size_t(size) + 1) buf.resize(std::size_t(size) + 1);
+            const KepResult res = reversible ? kepiWTInv_B53_JPEG2K_32s_C1IR(tc.plane.data(), tc.pw * 4, &rect, buf.data())
+                                             : kepiWTInv_D97_JPEG2K_32s_C1IR(tc.plane.data(), tc.pw * 4, &rect, buf.data());
+            if (res != kepOk) {
+                waveletFailed[std::size_t(c)] = 1;
+                return;
+            }
         }
-    }
-    // Inverse component transform (T.800 G.2) on the first three components.
+    });
+    for (char f : waveletFailed)
+        if (f) return err = "inverse wavelet failed", false;
+    // Inverse component transform (T.800 G.2) on the first three components, in row bands.
     const CodingStyle& cs0 = tp_.cod[0];
     if (cs0.mct && comps_.size() >= 3) {
         const TileComp& a = comps_[0];
         for (int c = 1; c < 3; ++c)
-            if (comps_[std::size_t(c)].x0 != a.x0 || comps_[std::size_t(c)].x1 != a.x1 || comps_[std::size_t(c)].y0 != a.y0 ||
-                comps_[std::size_t(c)].y1 != a.y1)
+            if (comps_[std::size_t(c)].pw != a.pw || comps_[std::size_t(c)].ph != a.ph)
                 return err = "component transform over components of different sizes", false;
-        Kep32s* planes[3] = {comps_[0].plane.data(), comps_[1].plane.data(), comps_[2].plane.data()};
-        const int w = a.x1 - a.x0, h = a.y1 - a.y0;
-        const KepResult res = w <= 0 || h <= 0 ? kepOk
-                              : cs0.transform == 1 ? kepiRCTInv_JPEG2K_32s_P3IR(planes, w * 4, {w, h})
-                                                   : kepiICTInv_JPEG2K_32s_P3IR(planes, w * 4, {w, h});
-        if (res != kepOk)
-            return err = "inverse component transform failed", false;
+        const int w = a.pw, h = a.ph;
+        const int bands = w > 0 && h > 0 ? std::min(h, threads) : 0;
+        std::atomic<bool> failed{false};
+        parallelFor(bands, threads, [&](int i, int) {
+            const int y0 = int(std::int64_t(h) * i / bands), y1 = int(std::int64_t(h) * (i + 1) / bands);
+            const std::size_t off = std::size_t(y0) * std::size_t(w);
+            Kep32s* planes[3] = {comps_[0].plane.data() + off, comps_[1].plane.data() + off, comps_[2].plane.data() + off};
+            const KepResult res = cs0.transform == 1 ? kepiRCTInv_JPEG2K_32s_P3IR(planes, w * 4, {w, y1 - y0})
+                                                     : kepiICTInv_JPEG2K_32s_P3IR(planes, w * 4, {w, y1 - y0});
+            if (res != kepOk) failed = true;
+        });
+        if (failed) return err = "inverse component transform failed", false;
     }
+    progress(1.0);
     return ok;
 }
 
-void TileDecoder::store(Decoded& out) const {
+// Top-left of component c's output plane in reduced component coordinates.
+int originX(const CodestreamInfo& info, int c, int reduce) { return ceilShift(ceilDiv(info.x0, info.comps[std::size_t(c)].dx), reduce); }
+int originY(const CodestreamInfo& info, int c, int reduce) { return ceilShift(ceilDiv(info.y0, info.comps[std::size_t(c)].dy), reduce); }
+
+void TileDecoder::attachPlanes(Decoded& out) {
     for (std::size_t c = 0; c < comps_.size(); ++c) {
-        const ComponentInfo& ci = info_.comps[c];
-        const TileComp& tc = comps_[c];
-        const int ox = ceilDiv(info_.x0, ci.dx), oy = ceilDiv(info_.y0, ci.dy);
+        TileComp& tc = comps_[c];
+        const Resolution& rs = tc.res[std::size_t(tc.top)];
+        tc.adopted = rs.x0 == originX(info_, int(c), opt_.reduce) && rs.y0 == originY(info_, int(c), opt_.reduce) &&
+                     tc.pw == out.planeWidth[c] && tc.ph == out.planeHeight[c];
+        if (tc.adopted) tc.plane.swap(out.planes[c]);   // every code-block writes its part of it
+        else tc.plane.assign(std::size_t(tc.pw) * std::size_t(tc.ph), 0);
+    }
+}
+
+void TileDecoder::store(Decoded& out) {
+    const int threads = std::max(1, std::min(opt_.threads, 64));
+    parallelFor(int(comps_.size()), threads, [&](int c, int) {
+        const ComponentInfo& ci = info_.comps[std::size_t(c)];
+        TileComp& tc = comps_[std::size_t(c)];
+        const int ox = originX(info_, c, opt_.reduce), oy = originY(info_, c, opt_.reduce);
         const int lo = ci.sgnd ? -(1 << (ci.precision - 1)) : 0;
         const int hi = ci.sgnd ? (1 << (ci.precision - 1)) - 1 : (1 << ci.precision) - 1;
         const int shift = ci.sgnd ? 0 : 1 << (ci.precision - 1);
-        const int w = tc.x1 - tc.x0;
-        const int frac = tp_.cod[c].transform == 1 ? 0 : kFracBits;
-        const std::int64_t half = frac ? std::int64_t(1) << (frac - 1) : 0;
-        for (int y = tc.y0; y < tc.y1; ++y)
-            for (int x = tc.x0; x < tc.x1; ++x) {
-                const std::int64_t v = ((tc.plane[std::size_t(y - tc.y0) * w + (x - tc.x0)] + half) >> frac) + shift;
-                out.planes[c][std::size_t(y - oy) * out.planeWidth[c] + (x - ox)] = std::int32_t(std::clamp<std::int64_t>(v, lo, hi));
+        const int frac = tp_.cod[std::size_t(c)].transform == 1 ? 0 : kFracBits;
+        const std::int32_t half = frac ? std::int32_t(1) << (frac - 1) : 0;
+        const Resolution& rs = tc.res[std::size_t(tc.top)];
+        if (tc.adopted) tc.plane.swap(out.planes[std::size_t(c)]);   // finished in place below
+        if (tc.pw <= 0 || tc.ph <= 0) return;
+        const int w = tc.pw, h = tc.ph;
+        std::int32_t* base = out.planes[std::size_t(c)].data();
+        const std::size_t stride = std::size_t(out.planeWidth[std::size_t(c)]);
+        // Hostile streams can leave coefficients anywhere in the 32-bit range: bounded to +-2^30
+        // first, the rounding and the level shift cannot overflow.
+        auto finish = [=](std::int32_t v) {
+            v = v < -(1 << 30) ? -(1 << 30) : v > (1 << 30) ? (1 << 30) : v;
+            v = ((v + half) >> frac) + shift;
+            return v < lo ? lo : v > hi ? hi : v;
+        };
+        for (int y = 0; y < h; ++y) {
+            std::int32_t* dst = base + std::size_t(rs.y0 + y - oy) * stride + (rs.x0 - ox);
+            if (tc.adopted) {
+                for (int x = 0; x < w; ++x) dst[x] = finish(dst[x]);
+            } else {
+                const std::int32_t* src = &tc.plane[std::size_t(y) * w];
+                for (int x = 0; x < w; ++x) dst[x] = finish(src[x]);
             }
-    }
+        }
+    });
 }
 
 }  // namespace
 
 bool decode(const std::uint8_t* data, std::size_t size, Decoded& out, std::string& err) {
+    return decode(data, size, out, err, DecodeOptions());
+}
+
+bool decode(const std::uint8_t* data, std::size_t size, Decoded& out, std::string& err, const DecodeOptions& opt) {
     out = Decoded();
+    if (opt.reduce < 0 || opt.reduce > 32 || opt.layers < 0) return err = "invalid reduce or layer count", false;
+    std::string jp2Err;
+    if (isJp2(data, size)) {
+        std::size_t begin = 0, n = 0;
+        if (!readJp2(data, size, begin, n, nullptr, jp2Err)) return err = jp2Err, false;
+        data += begin, size = n;
+    }
     CodestreamInfo info;
     std::string parseErr;
     if (!parse(data, size, info, parseErr)) return err = parseErr, false;
-    out.width = info.width(), out.height = info.height();
+    if (std::int64_t(info.tiles.size()) * std::int64_t(info.comps.size()) > kMaxTileComponents)
+        return err = "too many tile-components", false;
+    out.width = ceilShift(info.x1, opt.reduce) - ceilShift(info.x0, opt.reduce);
+    out.height = ceilShift(info.y1, opt.reduce) - ceilShift(info.y0, opt.reduce);
     out.comps = info.comps;
     std::size_t total = 0;
     for (const ComponentInfo& ci : info.comps) {
-        if (ci.precision > 16) return err = "component precision above 16 bits is not supported", false;
-        const int w = ceilDiv(info.x1, ci.dx) - ceilDiv(info.x0, ci.dx), h = ceilDiv(info.y1, ci.dy) - ceilDiv(info.y0, ci.dy);
+        if (ci.precision > 16) return out = Decoded(), err = "component precision above 16 bits is not supported", false;
+        const int w = ceilShift(ceilDiv(info.x1, ci.dx), opt.reduce) - ceilShift(ceilDiv(info.x0, ci.dx), opt.reduce);
+        const int h = ceilShift(ceilDiv(info.y1, ci.dy), opt.reduce) - ceilShift(ceilDiv(info.y0, ci.dy), opt.reduce);
         total += std::size_t(w) * std::size_t(h);
-        if (total > kMaxSamples) return out = Decoded(), err = "image too large", false;
+        if (total > opt.maxSamples) return out = Decoded(), err = "image too large", false;
         out.planeWidth.push_back(w), out.planeHeight.push_back(h);
-        out.planes.emplace_back(std::size_t(w) * h, ci.sgnd ? 0 : 1 << (ci.precision - 1));
     }
-    err = parseErr;
-    bool ok = parseErr.empty();
+    for (std::size_t c = 0; c < info.comps.size(); ++c) {
+        const ComponentInfo& ci = info.comps[c];
+        out.planes.emplace_back(std::size_t(out.planeWidth[c]) * out.planeHeight[c], ci.sgnd ? 0 : 1 << (ci.precision - 1));
+    }
+    err = !jp2Err.empty() ? jp2Err : parseErr;
+    bool ok = err.empty();
     std::vector<std::vector<const TilePart*>> partsOf(info.tiles.size());
     for (const TilePart& tp : info.parts) partsOf[std::size_t(tp.tile)].push_back(&tp);
-    for (int t = 0; t < int(info.tiles.size()); ++t) {
+    const int ntiles = int(info.tiles.size());
+    for (int t = 0; t < ntiles; ++t) {
+        auto progress = [&](double f) {
+            if (opt.progress) opt.progress((t + f) / ntiles, opt.progressUser);
+        };
         if (partsOf[std::size_t(t)].empty()) {
             if (ok) err = "tile " + std::to_string(t) + " is missing", ok = false;
             continue;
         }
-        TileDecoder td(info, t);
+        TileDecoder td(info, t, opt);
         std::string e;
         if (!td.build(e)) {
             if (ok) err = e, ok = false;
             continue;
         }
         // The tile's bit stream is its tile parts' data in order; packets may span tile parts.
+        const auto& parts = partsOf[std::size_t(t)];
         std::vector<std::uint8_t> stream;
-        for (const TilePart* tp : partsOf[std::size_t(t)]) stream.insert(stream.end(), data + tp->begin, data + tp->end);
-        if (!td.readPackets(stream.data(), 0, stream.size(), e) && ok) err = e, ok = false;
-        if (!td.reconstruct(e) && ok) err = e, ok = false;
+        const std::uint8_t* s = data + parts[0]->begin;
+        std::size_t n = parts[0]->end - parts[0]->begin;
+        if (parts.size() > 1) {
+            for (const TilePart* tp : parts) stream.insert(stream.end(), data + tp->begin, data + tp->end);
+            s = stream.data(), n = stream.size();
+        }
+        td.attachPlanes(out);
+        const std::vector<std::uint8_t>* headers = info.packedHeaders[std::size_t(t)] ? &info.packed[std::size_t(t)] : nullptr;
+        if (!td.readPackets(s, 0, n, headers, e) && ok) err = e, ok = false;
+        if (!td.reconstruct(e, progress) && ok) err = e, ok = false;
         td.store(out);
     }
     return ok;

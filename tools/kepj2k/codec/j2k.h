@@ -45,6 +45,12 @@ struct QuantStyle {
 struct TileParams {
     std::vector<CodingStyle> cod;   // per component
     std::vector<QuantStyle> qcd;    // per component
+    std::vector<int> roiShift;      // per component: RGN max-shift value s (0: no region of interest)
+    // POC progression volumes (T.800 A.6.6), in the order they are followed; empty: COD's order.
+    struct Progression {
+        int rs, cs, lye, re, ce, order;
+    };
+    std::vector<Progression> poc;
 };
 
 struct TilePart {
@@ -61,6 +67,10 @@ struct CodestreamInfo {
     std::vector<TileParams> tiles;                 // per tile (main parameters where not overridden)
     std::vector<TilePart> parts;                   // in code-stream order
     bool sawEOC = false;
+    // Packed packet headers (PPM in the main header or PPT in the tile-part headers), per tile;
+    // a tile with packedHeaders[t] set reads its packet headers from packed[t], not from its data.
+    std::vector<char> packedHeaders;
+    std::vector<std::vector<std::uint8_t>> packed;
     std::vector<std::string> notes;                // markers skipped
     int width() const { return x1 - x0; }
     int height() const { return y1 - y0; }
@@ -84,5 +94,31 @@ struct Decoded {
 // Decodes a code stream. On corrupt or truncated data it decodes what is there into out and
 // returns false with a message; out is empty when nothing could be decoded.
 bool decode(const std::uint8_t* data, std::size_t size, Decoded& out, std::string& err);
+
+// Samples (over all components) the decoder accepts by default: 2^28, 1 GiB of decoded 32-bit
+// values. A header asking for more is refused with "image too large" before anything is allocated.
+constexpr std::size_t kDefaultMaxSamples = std::size_t(1) << 28;
+
+struct DecodeOptions {
+    int reduce = 0;    // resolution levels discarded (T.800 B.5: each halves the size, rounding up)
+    int layers = 0;    // quality layers decoded; 0: all
+    int threads = 1;   // code-blocks, wavelets and the output of a tile on this many threads
+    std::size_t maxSamples = kDefaultMaxSamples;
+    // Called on the calling thread with the fraction of the image done, 0..1, as decoding proceeds.
+    void (*progress)(double done, void* user) = nullptr;
+    void* progressUser = nullptr;
+};
+
+// As above, with options. Input may be a raw code stream or a JP2 file (its jp2c box is decoded).
+bool decode(const std::uint8_t* data, std::size_t size, Decoded& out, std::string& err, const DecodeOptions& opt);
+
+// JP2 files (T.800 Annex I): true when data starts with the JP2 signature box.
+bool isJp2(const std::uint8_t* data, std::size_t size);
+// Walks the box structure (XL boxes, length 0 = to the end of the file, the jp2h super box) and
+// finds the contiguous code stream. Appends one line per box to boxes when it is not null.
+// False with a message when there is no usable code stream; a jp2c box cut short by the end of
+// the file gives what is there, with a message in err and true returned.
+bool readJp2(const std::uint8_t* data, std::size_t size, std::size_t& csBegin, std::size_t& csSize, std::string* boxes,
+             std::string& err);
 
 }  // namespace kepj2k
