@@ -54,16 +54,19 @@ void roundTrip(const uint8_t* row, int len, int slot) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    if (size < 5) return 0;
+    if (size < 6) return 0;
     const int slot = data[0] & 1;
     const int dstLen = 1 + ((data[1] | (data[2] << 8)) & 0x1FFF);
     const int startPos = static_cast<int8_t>(data[3]);  // mostly small, sometimes negative
-    data += 4;
-    size -= 4;
-    const int srcLen = static_cast<int>(size);
+    // The source is the rest of the input repeated 1..16 times, so that short inputs reach the
+    // decoder's fast path (it needs more than 128 source bytes ahead and 128 bytes of row left).
+    const int repeat = 1 + (data[4] & 15);
+    data += 5;
+    size -= 5;
+    const int srcLen = static_cast<int>(size) * repeat;
 
     Heap src(static_cast<size_t>(srcLen) + 1), dst(static_cast<size_t>(dstLen));
-    memcpy(src.p, data, static_cast<size_t>(srcLen));
+    for (int k = 0; k < repeat; ++k) memcpy(src.p + k * size, data, size);
     src.p[srcLen] = 0x5A;
     memset(dst.p, 0xEE, static_cast<size_t>(dstLen));
 
