@@ -2,8 +2,10 @@
 // length, start position and row length, and the slot to run; the source is copied into a heap
 // buffer of exactly srcLen + 1 bytes, the one byte past the length that a final replicate header
 // may read, so that AddressSanitizer reports any read further out, and the row into one of exactly
-// dstLen bytes. Whatever decodes is then re-encoded through both slots and through the bulk and
-// byte-by-byte paths (which must agree), into an exact-size and a short buffer, and decoded back.
+// dstLen bytes. The decoder (fast path far from the ends, careful path near them) must agree with
+// the other slot and with the byte-by-byte reference. Whatever decodes is then re-encoded through
+// both slots and through the bulk and byte-by-byte paths (which must agree), into an exact-size
+// and a short buffer, and decoded back.
 
 #include <cstdint>
 #include <cstdlib>
@@ -52,16 +54,19 @@ void roundTrip(const uint8_t* row, int len, int slot) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    if (size < 5) return 0;
+    if (size < 6) return 0;
     const int slot = data[0] & 1;
     const int dstLen = 1 + ((data[1] | (data[2] << 8)) & 0x1FFF);
     const int startPos = static_cast<int8_t>(data[3]);  // mostly small, sometimes negative
-    data += 4;
-    size -= 4;
-    const int srcLen = static_cast<int>(size);
+    // The source is the rest of the input repeated 1..16 times, so that short inputs reach the
+    // decoder's fast path (it needs more than 128 source bytes ahead and 128 bytes of row left).
+    const int repeat = 1 + (data[4] & 15);
+    data += 5;
+    size -= 5;
+    const int srcLen = static_cast<int>(size) * repeat;
 
     Heap src(static_cast<size_t>(srcLen) + 1), dst(static_cast<size_t>(dstLen));
-    memcpy(src.p, data, static_cast<size_t>(srcLen));
+    for (int k = 0; k < repeat; ++k) memcpy(src.p + k * size, data, size);
     src.p[srcLen] = 0x5A;
     memset(dst.p, 0xEE, static_cast<size_t>(dstLen));
 
@@ -69,13 +74,19 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const KepResult r = ownTbl_kepiUnpackBitsRow_TIFF_8u_C1[slot](src.p, &pos, srcLen, dst.p, dstLen);
     if (r != kepOk && r != kepErrPackBitsOverrun) fail("unexpected result");
     if (r == kepOk && (pos < 1 || pos > srcLen + 1)) fail("position out of range after success");
-    // Both slots run the same decoder: same result, position and row.
+    // The other slot and the byte-by-byte reference: same result, position and row (bytes past
+    // those produced untouched).
     Heap dst2(static_cast<size_t>(dstLen));
     memset(dst2.p, 0xEE, static_cast<size_t>(dstLen));
     int pos2 = startPos;
     if (ownTbl_kepiUnpackBitsRow_TIFF_8u_C1[1 - slot](src.p, &pos2, srcLen, dst2.p, dstLen) != r || pos2 != pos ||
         memcmp(dst.p, dst2.p, static_cast<size_t>(dstLen)) != 0)
         fail("slots differ");
+    memset(dst2.p, 0xEE, static_cast<size_t>(dstLen));
+    pos2 = startPos;
+    if (ownUnpackBitsRow_c(src.p, &pos2, srcLen, dst2.p, dstLen) != r || pos2 != pos ||
+        memcmp(dst.p, dst2.p, static_cast<size_t>(dstLen)) != 0)
+        fail("fast decoder and reference differ");
 
     // The source itself as a row, and the decoded row when there is one.
     if (srcLen > 0) roundTrip(src.p, srcLen, slot);

@@ -3,7 +3,7 @@
 # missing and this user may install them. Prints what it does; changes nothing when all is there.
 set -u
 packages=(cmake make g++ clang libclang-rt-14-dev pkg-config binutils libgtest-dev libbenchmark-dev
-  libjpeg62-turbo-dev libturbojpeg0-dev libtiff-dev libpng-dev libopenjp2-7-dev libopenjp2-tools)
+  libjpeg62-turbo-dev libturbojpeg0-dev libtiff-dev libpng-dev libopenjp2-7-dev libopenjp2-tools dcmtk)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'ok installed' || missing+=("$p")

@@ -1,7 +1,8 @@
 // Equivalence of the PackBits coders: the encoder's byte-by-byte path against its bulk path and
 // the export through both slots and the stub (code, position and result, including overruns into
-// short buffers at any start position); the decoder through both slots and the stub on hostile
-// input (random headers, lengths and positions).
+// short buffers at any start position); the decoder's byte-by-byte reference against its fast
+// path, both slots and the stub on hostile input (random headers, lengths and positions) and on
+// valid code that ends near the source or row length (result, position and every row byte).
 
 #include <gtest/gtest.h>
 
@@ -52,17 +53,45 @@ TEST(PackBitsEquivalence, EncoderPathsSlotsAndStub) {
 }
 
 struct UnpackCase {
-    Kep8u src[400];  // srcLen <= 399: room for the byte read past a final replicate header
-    Kep8u dst[600];
+    Kep8u src[800];  // srcLen <= 799: room for the byte read past a final replicate header
+    Kep8u dst[700];
     Kep32s srcLen, dstLen, pos;
 };
+
+// Valid code of a random row, with no-op headers (-128) slipped in before some runs, ending close
+// to the source length, the row length or both: the decoder's fast loop hands over to the
+// careful one at every distance from the ends, in the middle of long and short runs of both
+// kinds, and sometimes the source ends just behind a replicate header (the byte past the length
+// is then read).
+void generateNearEnd(Rng& rng, UnpackCase& c) {
+    const auto row = tiffrows::synthetic(rng, static_cast<size_t>(rng.range(140, sizeof c.dst)));
+    Kep8u code[sizeof c.src];
+    int len = 0;
+    kepiPackBitsRow_TIFF_8u_C1(row.data(), static_cast<int>(row.size()), code, &len, sizeof code - 100);
+    int out = 0, lastReplicate = -1;
+    for (int p = 0; p < len && out < static_cast<int>(sizeof c.src) - 130;) {
+        if (rng.chance(4)) c.src[out++] = 0x80;
+        const int n = static_cast<int8_t>(code[p]);
+        const int size = n >= 0 ? n + 2 : 2;
+        if (n < 0) lastReplicate = out;
+        std::memcpy(c.src + out, code + p, static_cast<size_t>(size));
+        out += size;
+        p += size;
+    }
+    const int cut = rng.chance(20) && lastReplicate >= 0 ? lastReplicate + 1 : out - static_cast<int>(rng.range(0, 24));
+    c.srcLen = cut < 1 ? 1 : cut;
+    const int dstLen = static_cast<int>(row.size()) + static_cast<int>(rng.range(-24, 24));
+    c.dstLen = dstLen < 1 ? 1 : dstLen > static_cast<int>(sizeof c.dst) ? static_cast<int>(sizeof c.dst) : dstLen;
+    c.pos = 0;
+}
 
 void generateUnpack(Rng& rng, UnpackCase& c) {
     // Either a valid code of a random row followed by noise, or noise: headers of every kind.
     for (Kep8u& b : c.src) b = static_cast<Kep8u>(rng.next());
     for (Kep8u& b : c.dst) b = static_cast<Kep8u>(rng.next());
+    if (rng.chance(40)) return generateNearEnd(rng, c);
     if (rng.chance(50)) {
-        const auto row = tiffrows::synthetic(rng, static_cast<size_t>(rng.range(1, 300)));
+        const auto row = tiffrows::synthetic(rng, static_cast<size_t>(rng.range(1, 600)));
         int pos = 0;
         kepiPackBitsRow_TIFF_8u_C1(row.data(), static_cast<int>(row.size()), c.src, &pos, sizeof c.src - 1);
     }
@@ -71,12 +100,16 @@ void generateUnpack(Rng& rng, UnpackCase& c) {
     c.pos = static_cast<Kep32s>(rng.chance(80) ? 0 : rng.range(-2, c.srcLen + 2));
 }
 
-TEST(PackBitsEquivalence, DecoderSlotsAndStub) {
+TEST(PackBitsEquivalence, DecoderReferenceFastPathSlotsAndStub) {
+    auto internal = [](const char* name, decltype(&ownUnpackBitsRow_c) f) {
+        return Variant<UnpackCase>{name, [f](UnpackCase& c) { return f(c.src, &c.pos, c.srcLen, c.dst, c.dstLen); }};
+    };
     auto exported = [](std::string name, decltype(&kepiUnpackBitsRow_TIFF_8u_C1) e) {
         return Variant<UnpackCase>{name, [e](UnpackCase& c) { return e(c.src, &c.pos, c.srcLen, c.dst, c.dstLen); }};
     };
-    kepcheck::runVariants<UnpackCase>("packbits decode", kepcheck::iterations(4000), generateUnpack,
-                                      {exported("slot 0", kepcheck::slot(ownTbl_kepiUnpackBitsRow_TIFF_8u_C1, 0)),
+    kepcheck::runVariants<UnpackCase>("packbits decode", kepcheck::iterations(6000), generateUnpack,
+                                      {internal("reference", ownUnpackBitsRow_c), internal("ssse3", ownUnpackBitsRow_ssse3),
+                                       exported("slot 0", kepcheck::slot(ownTbl_kepiUnpackBitsRow_TIFF_8u_C1, 0)),
                                        exported("slot 1", kepcheck::slot(ownTbl_kepiUnpackBitsRow_TIFF_8u_C1, 1)),
                                        exported("stub", kepiUnpackBitsRow_TIFF_8u_C1)});
 }

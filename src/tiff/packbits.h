@@ -24,6 +24,13 @@ KEP_HIDDEN int ownPackBitsLiteral_c(const Kep8u* s, int avail);
 KEP_HIDDEN int ownPackBitsRepeat_ssse3(const Kep8u* s);
 KEP_HIDDEN int ownPackBitsLiteral_ssse3(const Kep8u* s);
 
+// Decodes one row (see kepiUnpackBitsRow_TIFF_8u_C1) once the pointers and lengths are checked:
+// srcLen >= 1, dstLen >= 1. The reference goes byte by byte; the SSSE3 decoder moves 16 bytes at
+// a time while no run can reach either end of the buffers, and otherwise runs the reference's
+// checks, with the same result, position and row bytes (nothing written past the bytes produced).
+KEP_HIDDEN KepResult ownUnpackBitsRow_c(const Kep8u* pSrc, int* pSrcCurrPos, int srcLen, Kep8u* pDst, int dstLen);
+KEP_HIDDEN KepResult ownUnpackBitsRow_ssse3(const Kep8u* pSrc, int* pSrcCurrPos, int srcLen, Kep8u* pDst, int dstLen);
+
 // Encodes srcLen >= 1 bytes into pDst from *pDstCurrPos (see kepiPackBitsRow_TIFF_8u_C1);
 // `wide` selects the bulk scanners where the source allows them.
 KEP_HIDDEN KepResult ownPackBitsRow(const Kep8u* pSrc, int srcLen, Kep8u* pDst, int* pDstCurrPos, int dstLen,
