@@ -2,12 +2,15 @@
 //
 //   kepj2k decode IN.j2k OUT   code stream to PGM/PPM/PAM/PNG (by extension)
 //   kepj2k info IN.j2k         main header, components, coding style, tile parts
+//   kepj2k encode IN OUT.j2k   image to code stream or JP2 file (options: kepj2k encode)
+//   kepj2k demo [DIR]          built-in test image through several settings
 #include <cstdio>
 #include <cstring>
 #include <string>
 #include <vector>
 
 #include "codec.h"
+#include "commands.h"
 #include "j2k.h"
 #include "output.h"
 
@@ -16,7 +19,9 @@ namespace {
 int usage() {
     std::fprintf(stderr,
                  "usage: kepj2k decode IN.j2k OUT.{pgm,ppm,pam,png}\n"
-                 "       kepj2k info IN.j2k\n");
+                 "       kepj2k info IN.j2k\n"
+                 "       kepj2k encode IN.{png,ppm,pgm,pam} OUT.{j2k,j2c,jp2} [options]\n"
+                 "       kepj2k demo [DIR]\n");
     return 2;
 }
 
@@ -52,5 +57,7 @@ int decode(const char* in, const char* out) {
 int main(int argc, char** argv) {
     if (argc == 3 && !std::strcmp(argv[1], "info")) return info(argv[2]);
     if (argc == 4 && !std::strcmp(argv[1], "decode")) return decode(argv[2], argv[3]);
+    if (argc >= 2 && !std::strcmp(argv[1], "encode")) return kepj2k::cmdEncode(argc, argv);
+    if (argc <= 3 && argc >= 2 && !std::strcmp(argv[1], "demo")) return kepj2k::cmdDemo(argc == 3 ? argv[2] : "kepj2k-demo");
     return usage();
 }
