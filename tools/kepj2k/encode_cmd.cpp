@@ -1,9 +1,6 @@
 // kepj2k encode and kepj2k demo.
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <chrono>
-#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -12,10 +9,6 @@
 
 #include "commands.h"
 #include "encoder.h"
-#include "j2k.h"
-#include "kepcore.h"
-#include "kepjx1.h"
-#include "output.h"
 
 namespace kepj2k {
 namespace {
@@ -55,25 +48,6 @@ bool log2Pair(const char* s, int& a, int& b) {
     while ((1 << a) < w) ++a;
     while ((1 << b) < h) ++b;
     return (1 << a) == w && (1 << b) == h;
-}
-
-double seconds(std::chrono::steady_clock::time_point t0) {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
-}
-
-// Decoded components back to an image of the original's layout, for PSNR (any precision).
-kepjpeg::Image toInputLayout(const Decoded& d, int precision) {
-    kepjpeg::Image img;
-    img.width = d.width, img.height = d.height, img.channels = int(d.planes.size()), img.precision = precision;
-    const std::size_t n = std::size_t(d.width) * d.height, nc = d.planes.size();
-    if (precision == 8) img.px8.resize(n * nc);
-    else img.px16.resize(n * nc);
-    for (std::size_t c = 0; c < nc; ++c)
-        for (std::size_t i = 0; i < n; ++i) {
-            if (precision == 8) img.px8[i * nc + c] = std::uint8_t(d.planes[c][i]);
-            else img.px16[i * nc + c] = std::uint16_t(d.planes[c][i]);
-        }
-    return img;
 }
 
 }  // namespace
