@@ -563,8 +563,9 @@ bool Encoder::codeTile(Tile& t, std::string& err) {
             }
             // The last pass is always reachable (lossless needs every pass).
             if (np && (hull.empty() || hull.back() != np - 1)) hull.push_back(np - 1);
+            // Progress goes out from the calling thread only.
             const long done = ++blocksDone_;
-            if (opt_.progress && (done & 63) == 0) opt_.progress(double(done) / double(blocksTotal_));
+            if (opt_.progress && st == states_[0] && (done & 15) == 0) opt_.progress(double(done) / double(blocksTotal_));
         }
     };
     std::vector<std::thread> pool;
