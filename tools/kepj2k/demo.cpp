@@ -51,14 +51,12 @@ int cmdDemo(const std::string& dir) {
                 (f & kepCpuSSSE3) ? "yes" : "no", (f & kepCpuMOVBE) ? "yes" : "no");
     const int W = 1024, H = 768;
     const kepjpeg::Image img = kepjpeg::makeTestImage(W, H);
-    // A 12-bit gray picture made from the same image.
-    kepjpeg::Image gray12;
-    gray12.width = W, gray12.height = H, gray12.channels = 1, gray12.precision = 12;
+    // A 12-bit gray picture: the green channel with four more bits of fine detail below it.
+    kepjpeg::Image gray12 = img;
+    gray12.channels = 1, gray12.precision = 12;
     gray12.px16.resize(std::size_t(W) * H);
-    for (std::size_t i = 0; i < gray12.px16.size(); ++i) {
-        const std::uint8_t* p = &img.px8[3 * i];
-        gray12.px16[i] = std::uint16_t((p[0] + 2 * p[1] + p[2]) * 4 + (i % 4));
-    }
+    for (std::size_t i = 0; i < gray12.px16.size(); ++i) gray12.px16[i] = std::uint16_t(img.px8[3 * i + 1] << 4 | (i * 7 % 16));
+    gray12.px8.clear();
     mkdir(dir.c_str(), 0755);
     std::string err;
     if (!kepjpeg::writeImage(dir + "/original.png", img, err)) return std::fprintf(stderr, "kepj2k: %s\n", err.c_str()), 1;

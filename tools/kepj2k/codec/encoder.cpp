@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "encoder.h"
+#include "geometry.h"
 #include "j2k.h"
 #include "kepcore.h"
 #include "kepjx1.h"
@@ -17,7 +18,6 @@
 namespace kepj2k {
 namespace {
 
-int ceilShift(std::int64_t a, int s) { return int((a + (std::int64_t(1) << s) - 1) >> s); }
 int bitsOf(std::uint32_t v) {
     int n = 0;
     while (v >> n) ++n;
@@ -66,52 +66,55 @@ double synthesisNorm(bool irreversible, int level, bool high) {
 
 // ---- tag trees and packet-header bits ---------------------------------------------------------
 
-// T.800 B.10.2 tag tree, encoder side: each node holds the minimum of its children.
+// T.800 B.10.2 tag tree, encoder side. Nodes are stored level by level, leaves first; each
+// holds the minimum of the leaves below it and links to the node that covers it and its three
+// neighbours one level up.
 class TagTree {
 public:
     void init(int w, int h) {
-        levels_.clear();
-        do {
-            levels_.push_back({w, h, std::vector<int>(std::size_t(w) * h, 1 << 30), std::vector<int>(std::size_t(w) * h, 0),
-                               std::vector<char>(std::size_t(w) * h, 0)});
-            w = (w + 1) / 2, h = (h + 1) / 2;
-        } while (levels_.back().w * levels_.back().h > 1);
-    }
-    void set(int x, int y, int v) {
-        for (std::size_t l = 0; l < levels_.size(); ++l) {
-            Level& lv = levels_[l];
-            int& node = lv.value[std::size_t(y >> l) * lv.w + (x >> l)];
-            node = std::min(node, v);
+        w_ = w;
+        nodes_.assign(std::size_t(w) * h, Node());
+        for (std::size_t first = 0; w * h > 1;) {
+            const int pw = (w + 1) / 2, ph = (h + 1) / 2;
+            const std::size_t up = nodes_.size();
+            nodes_.resize(up + std::size_t(pw) * ph);
+            for (int y = 0; y < h; ++y)
+                for (int x = 0; x < w; ++x) nodes_[first + std::size_t(y) * w + x].parent = int(up + std::size_t(y / 2) * pw + x / 2);
+            first = up, w = pw, h = ph;
         }
     }
-    // Emits the bits that tell a decoder whether leaf (x, y) is below threshold.
+    void set(int x, int y, int v) {
+        for (int i = y * w_ + x; i >= 0; i = nodes_[std::size_t(i)].parent)
+            nodes_[std::size_t(i)].value = std::min(nodes_[std::size_t(i)].value, v);
+    }
+    // Emits the bits that tell a decoder whether leaf (x, y) is below threshold: from the root
+    // down, each node's value is sent as 0s up to it and a 1, as far as the threshold asks.
     template <class Put>
     void encode(int x, int y, int threshold, Put put) {
-        int low = 0;
-        for (int l = int(levels_.size()) - 1; l >= 0; --l) {
-            Level& lv = levels_[std::size_t(l)];
-            const std::size_t i = std::size_t(y >> l) * lv.w + (x >> l);
-            int& nodeLow = lv.low[i];
-            if (nodeLow < low) nodeLow = low;
-            while (nodeLow < threshold) {
-                if (nodeLow >= lv.value[i]) {
-                    if (!lv.known[i]) put(1), lv.known[i] = 1;
+        int path[40], depth = 0;
+        for (int i = y * w_ + x; i >= 0; i = nodes_[std::size_t(i)].parent) path[depth++] = i;
+        int floor = 0;
+        while (depth-- > 0) {
+            Node& nd = nodes_[std::size_t(path[depth])];
+            nd.low = std::max(nd.low, floor);
+            for (; nd.low < threshold && !nd.known; ++nd.low)
+                if (nd.low >= nd.value) {
+                    put(1), nd.known = true;
                     break;
+                } else {
+                    put(0);
                 }
-                put(0);
-                ++nodeLow;
-            }
-            low = nodeLow;
+            floor = nd.low;
         }
     }
 
 private:
-    struct Level {
-        int w, h;
-        std::vector<int> value, low;
-        std::vector<char> known;
+    struct Node {
+        int value = 1 << 30, low = 0, parent = -1;
+        bool known = false;
     };
-    std::vector<Level> levels_;
+    int w_ = 0;
+    std::vector<Node> nodes_;
 };
 
 // Packet-header bits with the stuffing of T.800 B.10.1: after a 0xFF byte only 7 bits go in the next.
@@ -319,63 +322,52 @@ void Encoder::buildTile(Tile& t, int index) {
     t.x1 = std::min(t.x0 + tw_, img_.width), t.y1 = std::min(t.y0 + th_, img_.height);
     t.comps.resize(std::size_t(nc_));
     const int nl = levels_;
+    const Span tx{t.x0, t.x1}, ty{t.y0, t.y1};
     for (TileComp& tc : t.comps) {
         tc.x0 = t.x0, tc.y0 = t.y0, tc.x1 = t.x1, tc.y1 = t.y1;
         tc.res.resize(std::size_t(nl) + 1);
         for (int r = 0; r <= nl; ++r) {
             Resolution& rs = tc.res[std::size_t(r)];
-            const int nb = nl - r;
-            rs.x0 = ceilShift(tc.x0, nb), rs.y0 = ceilShift(tc.y0, nb);
-            rs.x1 = ceilShift(tc.x1, nb), rs.y1 = ceilShift(tc.y1, nb);
+            const Span rx = resolutionSpan(tx, nl, r), ry = resolutionSpan(ty, nl, r);
+            rs.x0 = rx.a, rs.x1 = rx.b, rs.y0 = ry.a, rs.y1 = ry.b;
             rs.ppx = opt_.precinctW, rs.ppy = opt_.precinctH;
-            rs.px0 = rs.x0 >> rs.ppx, rs.py0 = rs.y0 >> rs.ppy;
-            rs.pw = rs.x1 > rs.x0 ? ceilShift(rs.x1, rs.ppx) - rs.px0 : 0;
-            rs.ph = rs.y1 > rs.y0 ? ceilShift(rs.y1, rs.ppy) - rs.py0 : 0;
-            const int cbw = std::min(opt_.xcb, rs.ppx - (r > 0)), cbh = std::min(opt_.ycb, rs.ppy - (r > 0));
-            const int lowW = r > 0 ? ceilShift(tc.x1, nb + 1) - ceilShift(tc.x0, nb + 1) : 0;
-            const int lowH = r > 0 ? ceilShift(tc.y1, nb + 1) - ceilShift(tc.y0, nb + 1) : 0;
+            const Span px = cells(rx, rs.ppx), py = cells(ry, rs.ppy);
+            rs.px0 = px.a, rs.py0 = py.a, rs.pw = px.size(), rs.ph = py.size();
+            // Code-blocks never cross a precinct; in the bands a precinct is half as large (B.6).
+            const int bx = rs.ppx - (r > 0), by = rs.ppy - (r > 0);
+            const int cbw = std::min(opt_.xcb, bx), cbh = std::min(opt_.ycb, by);
+            const int n = r == 0 ? nl : nl - r + 1;   // decomposition level of the bands
             for (int o = r == 0 ? 0 : 1; o <= (r == 0 ? 0 : 3); ++o) {
                 Band b{};
                 b.orient = o;
-                const int n = r == 0 ? nl : nb + 1;
-                const std::int64_t xo = (o & 1) ? std::int64_t(1) << (n - 1) : 0, yo = (o & 2) ? std::int64_t(1) << (n - 1) : 0;
-                b.x0 = ceilShift(tc.x0 - xo, n), b.y0 = ceilShift(tc.y0 - yo, n);
-                b.x1 = ceilShift(tc.x1 - xo, n), b.y1 = ceilShift(tc.y1 - yo, n);
-                b.planeX = (o & 1) ? lowW : 0, b.planeY = (o & 2) ? lowH : 0;
+                const Span sx = bandSpan(tx, n, o & 1), sy = bandSpan(ty, n, (o & 2) != 0);
+                b.x0 = sx.a, b.x1 = sx.b, b.y0 = sy.a, b.y1 = sy.b;
+                b.planeX = planeOffset(tx, n, o & 1), b.planeY = planeOffset(ty, n, (o & 2) != 0);
                 const QuantEntry& qe = quant_[std::size_t(r == 0 ? 0 : 1 + 3 * (r - 1) + (o - 1))];
-                b.expn = qe.expn, b.mant = qe.mant, b.step = qe.step;
-                b.weight = qe.weight;
+                b.expn = qe.expn, b.mant = qe.mant, b.step = qe.step, b.weight = qe.weight;
                 b.cbw = cbw, b.cbh = cbh;
-                if (b.x1 > b.x0 && b.y1 > b.y0) {
-                    b.cbx0 = b.x0 >> cbw, b.cby0 = b.y0 >> cbh;
-                    b.ncbx = ceilShift(b.x1, cbw) - b.cbx0, b.ncby = ceilShift(b.y1, cbh) - b.cby0;
-                }
-                for (int j = 0; j < b.ncby; ++j)
-                    for (int i = 0; i < b.ncbx; ++i) {
+                const Span gx = sx.size() && sy.size() ? cells(sx, cbw) : Span{}, gy = sx.size() && sy.size() ? cells(sy, cbh) : Span{};
+                b.cbx0 = gx.a, b.cby0 = gy.a, b.ncbx = gx.size(), b.ncby = gy.size();
+                for (int j = gy.a; j < gy.b; ++j)
+                    for (int i = gx.a; i < gx.b; ++i) {
+                        const Span cx = cellSpan(sx, cbw, i), cy = cellSpan(sy, cbh, j);
                         Block cb;
-                        cb.x0 = std::max(b.x0, (b.cbx0 + i) << cbw), cb.x1 = std::min(b.x1, (b.cbx0 + i + 1) << cbw);
-                        cb.y0 = std::max(b.y0, (b.cby0 + j) << cbh), cb.y1 = std::min(b.y1, (b.cby0 + j + 1) << cbh);
+                        cb.x0 = cx.a, cb.x1 = cx.b, cb.y0 = cy.a, cb.y1 = cy.b;
                         b.blocks.push_back(std::move(cb));
                     }
                 rs.bands.push_back(std::move(b));
             }
             rs.precincts.resize(std::size_t(rs.pw) * rs.ph);
-            const int bx = rs.ppx - (r > 0), by = rs.ppy - (r > 0);
             for (int pj = 0; pj < rs.ph; ++pj)
                 for (int pi = 0; pi < rs.pw; ++pi) {
                     auto& pbs = rs.precincts[std::size_t(pj) * rs.pw + pi];
                     pbs.resize(rs.bands.size());
                     for (std::size_t bi = 0; bi < rs.bands.size(); ++bi) {
                         const Band& b = rs.bands[bi];
-                        PrecinctBand& pb = pbs[bi];
-                        if (b.ncbx == 0 || b.ncby == 0) continue;
-                        const std::int64_t bx0 = std::int64_t(rs.px0 + pi) << bx, by0 = std::int64_t(rs.py0 + pj) << by;
-                        const int c0 = int(std::max<std::int64_t>(b.cbx0, bx0 >> b.cbw)) - b.cbx0;
-                        const int c1 = int(std::min<std::int64_t>(b.cbx0 + b.ncbx, (bx0 + (std::int64_t(1) << bx)) >> b.cbw)) - b.cbx0;
-                        const int r0 = int(std::max<std::int64_t>(b.cby0, by0 >> b.cbh)) - b.cby0;
-                        const int r1 = int(std::min<std::int64_t>(b.cby0 + b.ncby, (by0 + (std::int64_t(1) << by)) >> b.cbh)) - b.cby0;
-                        if (c1 <= c0 || r1 <= r0) continue;
-                        pb.cx0 = c0, pb.cy0 = r0, pb.cw = c1 - c0, pb.ch = r1 - r0;
+                        const Span cx = cellsInside({b.cbx0, b.cbx0 + b.ncbx}, bx, rs.px0 + pi, b.cbw);
+                        const Span cy = cellsInside({b.cby0, b.cby0 + b.ncby}, by, rs.py0 + pj, b.cbh);
+                        if (!cx.size() || !cy.size()) continue;
+                        pbs[bi].cx0 = cx.a, pbs[bi].cy0 = cy.a, pbs[bi].cw = cx.size(), pbs[bi].ch = cy.size();
                     }
                 }
         }

@@ -1,6 +1,7 @@
 // Input images of any sample depth up to 16 bits: binary PNM with any maxval and 16-bit PNG
 // keep their values; everything else is read by kepjpeg's image I/O.
 #include <png.h>
+#include <strings.h>
 
 #include <cstdio>
 #include <cstring>
@@ -11,11 +12,9 @@
 namespace kepj2k {
 namespace {
 
-std::string lowerExtension(const std::string& path) {
-    const std::size_t dot = path.rfind('.');
-    std::string e = dot == std::string::npos ? "" : path.substr(dot + 1);
-    for (char& ch : e) ch = char(ch >= 'A' && ch <= 'Z' ? ch + 32 : ch);
-    return e;
+bool hasExtension(const std::string& path, const char* ext) {
+    const std::size_t n = std::strlen(ext);
+    return path.size() > n && strcasecmp(path.c_str() + path.size() - n, ext) == 0;
 }
 
 // The next header token of a PNM file, skipping white space and comments.
@@ -82,11 +81,16 @@ bool readWidePnm(std::FILE* f, const std::string& path, kepjpeg::Image& img, std
     return true;
 }
 
-bool readWidePng(const std::string& path, kepjpeg::Image& img, std::string& err) {
-    png_image pi;
+// Opens a PNG with libpng's simplified API; false with a message when it cannot.
+bool beginPng(const std::string& path, png_image& pi, std::string& err) {
     std::memset(&pi, 0, sizeof pi);
     pi.version = PNG_IMAGE_VERSION;
     if (!png_image_begin_read_from_file(&pi, path.c_str())) return err = path + ": " + pi.message, false;
+    return true;
+}
+
+// Samples of 16 bits are kept whole (kepjpeg's reader keeps 12 of them); alpha is dropped.
+bool readWidePng(png_image& pi, const std::string& path, kepjpeg::Image& img, std::string& err) {
     const bool gray = !(pi.format & PNG_FORMAT_FLAG_COLOR);
     pi.format = (gray ? PNG_FORMAT_GRAY : PNG_FORMAT_RGB) | PNG_FORMAT_FLAG_LINEAR;
     img = kepjpeg::Image();
@@ -99,21 +103,16 @@ bool readWidePng(const std::string& path, kepjpeg::Image& img, std::string& err)
 }  // namespace
 
 bool readInput(const std::string& path, kepjpeg::Image& img, std::string& err) {
-    const std::string e = lowerExtension(path);
-    if (e == "ppm" || e == "pgm" || e == "pnm" || e == "pam") {
+    if (hasExtension(path, ".ppm") || hasExtension(path, ".pgm") || hasExtension(path, ".pnm") || hasExtension(path, ".pam")) {
         std::unique_ptr<std::FILE, int (*)(std::FILE*)> f(std::fopen(path.c_str(), "rb"), std::fclose);
         if (!f) return err = "cannot open " + path, false;
         return readWidePnm(f.get(), path, img, err);
     }
-    if (e == "png") {
-        // 16-bit PNG samples are kept whole; 8-bit ones go through kepjpeg's reader.
+    if (hasExtension(path, ".png")) {
         png_image pi;
-        std::memset(&pi, 0, sizeof pi);
-        pi.version = PNG_IMAGE_VERSION;
-        if (!png_image_begin_read_from_file(&pi, path.c_str())) return err = path + ": " + pi.message, false;
-        const bool wide = PNG_IMAGE_PIXEL_COMPONENT_SIZE(pi.format) == 2;
+        if (!beginPng(path, pi, err)) return false;
+        if (PNG_IMAGE_PIXEL_COMPONENT_SIZE(pi.format) == 2) return readWidePng(pi, path, img, err);
         png_image_free(&pi);
-        if (wide) return readWidePng(path, img, err);
     }
     return kepjpeg::readImage(path, img, err);
 }
