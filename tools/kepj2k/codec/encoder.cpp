@@ -210,7 +210,7 @@ private:
     void buildTile(Tile& t, int index);
     void transformComponent(Tile& t, int c);
     bool codeTile(Tile& t, std::string& err);
-    void allocate(const std::vector<double>& budgets, const std::vector<double>& overhead, double lastLambda);
+    double allocate(const std::vector<double>& budgets, const std::vector<double>& overhead, double lastLambda);
     double measurePsnr(const std::vector<std::uint8_t>& stream) const;
     double lambdaForBudget(double bytes, double upper) const;
     double lambdaForDistortion(double mse) const;
@@ -302,7 +302,10 @@ bool Encoder::setup(std::string& err) {
             q.expn = prec_ + gain, q.mant = 0, q.step = 1;
             q.weight = nx * nx * ny * ny;
         } else {
-            const double delta = 1.0 / (nx * ny);
+            // One sample unit over the norm reaches about 50 dB on 8-bit RGB; higher quality
+            // targets get finer steps.
+            const double fine = o.psnr > 45 ? std::pow(10.0, (45 - o.psnr) / 20) : 1.0;
+            const double delta = fine / (nx * ny);
             int e = int(std::floor(std::log2(delta)));
             int mant = int(std::lround((delta / std::ldexp(1.0, e) - 1) * 2048));
             if (mant >= 2048) mant = 0, ++e;
@@ -643,8 +646,9 @@ void Encoder::choose(double lambda, int layer) {
 }
 
 // budgets: cumulative bytes per layer, overhead: the header bytes expected within each;
-// lastLambda >= 0 fixes the last layer's threshold instead of its budget.
-void Encoder::allocate(const std::vector<double>& budgets, const std::vector<double>& overhead, double lastLambda) {
+// lastLambda >= 0 fixes the last layer's threshold instead of its budget. Returns the last
+// layer's threshold (0: every pass).
+double Encoder::allocate(const std::vector<double>& budgets, const std::vector<double>& overhead, double lastLambda) {
     double lower = 0;
     std::vector<double> lambdas(budgets.size(), -1);
     for (int l = int(budgets.size()) - 1; l >= 0; --l) {
@@ -654,6 +658,7 @@ void Encoder::allocate(const std::vector<double>& budgets, const std::vector<dou
         lower = std::max(lower, lambdas[i]);
     }
     for (std::size_t l = 0; l < budgets.size(); ++l) choose(lambdas[l], int(l));
+    return lambdas.back();
 }
 
 double Encoder::measurePsnr(const std::vector<std::uint8_t>& stream) const {
@@ -916,7 +921,7 @@ bool Encoder::run(std::vector<std::uint8_t>& out, std::string& err) {
             allocate(budgets, overhead, lambdaQ);
             out = writeStream(layerBytes);
             const double p = measurePsnr(out);
-            if (p >= opt_.psnr) break;
+            if (p >= opt_.psnr || lambdaQ == 0) break;   // met, or every pass is in already
             mseTarget *= std::pow(10.0, (p - opt_.psnr) / 10) * 0.98;
             lambdaQ = lambdaForDistortion(mseTarget);
         }
@@ -933,12 +938,12 @@ bool Encoder::run(std::vector<std::uint8_t>& out, std::string& err) {
     for (int l = 0; l < L; ++l) overhead[std::size_t(l)] = 60.0 * tiles_.size() + 2.0 * blocksTotal_ * (l + 1) / L;
     std::vector<std::uint8_t> best;
     for (int iter = 0; iter < 10; ++iter) {
-        allocate(budgets, overhead, -1);
+        const double last = allocate(budgets, overhead, -1);
         out = writeStream(layerBytes);
         bool fits = true;
         for (int l = 0; l < L; ++l) fits &= layerBytes[std::size_t(l)] <= budgets[std::size_t(l)];
         if (fits && out.size() > best.size()) best = out;
-        if (fits && layerBytes.back() >= 0.99 * budgets.back()) break;
+        if (fits && (layerBytes.back() >= 0.99 * budgets.back() || last == 0)) break;
         for (int l = 0; l < L; ++l) {
             const double miss = layerBytes[std::size_t(l)] - budgets[std::size_t(l)];
             overhead[std::size_t(l)] += miss > 0 ? miss + 2 : miss / 2;
