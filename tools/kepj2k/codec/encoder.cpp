@@ -898,7 +898,9 @@ bool Encoder::run(std::vector<std::uint8_t>& out, std::string& err) {
     // Layer budgets in bytes: the given rates; a single rate (or the quality target, or all
     // the data) for the last layer, with the earlier layers halving it.
     std::vector<double> budgets(std::size_t(L), -1), overhead(std::size_t(L), 0);
-    double rateLast = opt_.rates.empty() ? -1 : opt_.rates.back() * pixels / 8;
+    // The JP2 boxes around the code stream take 85 bytes of the file's budget.
+    const double boxes = opt_.jp2 ? 85 : 0;
+    double rateLast = opt_.rates.empty() ? -1 : opt_.rates.back() * pixels / 8 - boxes;
     double lambdaQ = -1, mseTarget = 0;
     if (opt_.psnr > 0) {
         const double peak = double((1 << prec_) - 1);
@@ -909,7 +911,7 @@ bool Encoder::run(std::vector<std::uint8_t>& out, std::string& err) {
     }
     auto setBudgets = [&](double last) {
         for (int l = 0; l < L; ++l)
-            budgets[std::size_t(l)] = opt_.rates.size() == std::size_t(L) ? opt_.rates[std::size_t(l)] * pixels / 8
+            budgets[std::size_t(l)] = opt_.rates.size() == std::size_t(L) ? opt_.rates[std::size_t(l)] * pixels / 8 - boxes
                                                                         : last / std::ldexp(1.0, L - 1 - l);
     };
     std::vector<double> layerBytes;
