@@ -26,13 +26,14 @@ kepjpeg::Image deepImage(int w, int h, int channels, int precision) {
 }
 
 // The peer's decode of a stream (.j2k or .jp2), read back at full depth.
-bool peerDecode(const std::vector<std::uint8_t>& stream, const kepjpeg::Image& like, bool jp2, kepjpeg::Image& img) {
+bool peerDecode(const std::vector<std::uint8_t>& stream, const kepjpeg::Image& like, bool jp2, kepjpeg::Image& img,
+                const std::string& options = "") {
     const std::string in = scratch() + (jp2 ? "/enc.jp2" : "/enc.j2k");
     const std::string out = scratch() + (like.channels == 1 ? "/enc.pgm" : "/enc.ppm");
     std::string err;
     std::remove(out.c_str());
     if (!kepjpeg::writeFile(in, stream, err)) return false;
-    const std::string cmd = std::string(OPJ_DECOMPRESS) + " -i " + in + " -o " + out + " >/dev/null 2>&1";
+    const std::string cmd = std::string(OPJ_DECOMPRESS) + " -i " + in + " -o " + out + " " + options + " >/dev/null 2>&1";
     return std::system(cmd.c_str()) == 0 && kepj2k::readInput(out, img, err);
 }
 
@@ -163,6 +164,31 @@ TEST(EncodeLossy, PeerDecodesCloseToUsAtTheRequestedRate) {
         const double got = kepjpeg::psnr(ourDecode(stream, src), src);
         EXPECT_GE(got, target);
         EXPECT_LT(got, target + 1.5);
+    }
+}
+
+// Quality layers at their own rates: the peer decoding only the first layers gets a coarser
+// image, each layer better than the one before; lossless layers end exact.
+TEST(EncodeLossy, LayersRefineInThePeer) {
+    const kepjpeg::Image src = testImage(160, 120, 3);
+    for (bool lossy : {true, false}) {
+        kepj2k::EncodeOptions opt;
+        opt.lossy = lossy;
+        opt.layers = 3;
+        if (lossy) opt.rates = {0.25, 0.75, 2.0};
+        const std::vector<std::uint8_t> stream = encodeOk(src, opt);
+        double previous = 0;
+        for (int layers = 1; layers <= 3; ++layers) {
+            kepjpeg::Image peer;
+            ASSERT_TRUE(peerDecode(stream, src, false, peer, "-l " + std::to_string(layers)));
+            const double p = kepjpeg::psnr(peer, src);
+            std::printf("%s, %d of 3 layers: %.2f dB\n", lossy ? "lossy" : "lossless", layers, p);
+            EXPECT_GT(p, previous + 1.0);
+            previous = p;
+        }
+        if (!lossy) {
+            EXPECT_TRUE(std::isinf(previous));
+        }
     }
 }
 
