@@ -1,8 +1,10 @@
-// kepj2k: a JPEG 2000 code-stream decoder built on libkepjx1's public primitives.
+// kepj2k: a JPEG 2000 encoder and decoder built on libkepjx1's public primitives.
 //
 //   kepj2k decode [--reduce N] [--layers N] [--threads N] IN.{j2k,jp2} OUT
 //                              code stream or JP2 file to PGM/PPM/PAM/PNG (by extension)
 //   kepj2k info IN.{j2k,jp2}   JP2 boxes, main header, components, coding style, tile parts
+//   kepj2k encode IN OUT.j2k   image to code stream or JP2 file (options: kepj2k encode)
+//   kepj2k demo [DIR]          built-in test image through several settings
 #include <unistd.h>
 
 #include <cstdio>
@@ -12,6 +14,7 @@
 #include <vector>
 
 #include "codec.h"
+#include "commands.h"
 #include "j2k.h"
 #include "output.h"
 
@@ -21,6 +24,8 @@ int usage() {
     std::fprintf(stderr,
                  "usage: kepj2k decode [--reduce N] [--layers N] [--threads N] IN.{j2k,jp2} OUT.{pgm,ppm,pam,png}\n"
                  "       kepj2k info IN.{j2k,jp2}\n"
+                 "       kepj2k encode IN.{png,ppm,pgm,pam} OUT.{j2k,j2c,jp2} [options]\n"
+                 "       kepj2k demo [DIR]\n"
                  "  --reduce N   discard the N highest resolution levels\n"
                  "  --layers N   decode the first N quality layers only\n"
                  "  --threads N  decode code-blocks and tile-components on N threads\n");
@@ -97,5 +102,7 @@ int main(int argc, char** argv) {
         if (argc - i != 2) return usage();
         return decode(argv[i], argv[i + 1], opt);
     }
+    if (argc >= 2 && !std::strcmp(argv[1], "encode")) return kepj2k::cmdEncode(argc, argv);
+    if (argc <= 3 && argc >= 2 && !std::strcmp(argv[1], "demo")) return kepj2k::cmdDemo(argc == 3 ? argv[2] : "kepj2k-demo");
     return usage();
 }

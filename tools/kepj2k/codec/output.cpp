@@ -12,7 +12,9 @@ bool toImage(const Decoded& d, kepjpeg::Image& img, std::string& err) {
         if (ci.dx != 1 || ci.dy != 1 || ci.sgnd || ci.precision != prec)
             return err = "only unsigned components of one precision without sub-sampling can be written", false;
     }
-    if (prec != 8 && prec != 12) return err = "only 8-bit and 12-bit samples can be written as an image yet", false;
+    // 8-bit samples go to px8; every other precision (1..16) to px16, which the PNM writers store
+    // with maxval 2^precision - 1 and the PNG writer scales to 16 bits.
+    if (prec < 1 || prec > 16) return err = "only samples of 1 to 16 bits can be written as an image", false;
     img = kepjpeg::Image();
     img.width = d.width, img.height = d.height, img.channels = int(n), img.precision = prec;
     const std::size_t pixels = std::size_t(d.width) * d.height;
