@@ -5,7 +5,6 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
-#include <cstring>
 
 #include "commands.h"
 #include "j2k.h"
@@ -103,17 +102,9 @@ int cmdDemo(const std::string& dir) {
             continue;
         }
         const double te = seconds(t0);
-        // Our decoder reads code streams: skip the JP2 boxes up to the jp2c box's contents.
-        std::size_t skip = 0;
-        if (c.opt.jp2)
-            for (std::size_t i = 0; i + 8 <= stream.size(); ++i)
-                if (!std::memcmp(&stream[i + 4], "jp2c", 4)) {
-                    skip = i + 8;
-                    break;
-                }
         Decoded d;
         t0 = std::chrono::steady_clock::now();
-        const bool ok = decode(stream.data() + skip, stream.size() - skip, d, err);
+        const bool ok = decode(stream.data(), stream.size(), d, err, DecodeOptions());   // J2K or JP2
         const double td = seconds(t0);
         if (!ok) {
             std::printf("%-36s   decode failed: %s\n", c.name, err.c_str());
