@@ -13,6 +13,7 @@
 #include <thread>
 #include <tuple>
 
+#include "geometry.h"
 #include "j2k.h"
 #include "kepcore.h"
 #include "kepjx1.h"
@@ -28,7 +29,6 @@ constexpr std::int64_t kMaxTileComponents = std::int64_t(1) << 20;
 constexpr int kFracBits = 8;
 
 int ceilDiv(std::int64_t a, std::int64_t b) { return int((a + b - 1) / b); }
-int ceilShift(std::int64_t a, int s) { return int((a + (std::int64_t(1) << s) - 1) >> s); }
 
 // Runs f(i, t) for i in [0, n) on up to `threads` threads; t is the worker's index, 0 being the
 // calling thread, so that callers can give each worker its own state.
@@ -252,20 +252,16 @@ bool TileDecoder::build(std::string& err) {
             rs.pw = rs.x1 > rs.x0 ? ceilShift(rs.x1, rs.ppx) - rs.px0 : 0;
             rs.ph = rs.y1 > rs.y0 ? ceilShift(rs.y1, rs.ppy) - rs.py0 : 0;
             const int cbw = std::min(cs.xcb, rs.ppx - (r > 0)), cbh = std::min(cs.ycb, rs.ppy - (r > 0));
-            // Widths of the next lower resolution give the offsets of HL, LH and HH in the plane.
-            const int lowW = r > 0 ? ceilShift(tc.x1, nb + 1) - ceilShift(tc.x0, nb + 1) : 0;
-            const int lowH = r > 0 ? ceilShift(tc.y1, nb + 1) - ceilShift(tc.y0, nb + 1) : 0;
+            const Span tcx{tc.x0, tc.x1}, tcy{tc.y0, tc.y1};
             const int firstOrient = r == 0 ? 0 : 1, lastOrient = r == 0 ? 0 : 3;
             for (int o = firstOrient; o <= lastOrient; ++o) {
                 Band b{};
                 b.orient = o;
                 const int n = r == 0 ? nl : nb + 1;   // decomposition level of the band
-                const std::int64_t xo = (o & 1) ? std::int64_t(1) << (n - 1) : 0;
-                const std::int64_t yo = (o & 2) ? std::int64_t(1) << (n - 1) : 0;
-                b.x0 = ceilShift(tc.x0 - xo, n), b.y0 = ceilShift(tc.y0 - yo, n);
-                b.x1 = ceilShift(tc.x1 - xo, n), b.y1 = ceilShift(tc.y1 - yo, n);
-                b.planeX = (o & 1) ? lowW : 0;
-                b.planeY = (o & 2) ? lowH : 0;
+                const Span bx = bandSpan(tcx, n, o & 1), by = bandSpan(tcy, n, o & 2);
+                b.x0 = bx.a, b.x1 = bx.b, b.y0 = by.a, b.y1 = by.b;
+                // HL, LH and HH sit after the next lower resolution's extent in the in-place plane.
+                b.planeX = planeOffset(tcx, n, o & 1), b.planeY = planeOffset(tcy, n, o & 2);
                 const int bandIndex = r == 0 ? 0 : 1 + 3 * (r - 1) + (o - 1);
                 // Derived quantization scales the one exponent by the band's level (T.800 E.1.1.1).
                 int expn;
@@ -280,17 +276,15 @@ bool TileDecoder::build(std::string& err) {
                 const int mant = q.style == 1 ? q.mantissa[0] : q.mantissa[bandIndex];
                 b.delta = std::ldexp(1.0 + mant / 2048.0, ci.precision + gain - expn);
                 b.cbw = cbw, b.cbh = cbh;
-                if (b.x1 > b.x0 && b.y1 > b.y0) {
-                    b.cbx0 = b.x0 >> cbw, b.cby0 = b.y0 >> cbh;
-                    b.ncbx = ceilShift(b.x1, cbw) - b.cbx0, b.ncby = ceilShift(b.y1, cbh) - b.cby0;
+                if (bx.size() && by.size()) {
+                    const Span gx = cells(bx, cbw), gy = cells(by, cbh);
+                    b.cbx0 = gx.a, b.cby0 = gy.a, b.ncbx = gx.size(), b.ncby = gy.size();
                 }
                 for (int j = 0; j < b.ncby; ++j)
                     for (int i = 0; i < b.ncbx; ++i) {
+                        const Span cx = cellSpan(bx, cbw, b.cbx0 + i), cy = cellSpan(by, cbh, b.cby0 + j);
                         CodeBlock cb;
-                        cb.x0 = int(std::max<std::int64_t>(b.x0, std::int64_t(b.cbx0 + i) << cbw));
-                        cb.x1 = int(std::min<std::int64_t>(b.x1, std::int64_t(b.cbx0 + i + 1) << cbw));
-                        cb.y0 = int(std::max<std::int64_t>(b.y0, std::int64_t(b.cby0 + j) << cbh));
-                        cb.y1 = int(std::min<std::int64_t>(b.y1, std::int64_t(b.cby0 + j + 1) << cbh));
+                        cb.x0 = cx.a, cb.x1 = cx.b, cb.y0 = cy.a, cb.y1 = cy.b;
                         b.blocks.push_back(std::move(cb));
                     }
                 rs.bands.push_back(std::move(b));
@@ -307,13 +301,10 @@ bool TileDecoder::build(std::string& err) {
                         PrecinctBand& pb = pbs[bi];
                         pb.cw = pb.ch = 0;
                         if (b.ncbx == 0 || b.ncby == 0) continue;
-                        const std::int64_t bx0 = std::int64_t(rs.px0 + pi) << bx, by0 = std::int64_t(rs.py0 + pj) << by;
-                        const int c0 = std::max<std::int64_t>(b.cbx0, bx0 >> b.cbw) - b.cbx0;
-                        const int c1 = std::min<std::int64_t>(b.cbx0 + b.ncbx, (bx0 + (std::int64_t(1) << bx)) >> b.cbw) - b.cbx0;
-                        const int r0 = std::max<std::int64_t>(b.cby0, by0 >> b.cbh) - b.cby0;
-                        const int r1 = std::min<std::int64_t>(b.cby0 + b.ncby, (by0 + (std::int64_t(1) << by)) >> b.cbh) - b.cby0;
-                        if (c1 <= c0 || r1 <= r0) continue;
-                        pb.cx0 = c0, pb.cy0 = r0, pb.cw = c1 - c0, pb.ch = r1 - r0;
+                        const Span cx = cellsInside({b.cbx0, b.cbx0 + b.ncbx}, bx, rs.px0 + pi, b.cbw);
+                        const Span cy = cellsInside({b.cby0, b.cby0 + b.ncby}, by, rs.py0 + pj, b.cbh);
+                        if (!cx.size() || !cy.size()) continue;
+                        pb.cx0 = cx.a, pb.cy0 = cy.a, pb.cw = cx.size(), pb.ch = cy.size();
                         pb.incl.init(pb.cw, pb.ch);
                         pb.zero.init(pb.cw, pb.ch);
                     }
