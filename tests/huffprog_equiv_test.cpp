@@ -5,7 +5,8 @@
 
 #include <gtest/gtest.h>
 
-#include "huff_jpeg.h"
+#include "huffprog.h"
+#include "huffprog_jpeg.h"
 #include "kepcheck.h"
 #include "pjdispatch.h"
 
@@ -180,6 +181,193 @@ TEST(HuffProgEquivalence, DecodersAgreeOnEveryPath) {
     kepcheck::runVariants<DecCase>("AC refine decode", n, generateDec, variants(acRefine, runACDec));
     kepcheck::runVariants<DecCase>("DC first decode", n, generateDec, variants(dcFirst, runDCFirstDec));
     kepcheck::runVariants<DecCase>("DC refine decode", n, generateDec, variants(dcRefine, runDCRefineDec));
+}
+
+// ---- Fast AC kernels against the careful decoders ------------------------------------------------
+
+// A stream of AC first or refinement scans of random blocks coded with our encoder, then damaged
+// as the baseline equivalence test damages its streams: flipped bytes, markers, 0xFF fill bytes, a
+// stray 0xFF, a source that ends early or right after an 0xFF. The careful decoder alone is the
+// reference; the exports (fast kernel first) through both slots and the stub must leave identical
+// coefficients, positions, markers and whole states (bit buffer and count, end-of-band run) after
+// every call.
+constexpr int kFastSrc = 900;
+
+struct FastCase {
+    KepiDecodeHuffmanSpec spec;
+    Kep8u src[kFastSrc];
+    Kep32s refine, Ss, Se, Al;
+    Kep32s len, pos, marker;
+    Kep16s block[64];
+    KepiDecodeHuffmanState st;
+    Kep16s blockAfter[kCalls][64];
+    Kep32s result[kCalls], posAfter[kCalls], markerAfter[kCalls];
+    KepiDecodeHuffmanState stAfter[kCalls];
+};
+
+// What earlier scans leave of v when this one refines bit Al: the magnitude above bit Al.
+Kep16s beforeRefinement(Kep16s v, int Al) {
+    const int mag = (v < 0 ? -v : v) >> (Al + 1) << (Al + 1);
+    return static_cast<Kep16s>(v < 0 ? -mag : mag);
+}
+
+void generateFast(Rng& rng, FastCase& c) {
+    hufftest::Table t;
+    if (rng.chance(40)) {
+        t = hufftest::standardTable(static_cast<int>(rng.range(2, 3)));
+    } else {
+        int stats[257] = {};
+        for (int v = 0; v < 256; ++v) stats[v] = static_cast<int>(rng.range(rng.chance(10) ? 0 : 1, 60));
+        kepiEncodeHuffmanRawTableInit_JPEG_8u(stats, t.bits, t.vals);
+    }
+    c.spec = hufftest::decSpec(t);
+    const KepiEncodeHuffmanSpec enc = hufftest::encSpec(t);
+    c.refine = rng.chance(50);
+    c.Ss = static_cast<int>(rng.range(1, rng.chance(50) ? 1 : 63));
+    c.Se = static_cast<int>(rng.range(c.Ss, 63));
+    c.Al = static_cast<int>(rng.range(0, rng.chance(70) ? 2 : 13));
+    Kep16s blocks[kCalls + 4][64];
+    KepiEncodeHuffmanState est;
+    kepiEncodeHuffmanStateInit_JPEG_8u(&est);
+    auto fn = c.refine ? kepiEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1 : kepiEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1;
+    int len = 0;
+    for (auto& b : blocks) {
+        sparseBlock(rng, b);
+        if (rng.chance(30)) memset(b, 0, sizeof b);  // end-of-band runs across blocks
+        if (fn(b, c.src, kFastSrc, &len, c.Ss, c.Se, c.Al, &enc, &est, 0) != kepOk) break;
+    }
+    fn(nullptr, c.src, kFastSrc, &len, c.Ss, c.Se, c.Al, &enc, &est, 1);
+    for (int i = len; i < kFastSrc; ++i) c.src[i] = static_cast<Kep8u>(rng.range(0, 255));
+    if (len < 8) len = kFastSrc;
+    const int edits = rng.chance(40) ? 0 : static_cast<int>(rng.range(1, 3));
+    for (int e = 0; e < edits; ++e) {
+        const int at = static_cast<int>(rng.range(0, len - 3));
+        switch (rng.range(0, 3)) {
+            case 0: c.src[at] = static_cast<Kep8u>(rng.range(0, 255)); break;
+            case 1: c.src[at] = 0xFF, c.src[at + 1] = static_cast<Kep8u>(rng.range(0xD0, 0xD9)); break;
+            case 2: c.src[at] = 0xFF, c.src[at + 1] = 0xFF, c.src[at + 2] = static_cast<Kep8u>(rng.range(0xC0, 0xFE)); break;
+            default: c.src[at] = 0xFF; break;
+        }
+    }
+    if (rng.chance(30)) len = static_cast<int>(rng.range(1, len));
+    if (rng.chance(10)) c.src[len - 1] = 0xFF;
+    c.len = len;
+    c.marker = rng.chance(5) ? 0xD1 : 0;
+    for (int i = 0; i < 64; ++i) c.block[i] = c.refine ? beforeRefinement(blocks[0][i], c.Al) : 0;
+    if (rng.chance(20)) c.st.eobRun = static_cast<Kep32u>(rng.range(1, 3));
+    if (rng.chance(30)) {
+        c.st.bitCount = static_cast<int>(rng.range(0, 32));
+        c.st.bitBuffer = static_cast<Kep32u>(rng.next());
+    }
+}
+
+// The careful decoder alone, or an export.
+Variant<FastCase> fastVariant(const char* name, ACDec first, ACDec refine, bool careful) {
+    return {name, [=](FastCase& c) {
+                for (int i = 0; i < kCalls; ++i) {
+                    const OwnHuffSrc src = {c.src, c.len, &c.pos, &c.marker};
+                    if (careful)
+                        c.result[i] = c.refine ? ownHuffDecodeACRefine_careful(src, c.block, c.Ss, c.Se, c.Al, &c.spec, &c.st)
+                                               : ownHuffDecodeACFirst_careful(src, c.block, c.Ss, c.Se, c.Al, &c.spec, &c.st);
+                    else
+                        c.result[i] = (c.refine ? refine : first)(c.src, c.len, &c.pos, c.block, &c.marker, c.Ss, c.Se, c.Al,
+                                                                  &c.spec, &c.st);
+                    memcpy(c.blockAfter[i], c.block, sizeof c.block);
+                    c.posAfter[i] = c.pos;
+                    c.markerAfter[i] = c.marker;
+                    c.stAfter[i] = c.st;
+                }
+                return kepOk;
+            }};
+}
+
+TEST(HuffProgEquivalence, FastACDecodersFollowCarefulOnDamagedStreams) {
+    const ACDec first[4] = KEP_WAYS(kepiDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1);
+    const ACDec refine[4] = KEP_WAYS(kepiDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1);
+    std::vector<Variant<FastCase>> v = {fastVariant("careful", nullptr, nullptr, true)};
+    for (int i = 0; i < 4; ++i) v.push_back(fastVariant(kWayNames[i], first[i], refine[i], false));
+    kepcheck::runVariants<FastCase>("AC fast", kepcheck::iterations(1500), generateFast, v);
+
+    // That means something only if the kernels take many calls and decline in their ways; one
+    // that declines must have left the state, the position and the marker alone (and the block,
+    // in a refinement scan).
+    Rng rng(kepcheck::seed());
+    int taken = 0, declined = 0;
+    const int n = kepcheck::iterations(1000);
+    for (int i = 0; i < n; ++i) {
+        FastCase c;
+        memset(&c, 0, sizeof c);
+        generateFast(rng, c);
+        const FastCase before = c;
+        const OwnHuffSrc src = {c.src, c.len, &c.pos, &c.marker};
+        if (c.refine ? ownHuffDecodeACRefine_fast(src, c.block, c.Ss, c.Se, c.Al, &c.spec, &c.st)
+                     : ownHuffDecodeACFirst_fast(src, c.block, c.Ss, c.Se, c.Al, &c.spec, &c.st)) {
+            ++taken;
+            continue;
+        }
+        ++declined;
+        ASSERT_EQ(before.pos, c.pos) << "case " << i;
+        ASSERT_EQ(before.marker, c.marker) << "case " << i;
+        ASSERT_EQ(0, memcmp(&before.st, &c.st, sizeof c.st)) << "case " << i;
+        if (c.refine) {
+            ASSERT_EQ(0, memcmp(before.block, c.block, sizeof c.block)) << "case " << i;
+        }
+    }
+    EXPECT_GT(taken, n / 3);
+    EXPECT_GT(declined, n / 20);
+}
+
+// Every AC scan of real progressive files, block by block: the fast kernels (careful path where
+// they decline) and the careful decoders alone stay in step, state for state, up to the end of each
+// scan, and the kernels take nearly every block.
+TEST(HuffProgEquivalence, FastACDecodersFollowCarefulOverRealScans) {
+    for (int quality : {75, 95}) {
+        hufftest::MakeOptions o;
+        o.width = 160;
+        o.height = 96;
+        o.hSamp = o.vSamp = 2;
+        o.quality = quality;
+        o.seed = static_cast<uint64_t>(quality);
+        const progtest::ProgFile f = progtest::readProgressive(progtest::makeProgressiveJpeg(o));
+        std::vector<std::vector<Kep16s>> fastCoef, carefulCoef;
+        for (const auto& comp : f.comps) fastCoef.emplace_back(comp.coef.size(), 0);
+        carefulCoef = fastCoef;
+        int blocks = 0, taken = 0;
+        for (const progtest::Scan& s : f.scans) {
+            if (s.Ss == 0) continue;
+            const KepiDecodeHuffmanSpec spec = hufftest::decSpec(s.ac[s.acTable[0]]);
+            struct Side {
+                KepiDecodeHuffmanState st = {};
+                int pos = 0, marker = 0;
+            } fast, careful;
+            fast.pos = careful.pos = static_cast<int>(s.start);
+            const int len = static_cast<int>(f.bytes.size());
+            progtest::forEachBlock(f, s, [&](int, int c, int bx, int by, int) {
+                const auto& comp = f.comps[static_cast<size_t>(c)];
+                const size_t at = (static_cast<size_t>(by) * comp.allocX + bx) * 64;
+                Kep16s* bf = &fastCoef[static_cast<size_t>(c)][at];
+                Kep16s* bc = &carefulCoef[static_cast<size_t>(c)][at];
+                const OwnHuffSrc srcF = {f.bytes.data(), len, &fast.pos, &fast.marker};
+                const OwnHuffSrc srcC = {f.bytes.data(), len, &careful.pos, &careful.marker};
+                const bool tookF = s.Ah ? ownHuffDecodeACRefine_fast(srcF, bf, s.Ss, s.Se, s.Al, &spec, &fast.st)
+                                        : ownHuffDecodeACFirst_fast(srcF, bf, s.Ss, s.Se, s.Al, &spec, &fast.st);
+                KepResult rF = kepOk;
+                if (!tookF)
+                    rF = s.Ah ? ownHuffDecodeACRefine_careful(srcF, bf, s.Ss, s.Se, s.Al, &spec, &fast.st)
+                              : ownHuffDecodeACFirst_careful(srcF, bf, s.Ss, s.Se, s.Al, &spec, &fast.st);
+                const KepResult rC = s.Ah ? ownHuffDecodeACRefine_careful(srcC, bc, s.Ss, s.Se, s.Al, &spec, &careful.st)
+                                          : ownHuffDecodeACFirst_careful(srcC, bc, s.Ss, s.Se, s.Al, &spec, &careful.st);
+                ++blocks;
+                taken += tookF;
+                ASSERT_EQ(kepOk, rC);
+                ASSERT_EQ(rC, rF);
+                ASSERT_EQ(0, memcmp(&fast, &careful, sizeof fast)) << "q" << quality << " block " << blocks;
+                ASSERT_EQ(0, memcmp(bf, bc, 64 * sizeof(Kep16s))) << "q" << quality << " block " << blocks;
+            });
+        }
+        // Only the last blocks of a scan, whose bits reach the marker after it, go the careful way.
+        EXPECT_GT(taken, blocks - 8 * static_cast<int>(f.scans.size())) << "q" << quality;
+    }
 }
 
 // ---- Lossless rows ------------------------------------------------------------------------------

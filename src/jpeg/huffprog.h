@@ -203,4 +203,20 @@ static inline KepResult ownHuffGetBits(const OwnHuffSrc& src, int n, KepiDecodeH
     return kepOk;
 }
 
+// ---- AC decoders -------------------------------------------------------------------------------
+
+// Careful AC first and AC refinement decoders of one block (T.81 G.2.2 with the bit reader of
+// pjdechuff.cpp); the reference of the fast kernels.
+KEP_HIDDEN KepResult ownHuffDecodeACFirst_careful(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int Se, int Al,
+                                                  const KepiDecodeHuffmanSpec* spec, KepiDecodeHuffmanState* st);
+KEP_HIDDEN KepResult ownHuffDecodeACRefine_careful(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int Se, int Al,
+                                                   const KepiDecodeHuffmanSpec* spec, KepiDecodeHuffmanState* st);
+// Fast kernels of the same: true when they decoded the block (state, position and coefficients
+// as the careful path leaves them); false when they decline, having changed nothing but, for AC
+// first, coefficients that the careful path then writes again with the same values.
+KEP_HIDDEN bool ownHuffDecodeACFirst_fast(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int Se, int Al,
+                                          const KepiDecodeHuffmanSpec* spec, KepiDecodeHuffmanState* st);
+KEP_HIDDEN bool ownHuffDecodeACRefine_fast(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int Se, int Al,
+                                           const KepiDecodeHuffmanSpec* spec, KepiDecodeHuffmanState* st);
+
 #endif  // KEP_HUFFPROG_H

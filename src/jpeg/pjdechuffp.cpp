@@ -4,6 +4,7 @@
 
 #include <emmintrin.h>
 
+#include "huffdec64.h"
 #include "huffprog.h"
 #include "pjdispatch.h"
 
@@ -18,8 +19,10 @@ inline KepResult store(Kep16s* pDst, int k, Kep32s v, int Al) {
     return kepOk;
 }
 
-KepResult decodeACFirst(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int Se, int Al,
-                        const KepiDecodeHuffmanSpec* spec, KepiDecodeHuffmanState* st) {
+}  // namespace
+
+KepResult ownHuffDecodeACFirst_careful(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int Se, int Al,
+                                       const KepiDecodeHuffmanSpec* spec, KepiDecodeHuffmanState* st) {
     if (st->eobRun > 0) {
         --st->eobRun;
         return kepOk;
@@ -45,6 +48,8 @@ KepResult decodeACFirst(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int Se, int
     }
     return kepOk;
 }
+
+namespace {
 
 // Zigzag positions of the nonzero coefficients of a block, as a 64-bit mask. The natural-order
 // mask comes from eight vector compares; each of its bytes (one row of the block) is mapped to
@@ -111,8 +116,10 @@ inline int selectBit(Kep64u x, int r) {
 // coefficients; every nonzero coefficient passed on the way takes a correction bit, in zigzag
 // order. The zero and nonzero positions come from a mask, so only the coefficients that take a
 // bit are visited.
-KepResult decodeACRefine(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int Se, int Al,
-                         const KepiDecodeHuffmanSpec* spec, KepiDecodeHuffmanState* st) {
+}  // namespace
+
+KepResult ownHuffDecodeACRefine_careful(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int Se, int Al,
+                                        const KepiDecodeHuffmanSpec* spec, KepiDecodeHuffmanState* st) {
     const Kep32s p1 = 1 << Al, m1 = -p1;
     const Kep64u band = fromBit(Ss) & (~Kep64u{0} >> (63 - Se));
     Kep64u nonzero = nonzeroZigzag(pDst) & band;
@@ -168,9 +175,175 @@ KepResult decodeACRefine(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int Se, in
     return kepOk;
 }
 
+// ---- Fast kernels --------------------------------------------------------------------------
+//
+// The AC kernels decode from the 64-bit register of huffdec64.h and decline (returning false)
+// before they change the state, the position or the marker when the careful path would meet
+// anything unusual: a marker or the end of the source within the bytes it reads, a fill byte,
+// more stuffed bytes than the register tracks, a code that matches nothing, a run past 63, a
+// refinement symbol of category above 1. AC first writes only coefficients that the careful path
+// then writes again with the same values; AC refinement works on a copy of the block.
+
+using namespace ownhuff64;
+
+bool ownHuffDecodeACFirst_fast(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int Se, int Al,
+                               const KepiDecodeHuffmanSpec* spec, KepiDecodeHuffmanState* st) {
+    if (st->eobRun > 0) {  // the careful path does no more
+        --st->eobRun;
+        return true;
+    }
+    Bits64 r;
+    Vetted vet;
+    unsigned vc;
+    if (!start64(src, st, &r, &vet, &vc)) return false;
+    const int pos0 = *src.pos;
+    const Kep32u buf0 = static_cast<Kep32u>(st->bitBuffer);
+    Kep32u eobRun = 0;
+    for (int k = Ss; k <= Se; ++k) {
+        unsigned sym, l;
+        // A symbol with its extra bits takes at most 16 + 15 bits, an EOBn 16 + 14.
+        if (!ensure32(r, src.p, src.len, &vet) || (l = symbol64(r, vc, spec, &sym)) == 0) return false;
+        const unsigned run = sym >> 4, s = sym & 0x0F;
+        if (__builtin_expect(s != 0, 1)) {
+            k += static_cast<int>(run);
+            const Kep32s v = extend64(r, vc, l, s);
+            const unsigned natural = kTables.natural[k];
+            if (natural > 63) return false;
+            pDst[natural] = static_cast<Kep16s>(static_cast<Kep16u>(static_cast<Kep32u>(v) << Al));
+        } else {
+            skip64(r, l);
+            if (run == 15) {
+                k += 15;
+                continue;
+            }
+            eobRun = (1u << run) - 1 + (run ? bits64(r, vc, run) : 0);
+            break;
+        }
+    }
+    if (!commit64(r, vc, src, &vet, pos0, buf0, st)) return false;
+    st->eobRun = eobRun;
+    return true;
+}
+
+namespace {
+
+inline int popcount64(Kep64u x) {  // without the POPCNT instruction
+    x = x - ((x >> 1) & 0x5555555555555555ull);
+    x = (x & 0x3333333333333333ull) + ((x >> 2) & 0x3333333333333333ull);
+    x = (x + (x >> 4)) & 0x0F0F0F0F0F0F0F0Full;
+    return static_cast<int>((x * 0x0101010101010101ull) >> 56);
+}
+
+// Applies n correction bits, the leading one first, to the first n nonzero coefficients of m
+// (zigzag positions) as the careful path does: a bit counts only while bit Al of the coefficient
+// is still clear, and moves it away from zero. Returns m without them.
+__attribute__((always_inline)) inline Kep64u applyCorrections(Kep16s* blk, Kep64u m, Kep32u word, int n, Kep32s p1) {
+    for (int i = n - 1; i >= 0; --i, m &= m - 1) {
+        Kep16s* const c = &blk[kTables.natural[__builtin_ctzll(m)]];
+        const Kep32s bit = static_cast<Kep32s>((word >> i) & 1);
+        // Without a branch on the bit, which is as good as random.
+        const Kep32s apply = -(bit & static_cast<Kep32s>((*c & p1) == 0));
+        *c = static_cast<Kep16s>(*c + ((*c >= 0 ? p1 : -p1) & apply));
+    }
+    return m;
+}
+
+// Correction bits for the nonzero coefficients of m (zigzag positions, in order) from the
+// register, up to 32 at a time; the careful reader fills each time it holds none:
+// after n bits its count vc is vc - n, or (vc - n) mod 32 when that goes below zero.
+__attribute__((always_inline)) inline bool correct64(Bits64& r, unsigned& vc, const OwnHuffSrc& src, Vetted* vet,
+                                                     Kep16s* blk, Kep64u m, Kep32s p1) {
+    for (int left = popcount64(m); left > 0;) {
+        if (!ensure32(r, src.p, src.len, vet)) return false;
+        const int n = left < 32 ? left : 32;
+        const Kep32u word = static_cast<Kep32u>(r.acc >> (64 - n));
+        r.acc <<= n;
+        r.bits -= n;
+        vc = static_cast<unsigned>(n) <= vc ? vc - static_cast<unsigned>(n) : (vc - static_cast<unsigned>(n)) & 31;
+        m = applyCorrections(blk, m, word, n, p1);
+        left -= n;
+    }
+    return true;
+}
+
+inline void copyBlock(Kep16s* to, const Kep16s* from) {
+    for (int i = 0; i < 8; ++i)
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to) + i, _mm_loadu_si128(reinterpret_cast<const __m128i*>(from) + i));
+}
+
+}  // namespace
+
+bool ownHuffDecodeACRefine_fast(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int Se, int Al,
+                                const KepiDecodeHuffmanSpec* spec, KepiDecodeHuffmanState* st) {
+    const Kep32s p1 = 1 << Al;
+    const Kep64u band = fromBit(Ss) & (~Kep64u{0} >> (63 - Se));
+    if (st->eobRun > 0) {
+        // Within an end-of-band run with the correction bits already held, no fill: in place.
+        const Kep64u nonzero = nonzeroZigzag(pDst) & band;
+        const int n = popcount64(nonzero);
+        if (n <= st->bitCount && st->bitCount <= 32) {
+            if (n > 0) {
+                st->bitCount -= n;
+                const Kep32u word = static_cast<Kep32u>(st->bitBuffer >> st->bitCount) & static_cast<Kep32u>((Kep64u{1} << n) - 1);
+                applyCorrections(pDst, nonzero, word, n, p1);
+            }
+            --st->eobRun;
+            return true;
+        }
+    }
+    Bits64 r;
+    Vetted vet;
+    unsigned vc;
+    if (!start64(src, st, &r, &vet, &vc)) return false;
+    const int pos0 = *src.pos;
+    const Kep32u buf0 = static_cast<Kep32u>(st->bitBuffer);
+    alignas(16) Kep16s blk[64];
+    copyBlock(blk, pDst);
+    Kep64u nonzero = nonzeroZigzag(blk) & band;
+    Kep32u eobRun = st->eobRun;
+    int k = Ss;
+    if (eobRun == 0) {
+        for (; k <= Se; ++k) {
+            unsigned sym, l;
+            // A symbol and its sign bit, or an EOBn and its bits: at most 16 + 14 bits.
+            if (!ensure32(r, src.p, src.len, &vet) || (l = symbol64(r, vc, spec, &sym)) == 0) return false;
+            skip64(r, l);
+            const unsigned run = sym >> 4, s = sym & 0x0F;
+            Kep32s value = 0;
+            if (s != 0) {
+                if (s != 1) return false;
+                value = bits64(r, vc, 1) ? p1 : -p1;
+            } else if (run != 15) {
+                eobRun = (1u << run) + (run ? bits64(r, vc, run) : 0);
+                break;
+            }
+            const int at = selectBit(~nonzero & band & fromBit(k), static_cast<int>(run));
+            const int target = at < 64 ? at : Se + 1;
+            if (!correct64(r, vc, src, &vet, blk, nonzero & fromBit(k) & ~fromBit(target), p1)) return false;
+            k = target;
+            if (value != 0) {
+                blk[kTables.natural[k]] = static_cast<Kep16s>(value);  // k <= 64: index 63 at most
+                nonzero |= fromBit(k) & ~fromBit(k + 1) & band;
+            }
+        }
+    }
+    if (eobRun > 0) {
+        if (!correct64(r, vc, src, &vet, blk, nonzero & fromBit(k), p1)) return false;
+        --eobRun;
+    }
+    if (!commit64(r, vc, src, &vet, pos0, buf0, st)) return false;
+    st->eobRun = eobRun;
+    copyBlock(pDst, blk);
+    return true;
+}
+
+namespace {
+
 // An AC decoder: the shared checks, then the scan.
-template <KepResult (*Scan)(const OwnHuffSrc&, Kep16s*, int, int, int, const KepiDecodeHuffmanSpec*,
-                            KepiDecodeHuffmanState*)>
+template <bool (*Fast)(const OwnHuffSrc&, Kep16s*, int, int, int, const KepiDecodeHuffmanSpec*,
+                       KepiDecodeHuffmanState*),
+          KepResult (*Careful)(const OwnHuffSrc&, Kep16s*, int, int, int, const KepiDecodeHuffmanSpec*,
+                               KepiDecodeHuffmanState*)>
 KepResult decodeAC(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos, Kep16s* pDst, int* pMarker, int Ss, int Se,
                    int Al, const KepiDecodeHuffmanSpec* pAcTable, KepiDecodeHuffmanState* st) {
     if (!pSrc) return kepErrNullPtr;
@@ -178,7 +351,9 @@ KepResult decodeAC(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos, Kep16s*
     if (!pSrcCurrPos || !pDst || !pMarker) return kepErrNullPtr;
     if (ownHuffBadBand(Ss, Se, Al)) return kepErrArgRange;
     if (!pAcTable || !st) return kepErrNullPtr;
-    return Scan(OwnHuffSrc{pSrc, srcLenBytes, pSrcCurrPos, pMarker}, pDst, Ss, Se, Al, pAcTable, st);
+    const OwnHuffSrc src = {pSrc, srcLenBytes, pSrcCurrPos, pMarker};
+    if (Fast(src, pDst, Ss, Se, Al, pAcTable, st)) return kepOk;
+    return Careful(src, pDst, Ss, Se, Al, pAcTable, st);
 }
 
 }  // namespace
@@ -225,12 +400,12 @@ KepResult own_kepiDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1(const Kep8u* pSrc, int 
                                                          Kep16s* pDst, int* pMarker, int Ss, int Se, int Al,
                                                          const KepiDecodeHuffmanSpec* pAcTable,
                                                          KepiDecodeHuffmanState* pDecHuffState) {
-    return decodeAC<decodeACFirst>(pSrc, srcLenBytes, pSrcCurrPos, pDst, pMarker, Ss, Se, Al, pAcTable, pDecHuffState);
+    return decodeAC<ownHuffDecodeACFirst_fast, ownHuffDecodeACFirst_careful>(pSrc, srcLenBytes, pSrcCurrPos, pDst, pMarker, Ss, Se, Al, pAcTable, pDecHuffState);
 }
 
 KepResult own_kepiDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos,
                                                           Kep16s* pDst, int* pMarker, int Ss, int Se, int Al,
                                                           const KepiDecodeHuffmanSpec* pAcTable,
                                                           KepiDecodeHuffmanState* pDecHuffState) {
-    return decodeAC<decodeACRefine>(pSrc, srcLenBytes, pSrcCurrPos, pDst, pMarker, Ss, Se, Al, pAcTable, pDecHuffState);
+    return decodeAC<ownHuffDecodeACRefine_fast, ownHuffDecodeACRefine_careful>(pSrc, srcLenBytes, pSrcCurrPos, pDst, pMarker, Ss, Se, Al, pAcTable, pDecHuffState);
 }
