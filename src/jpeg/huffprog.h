@@ -203,7 +203,7 @@ static inline KepResult ownHuffGetBits(const OwnHuffSrc& src, int n, KepiDecodeH
     return kepOk;
 }
 
-// ---- AC decoders -------------------------------------------------------------------------------
+// ---- Progressive decoders -------------------------------------------------------------------------------
 
 // Careful AC first and AC refinement decoders of one block (T.81 G.2.2 with the bit reader of
 // pjdechuff.cpp); the reference of the fast kernels.
@@ -218,5 +218,15 @@ KEP_HIDDEN bool ownHuffDecodeACFirst_fast(const OwnHuffSrc& src, Kep16s* pDst, i
                                           const KepiDecodeHuffmanSpec* spec, KepiDecodeHuffmanState* st);
 KEP_HIDDEN bool ownHuffDecodeACRefine_fast(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int Se, int Al,
                                            const KepiDecodeHuffmanSpec* spec, KepiDecodeHuffmanState* st);
+
+// DC first and DC refinement decoders of one block: careful, and fast kernels that decline
+// before changing anything.
+KEP_HIDDEN KepResult ownHuffDecodeDCFirst_careful(const OwnHuffSrc& src, Kep16s* pDst, Kep16s* pLastDC, int Al,
+                                                  const KepiDecodeHuffmanSpec* spec, KepiDecodeHuffmanState* st);
+KEP_HIDDEN KepResult ownHuffDecodeDCRefine_careful(const OwnHuffSrc& src, Kep16s* pDst, int Al,
+                                                   KepiDecodeHuffmanState* st);
+KEP_HIDDEN bool ownHuffDecodeDCFirst_fast(const OwnHuffSrc& src, Kep16s* pDst, Kep16s* pLastDC, int Al,
+                                          const KepiDecodeHuffmanSpec* spec, KepiDecodeHuffmanState* st);
+KEP_HIDDEN bool ownHuffDecodeDCRefine_fast(const OwnHuffSrc& src, Kep16s* pDst, int Al, KepiDecodeHuffmanState* st);
 
 #endif  // KEP_HUFFPROG_H

@@ -358,6 +358,106 @@ KepResult decodeAC(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos, Kep16s*
 
 }  // namespace
 
+// ---- DC scans ------------------------------------------------------------------------------
+
+KepResult ownHuffDecodeDCFirst_careful(const OwnHuffSrc& src, Kep16s* pDst, Kep16s* pLastDC, int Al,
+                                       const KepiDecodeHuffmanSpec* spec, KepiDecodeHuffmanState* st) {
+    int symbol;
+    KepResult r = ownHuffDecodeSymbolQuick(src, spec, st, &symbol);
+    if (r != kepOk) return r;
+    Kep32s diff = 0;
+    if ((symbol & 0x0F) != 0 && (r = ownHuffReceiveExtendQuick(src, symbol & 0x0F, st, &diff)) != kepOk) return r;
+    *pLastDC = static_cast<Kep16s>(*pLastDC + diff);
+    pDst[0] = static_cast<Kep16s>(static_cast<Kep16u>(static_cast<Kep32u>(*pLastDC) << Al));
+    return kepOk;
+}
+
+KepResult ownHuffDecodeDCRefine_careful(const OwnHuffSrc& src, Kep16s* pDst, int Al, KepiDecodeHuffmanState* st) {
+    Kep32u bit;
+    const KepResult r = ownHuffGetBits(src, 1, st, &bit);
+    if (r == kepOk && bit) pDst[0] = static_cast<Kep16s>(pDst[0] | (1 << Al));
+    return r;
+}
+
+namespace {
+
+// The careful reader's view of the stream, in registers.
+struct Reader32 {
+    Kep32u buf;  // low 32 bits of bitBuffer
+    int cnt;
+    int pos;
+    bool filled;  // bitBuffer must be written back
+
+    // The careful fill when it completes from the next four source bytes, none of them 0xFF:
+    // whole bytes until at least 25 bits are held. False when that is not so.
+    bool fillWord(const OwnHuffSrc& src) {
+        if (*src.marker != 0 || pos < 0 || pos > src.len - 4) return false;
+        Kep32u w;
+        memcpy(&w, src.p + pos, 4);
+        const Kep32u inv = ~w;
+        if (((inv - 0x01010101u) & ~inv & 0x80808080u) != 0) return false;
+        const int n = (32 - cnt) >> 3;
+        buf = static_cast<Kep32u>((static_cast<Kep64u>(buf) << (8 * n)) | (__builtin_bswap32(w) >> (32 - 8 * n)));
+        cnt += 8 * n;
+        pos += n;
+        filled = true;
+        return true;
+    }
+    bool start(const OwnHuffSrc& src, const KepiDecodeHuffmanState* st) {
+        buf = static_cast<Kep32u>(st->bitBuffer);
+        cnt = st->bitCount;
+        pos = *src.pos;
+        filled = false;
+        return cnt >= 0 && cnt <= 32;
+    }
+    void commit(const OwnHuffSrc& src, KepiDecodeHuffmanState* st) const {
+        if (filled) {
+            st->bitBuffer = buf;
+            *src.pos = pos;
+        }
+        st->bitCount = cnt;
+    }
+    Kep32u take(int n) {
+        cnt -= n;
+        return (buf >> cnt) & ((1u << n) - 1);
+    }
+};
+
+}  // namespace
+
+// The DC kernels: the careful steps with a fill done as one 4-byte load, declining (before any
+// change) when the careful fill would meet an 0xFF, a marker or the end of the source, or a code
+// is longer than 8 bits.
+bool ownHuffDecodeDCFirst_fast(const OwnHuffSrc& src, Kep16s* pDst, Kep16s* pLastDC, int Al,
+                               const KepiDecodeHuffmanSpec* spec, KepiDecodeHuffmanState* st) {
+    Reader32 rd;
+    if (!rd.start(src, st)) return false;
+    if (rd.cnt < 8 && !rd.fillWord(src)) return false;
+    const Kep32u look = spec->lookahead[(rd.buf >> (rd.cnt - 8)) & 0xFF];
+    if ((look >> 16) == 0) return false;
+    rd.cnt -= static_cast<int>(look >> 16);
+    const int s = look & 0x0F;
+    Kep32s diff = 0;
+    if (s != 0) {
+        if (rd.cnt < s && !rd.fillWord(src)) return false;
+        diff = ownHuffExtend(rd.take(s), s);
+    }
+    rd.commit(src, st);
+    *pLastDC = static_cast<Kep16s>(*pLastDC + diff);
+    pDst[0] = static_cast<Kep16s>(static_cast<Kep16u>(static_cast<Kep32u>(*pLastDC) << Al));
+    return true;
+}
+
+bool ownHuffDecodeDCRefine_fast(const OwnHuffSrc& src, Kep16s* pDst, int Al, KepiDecodeHuffmanState* st) {
+    Reader32 rd;
+    if (!rd.start(src, st)) return false;
+    if (rd.cnt < 1 && !rd.fillWord(src)) return false;
+    const Kep32u bit = rd.take(1);
+    rd.commit(src, st);
+    pDst[0] = static_cast<Kep16s>(pDst[0] | (bit << Al));
+    return true;
+}
+
 KepResult own_kepiDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos,
                                                          Kep16s* pDst, Kep16s* pLastDC, int* pMarker, int Al,
                                                          const KepiDecodeHuffmanSpec* pDcTable,
@@ -369,15 +469,8 @@ KepResult own_kepiDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(const Kep8u* pSrc, int 
     if (!pDcTable || !pDecHuffState) return kepErrNullPtr;
 
     const OwnHuffSrc src = {pSrc, srcLenBytes, pSrcCurrPos, pMarker};
-    int symbol;
-    KepResult r = ownHuffDecodeSymbolQuick(src, pDcTable, pDecHuffState, &symbol);
-    if (r != kepOk) return r;
-    Kep32s diff = 0;
-    if ((symbol & 0x0F) != 0 && (r = ownHuffReceiveExtendQuick(src, symbol & 0x0F, pDecHuffState, &diff)) != kepOk)
-        return r;
-    *pLastDC = static_cast<Kep16s>(*pLastDC + diff);
-    pDst[0] = static_cast<Kep16s>(static_cast<Kep16u>(static_cast<Kep32u>(*pLastDC) << Al));
-    return kepOk;
+    if (ownHuffDecodeDCFirst_fast(src, pDst, pLastDC, Al, pDcTable, pDecHuffState)) return kepOk;
+    return ownHuffDecodeDCFirst_careful(src, pDst, pLastDC, Al, pDcTable, pDecHuffState);
 }
 
 KepResult own_kepiDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos,
@@ -390,10 +483,8 @@ KepResult own_kepiDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(const Kep8u* pSrc, int
     if (!pDecHuffState) return kepErrNullPtr;
 
     const OwnHuffSrc src = {pSrc, srcLenBytes, pSrcCurrPos, pMarker};
-    Kep32u bit;
-    const KepResult r = ownHuffGetBits(src, 1, pDecHuffState, &bit);
-    if (r == kepOk && bit) pDst[0] = static_cast<Kep16s>(pDst[0] | (1 << Al));
-    return r;
+    if (ownHuffDecodeDCRefine_fast(src, pDst, Al, pDecHuffState)) return kepOk;
+    return ownHuffDecodeDCRefine_careful(src, pDst, Al, pDecHuffState);
 }
 
 KepResult own_kepiDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos,
