@@ -212,8 +212,7 @@ KEP_HIDDEN KepResult ownHuffDecodeACFirst_careful(const OwnHuffSrc& src, Kep16s*
 KEP_HIDDEN KepResult ownHuffDecodeACRefine_careful(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int Se, int Al,
                                                    const KepiDecodeHuffmanSpec* spec, KepiDecodeHuffmanState* st);
 // Fast kernels of the same: true when they decoded the block (state, position and coefficients
-// as the careful path leaves them); false when they decline, having changed nothing but, for AC
-// first, coefficients that the careful path then writes again with the same values.
+// as the careful path leaves them); false when they decline, having changed nothing.
 KEP_HIDDEN bool ownHuffDecodeACFirst_fast(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int Se, int Al,
                                           const KepiDecodeHuffmanSpec* spec, KepiDecodeHuffmanState* st);
 KEP_HIDDEN bool ownHuffDecodeACRefine_fast(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int Se, int Al,

@@ -6,6 +6,7 @@
 
 #include "huffdec64.h"
 #include "huffprog.h"
+#include "huffzigzag.h"
 #include "pjdispatch.h"
 
 namespace {
@@ -51,34 +52,16 @@ KepResult ownHuffDecodeACFirst_careful(const OwnHuffSrc& src, Kep16s* pDst, int 
 
 namespace {
 
-// Zigzag positions of the nonzero coefficients of a block, as a 64-bit mask. The natural-order
-// mask comes from eight vector compares; each of its bytes (one row of the block) is mapped to
-// zigzag bit positions through a table.
-struct ZigzagMaskTable {
-    Kep64u row[8][256];
-    constexpr ZigzagMaskTable() : row() {
-        int zigzagOf[64] = {};
-        for (int k = 0; k < 64; ++k) zigzagOf[ownZigzagNaturalExt[k]] = k;
-        for (int v = 0; v < 8; ++v)
-            for (int bits = 0; bits < 256; ++bits)
-                for (int u = 0; u < 8; ++u)
-                    if (bits & (1 << u)) row[v][bits] |= Kep64u{1} << zigzagOf[8 * v + u];
-    }
-};
-constexpr ZigzagMaskTable kZigzagMask;
-
+// Zigzag positions of the nonzero coefficients of a block, as a 64-bit mask: the bytes of eight
+// vector compares with zero, shuffled into zigzag order.
 inline Kep64u nonzeroZigzag(const Kep16s* b) {
     const __m128i zero = _mm_setzero_si128();
     const __m128i* p = reinterpret_cast<const __m128i*>(b);
-    Kep64u natural = 0;
-    for (int i = 0; i < 4; ++i) {
-        const __m128i r0 = _mm_cmpeq_epi16(_mm_loadu_si128(p + 2 * i), zero);
-        const __m128i r1 = _mm_cmpeq_epi16(_mm_loadu_si128(p + 2 * i + 1), zero);
-        natural |= static_cast<Kep64u>(_mm_movemask_epi8(_mm_packs_epi16(r0, r1)) ^ 0xFFFF) << (16 * i);
-    }
-    Kep64u zz = 0;
-    for (int v = 0; v < 8; ++v) zz |= kZigzagMask.row[v][(natural >> (8 * v)) & 0xFF];
-    return zz;
+    __m128i isZero[4];
+    for (int i = 0; i < 4; ++i)
+        isZero[i] = _mm_packs_epi16(_mm_cmpeq_epi16(_mm_loadu_si128(p + 2 * i), zero),
+                                    _mm_cmpeq_epi16(_mm_loadu_si128(p + 2 * i + 1), zero));
+    return ~ownhuffzz::zigzagTopBits(isZero);
 }
 
 // Bits k..63 (none for k = 64).
@@ -181,8 +164,7 @@ KepResult ownHuffDecodeACRefine_careful(const OwnHuffSrc& src, Kep16s* pDst, int
 // before they change the state, the position or the marker when the careful path would meet
 // anything unusual: a marker or the end of the source within the bytes it reads, a fill byte,
 // more stuffed bytes than the register tracks, a code that matches nothing, a run past 63, a
-// refinement symbol of category above 1. AC first writes only coefficients that the careful path
-// then writes again with the same values; AC refinement works on a copy of the block.
+// refinement symbol of category above 1. The block, too, changes only when they finish.
 
 using namespace ownhuff64;
 
@@ -198,6 +180,12 @@ bool ownHuffDecodeACFirst_fast(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int 
     if (!start64(src, st, &r, &vet, &vc)) return false;
     const int pos0 = *src.pos;
     const Kep32u buf0 = static_cast<Kep32u>(st->bitBuffer);
+    // The coefficients wait here until the block is committed: the careful path may stop earlier
+    // than this kernel gets (at an 0xFF that ends the source) and must then find the block as
+    // it was.
+    Kep8u at[64];
+    Kep16s value[64];
+    int n = 0;
     Kep32u eobRun = 0;
     for (int k = Ss; k <= Se; ++k) {
         unsigned sym, l;
@@ -209,7 +197,8 @@ bool ownHuffDecodeACFirst_fast(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int 
             const Kep32s v = extend64(r, vc, l, s);
             const unsigned natural = kTables.natural[k];
             if (natural > 63) return false;
-            pDst[natural] = static_cast<Kep16s>(static_cast<Kep16u>(static_cast<Kep32u>(v) << Al));
+            at[n] = static_cast<Kep8u>(natural);
+            value[n++] = static_cast<Kep16s>(static_cast<Kep16u>(static_cast<Kep32u>(v) << Al));
         } else {
             skip64(r, l);
             if (run == 15) {
@@ -222,6 +211,7 @@ bool ownHuffDecodeACFirst_fast(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int 
     }
     if (!commit64(r, vc, src, &vet, pos0, buf0, st)) return false;
     st->eobRun = eobRun;
+    for (int i = 0; i < n; ++i) pDst[at[i]] = value[i];
     return true;
 }
 
