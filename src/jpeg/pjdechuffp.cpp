@@ -81,7 +81,11 @@ struct SelectInByteTable {
 constexpr SelectInByteTable kSelectInByte;
 
 inline int selectBit(Kep64u x, int r) {
-    if (r == 0) return x != 0 ? __builtin_ctzll(x) : 64;  // the most common case by far
+    if (r < 4) {  // the most common cases by far: clear the r lowest set bits
+        const Kep64u x1 = x & (x - 1), x2 = x1 & (x1 - 1), x3 = x2 & (x2 - 1);
+        const Kep64u y = r == 0 ? x : r == 1 ? x1 : r == 2 ? x2 : x3;
+        return y != 0 ? __builtin_ctzll(y) : 64;
+    }
     constexpr Kep64u ones = 0x0101010101010101ull, highs = 0x8080808080808080ull;
     Kep64u c = x - ((x >> 1) & 0x5555555555555555ull);
     c = (c & 0x3333333333333333ull) + ((c >> 2) & 0x3333333333333333ull);
@@ -239,19 +243,17 @@ __attribute__((always_inline)) inline Kep64u applyCorrections(Kep16s* blk, Kep64
 }
 
 // Correction bits for the nonzero coefficients of m (zigzag positions, in order) from the
-// register, up to 32 at a time; the careful reader fills each time it holds none:
-// after n bits its count vc is vc - n, or (vc - n) mod 32 when that goes below zero.
+// register, one at a time (the sets are small, and counting them first costs more); the careful
+// reader fills each time it holds none.
 __attribute__((always_inline)) inline bool correct64(Bits64& r, unsigned& vc, const OwnHuffSrc& src, Vetted* vet,
                                                      Kep16s* blk, Kep64u m, Kep32s p1) {
-    for (int left = popcount64(m); left > 0;) {
-        if (!ensure32(r, src.p, src.len, vet)) return false;
-        const int n = left < 32 ? left : 32;
-        const Kep32u word = static_cast<Kep32u>(r.acc >> (64 - n));
-        r.acc <<= n;
-        r.bits -= n;
-        vc = static_cast<unsigned>(n) <= vc ? vc - static_cast<unsigned>(n) : (vc - static_cast<unsigned>(n)) & 31;
-        m = applyCorrections(blk, m, word, n, p1);
-        left -= n;
+    for (; m != 0; m &= m - 1) {
+        if (__builtin_expect(r.bits == 0, 0) && !ensure32(r, src.p, src.len, vet)) return false;
+        const Kep32u bit = static_cast<Kep32u>(r.acc >> 63);
+        r.acc <<= 1;
+        r.bits -= 1;
+        vc = vc ? vc - 1 : 31;
+        applyCorrections(blk, m, bit, 1, p1);
     }
     return true;
 }
