@@ -57,6 +57,8 @@ struct Bits64 {
 
 // What the byte-wise loads have met: rarely touched.
 struct Vetted {
+    int pos0;      // the position and the low 32 bits of bitBuffer before the block
+    Kep32u buf0;
     bool stopped;  // a marker, fill byte or the end of the source: nothing more can be loaded
     int nstuffed;
     int stuffed[kMaxStuffed];  // data indices of the 0xFF data bytes loaded
@@ -193,12 +195,13 @@ __attribute__((always_inline)) inline Kep32u bits64(Bits64& r, unsigned& vc, uns
 
 // Where the careful reader stands after the bits decoded, with vc its count: writes the state's
 // bitBuffer and bitCount and the position, or returns false without writing anything when the
-// careful reader would have read a byte the loads have not vetted. pos0 and buf0 are the position
-// and the low 32 bits of bitBuffer before the block.
+// careful reader would have read a byte the loads have not vetted.
 __attribute__((always_inline)) inline bool commit64(Bits64& r, unsigned vc, const OwnHuffSrc& src, Vetted* vet,
-                                                    int pos0, Kep32u buf0, KepiDecodeHuffmanState* st) {
+                                                    KepiDecodeHuffmanState* st) {
     const Kep8u* const p = src.p;
     const int len = src.len;
+    const int pos0 = vet->pos0;
+    const Kep32u buf0 = vet->buf0;
     // Data bytes the careful reader has taken: the bits decoded and the bits it holds.
     const int taken = (8 * r.loaded - r.bits + static_cast<int>(vc)) >> 3;
     if (taken > r.loaded) {
@@ -241,6 +244,8 @@ __attribute__((always_inline)) inline bool start64(const OwnHuffSrc& src, const 
     if (*src.marker != 0 || pos0 < 0 || pos0 > src.len || cnt0 < 0 || cnt0 > 32) return false;
     const Kep32u buf0 = static_cast<Kep32u>(st->bitBuffer);
     *r = {cnt0 ? static_cast<Kep64u>(buf0) << (64 - cnt0) : 0, cnt0, pos0, 0};
+    vet->pos0 = pos0;
+    vet->buf0 = buf0;
     vet->stopped = false;
     vet->nstuffed = 0;
     *vc = static_cast<unsigned>(cnt0);

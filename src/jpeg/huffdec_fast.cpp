@@ -38,8 +38,6 @@ __attribute__((always_inline)) inline bool decodeFast(const OwnHuffSrc& src, Kep
     Vetted vet;
     unsigned vc;
     if (!start64(src, st, &r, &vet, &vc)) return false;
-    const int pos0 = *src.pos;
-    const Kep32u buf0 = static_cast<Kep32u>(st->bitBuffer);
     const Kep8u* const p = src.p;
     const int len = src.len;
 
@@ -75,7 +73,7 @@ __attribute__((always_inline)) inline bool decodeFast(const OwnHuffSrc& src, Kep
         }
     }
 
-    if (!commit64(r, vc, src, &vet, pos0, buf0, st)) return false;
+    if (!commit64(r, vc, src, &vet, st)) return false;
     *pLastDC = lastDC;
     st->blockPos = k;
     return true;

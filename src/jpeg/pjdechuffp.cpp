@@ -182,8 +182,6 @@ bool ownHuffDecodeACFirst_fast(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int 
     Vetted vet;
     unsigned vc;
     if (!start64(src, st, &r, &vet, &vc)) return false;
-    const int pos0 = *src.pos;
-    const Kep32u buf0 = static_cast<Kep32u>(st->bitBuffer);
     // The coefficients wait here until the block is committed: the careful path may stop earlier
     // than this kernel gets (at an 0xFF that ends the source) and must then find the block as
     // it was.
@@ -213,7 +211,7 @@ bool ownHuffDecodeACFirst_fast(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int 
             break;
         }
     }
-    if (!commit64(r, vc, src, &vet, pos0, buf0, st)) return false;
+    if (!commit64(r, vc, src, &vet, st)) return false;
     st->eobRun = eobRun;
     for (int i = 0; i < n; ++i) pDst[at[i]] = value[i];
     return true;
@@ -287,8 +285,6 @@ bool ownHuffDecodeACRefine_fast(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int
     Vetted vet;
     unsigned vc;
     if (!start64(src, st, &r, &vet, &vc)) return false;
-    const int pos0 = *src.pos;
-    const Kep32u buf0 = static_cast<Kep32u>(st->bitBuffer);
     alignas(16) Kep16s blk[64];
     copyBlock(blk, pDst);
     Kep64u nonzero = nonzeroZigzag(blk) & band;
@@ -323,7 +319,7 @@ bool ownHuffDecodeACRefine_fast(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int
         if (!correct64(r, vc, src, &vet, blk, nonzero & fromBit(k), p1)) return false;
         --eobRun;
     }
-    if (!commit64(r, vc, src, &vet, pos0, buf0, st)) return false;
+    if (!commit64(r, vc, src, &vet, st)) return false;
     st->eobRun = eobRun;
     copyBlock(pDst, blk);
     return true;
