@@ -5,7 +5,8 @@
 
 #include <gtest/gtest.h>
 
-#include "huff_jpeg.h"
+#include "huffprog.h"
+#include "huffprog_jpeg.h"
 #include "kepcheck.h"
 #include "pjdispatch.h"
 
@@ -180,6 +181,243 @@ TEST(HuffProgEquivalence, DecodersAgreeOnEveryPath) {
     kepcheck::runVariants<DecCase>("AC refine decode", n, generateDec, variants(acRefine, runACDec));
     kepcheck::runVariants<DecCase>("DC first decode", n, generateDec, variants(dcFirst, runDCFirstDec));
     kepcheck::runVariants<DecCase>("DC refine decode", n, generateDec, variants(dcRefine, runDCRefineDec));
+}
+
+// ---- Fast kernels against the careful decoders ----------------------------------------------------
+
+// A stream of one scan kind (AC first, AC refinement, DC first, DC refinement) of random blocks
+// coded with our encoder, then damaged as the baseline equivalence test damages its streams:
+// flipped bytes, markers, 0xFF fill bytes, a stray 0xFF, a source that ends early or right after
+// an 0xFF. The careful decoder alone is the reference; the exports (fast kernel first) through
+// both slots and the stub must leave identical coefficients, positions, markers, last DC values
+// and whole states (bit buffer and count, end-of-band run) after every call.
+constexpr int kFastSrc = 900;
+enum Kind { kACFirst, kACRefine, kDCFirst, kDCRefine };
+
+struct FastCase {
+    KepiDecodeHuffmanSpec spec;
+    Kep8u src[kFastSrc];
+    Kep32s kind, Ss, Se, Al;
+    Kep32s len, pos, marker;
+    Kep16s block[64], lastDC;
+    KepiDecodeHuffmanState st;
+    Kep16s blockAfter[kCalls][64], lastDCAfter[kCalls];
+    Kep32s result[kCalls], posAfter[kCalls], markerAfter[kCalls];
+    KepiDecodeHuffmanState stAfter[kCalls];
+};
+
+// What earlier scans leave of v when this one refines bit Al: the magnitude above bit Al.
+Kep16s beforeRefinement(Kep16s v, int Al) {
+    const int mag = (v < 0 ? -v : v) >> (Al + 1) << (Al + 1);
+    return static_cast<Kep16s>(v < 0 ? -mag : mag);
+}
+
+void generateFast(Rng& rng, FastCase& c) {
+    c.kind = static_cast<int>(rng.range(0, 3));
+    const bool dc = c.kind >= kDCFirst;
+    hufftest::Table t;
+    if (rng.chance(40)) {
+        t = hufftest::standardTable(static_cast<int>(rng.range(0, 1)) + (dc ? 0 : 2));
+    } else {
+        int stats[257] = {};
+        for (int v = 0; v < (dc ? 12 : 256); ++v) stats[v] = static_cast<int>(rng.range(rng.chance(10) ? 0 : 1, 60));
+        kepiEncodeHuffmanRawTableInit_JPEG_8u(stats, t.bits, t.vals);
+    }
+    c.spec = hufftest::decSpec(t);
+    const KepiEncodeHuffmanSpec enc = hufftest::encSpec(t);
+    c.Ss = static_cast<int>(rng.range(1, rng.chance(50) ? 1 : 63));
+    c.Se = static_cast<int>(rng.range(c.Ss, 63));
+    c.Al = static_cast<int>(rng.range(0, rng.chance(70) ? 2 : 13));
+    Kep16s blocks[kCalls + 4][64];
+    KepiEncodeHuffmanState est;
+    kepiEncodeHuffmanStateInit_JPEG_8u(&est);
+    int len = 0;
+    Kep16s lastDC = 0;
+    auto encode = [&](const Kep16s* b, int flush) {
+        switch (c.kind) {
+            case kACFirst:
+                return kepiEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1(b, c.src, kFastSrc, &len, c.Ss, c.Se, c.Al, &enc, &est, flush);
+            case kACRefine:
+                return kepiEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1(b, c.src, kFastSrc, &len, c.Ss, c.Se, c.Al, &enc, &est, flush);
+            case kDCFirst:
+                return kepiEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1(b, c.src, kFastSrc, &len, &lastDC, c.Al, &enc, &est, flush);
+            default:
+                return kepiEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1(b, c.src, kFastSrc, &len, c.Al, &est, flush);
+        }
+    };
+    for (auto& b : blocks) {
+        sparseBlock(rng, b);
+        b[0] = static_cast<Kep16s>(rng.range(-2047, 2047));
+        if (rng.chance(30)) memset(b, 0, sizeof b);  // end-of-band runs across blocks
+        if (encode(b, 0) != kepOk) break;
+    }
+    encode(nullptr, 1);
+    for (int i = len; i < kFastSrc; ++i) c.src[i] = static_cast<Kep8u>(rng.range(0, 255));
+    if (len < 8) len = kFastSrc;
+    const int edits = rng.chance(40) ? 0 : static_cast<int>(rng.range(1, 3));
+    for (int e = 0; e < edits; ++e) {
+        const int at = static_cast<int>(rng.range(0, len - 3));
+        switch (rng.range(0, 3)) {
+            case 0: c.src[at] = static_cast<Kep8u>(rng.range(0, 255)); break;
+            case 1: c.src[at] = 0xFF, c.src[at + 1] = static_cast<Kep8u>(rng.range(0xD0, 0xD9)); break;
+            case 2: c.src[at] = 0xFF, c.src[at + 1] = 0xFF, c.src[at + 2] = static_cast<Kep8u>(rng.range(0xC0, 0xFE)); break;
+            default: c.src[at] = 0xFF; break;
+        }
+    }
+    if (rng.chance(30)) len = static_cast<int>(rng.range(1, len));
+    if (rng.chance(10)) c.src[len - 1] = 0xFF;
+    c.len = len;
+    c.marker = rng.chance(5) ? 0xD1 : 0;
+    for (int i = 0; i < 64; ++i) c.block[i] = c.kind == kACRefine ? beforeRefinement(blocks[0][i], c.Al) : 0;
+    c.lastDC = rng.value<Kep16s>({0, 2047});
+    if (rng.chance(20)) c.st.eobRun = static_cast<Kep32u>(rng.range(1, 3));
+    if (rng.chance(30)) {
+        c.st.bitCount = static_cast<int>(rng.range(0, 32));
+        c.st.bitBuffer = rng.chance(20) ? rng.next() : static_cast<Kep32u>(rng.next());  // sometimes upper bits set
+    }
+}
+
+struct Decoders {
+    ACDec acFirst, acRefine;
+    DCFirstDec dcFirst;
+    DCRefineDec dcRefine;
+};
+
+// The careful decoders alone (no exports given), or the exports.
+Variant<FastCase> fastVariant(const char* name, const Decoders* d) {
+    return {name, [=](FastCase& c) {
+                for (int i = 0; i < kCalls; ++i) {
+                    const OwnHuffSrc src = {c.src, c.len, &c.pos, &c.marker};
+                    KepResult& r = c.result[i];
+                    switch (c.kind) {
+                        case kACFirst:
+                            r = d ? d->acFirst(c.src, c.len, &c.pos, c.block, &c.marker, c.Ss, c.Se, c.Al, &c.spec, &c.st)
+                                  : ownHuffDecodeACFirst_careful(src, c.block, c.Ss, c.Se, c.Al, &c.spec, &c.st);
+                            break;
+                        case kACRefine:
+                            r = d ? d->acRefine(c.src, c.len, &c.pos, c.block, &c.marker, c.Ss, c.Se, c.Al, &c.spec, &c.st)
+                                  : ownHuffDecodeACRefine_careful(src, c.block, c.Ss, c.Se, c.Al, &c.spec, &c.st);
+                            break;
+                        case kDCFirst:
+                            r = d ? d->dcFirst(c.src, c.len, &c.pos, c.block, &c.lastDC, &c.marker, c.Al, &c.spec, &c.st)
+                                  : ownHuffDecodeDCFirst_careful(src, c.block, &c.lastDC, c.Al, &c.spec, &c.st);
+                            break;
+                        default:
+                            r = d ? d->dcRefine(c.src, c.len, &c.pos, c.block, &c.marker, c.Al, &c.st)
+                                  : ownHuffDecodeDCRefine_careful(src, c.block, c.Al, &c.st);
+                    }
+                    memcpy(c.blockAfter[i], c.block, sizeof c.block);
+                    c.lastDCAfter[i] = c.lastDC;
+                    c.posAfter[i] = c.pos;
+                    c.markerAfter[i] = c.marker;
+                    c.stAfter[i] = c.st;
+                }
+                return kepOk;
+            }};
+}
+
+bool tryFast(FastCase& c) {
+    const OwnHuffSrc src = {c.src, c.len, &c.pos, &c.marker};
+    switch (c.kind) {
+        case kACFirst: return ownHuffDecodeACFirst_fast(src, c.block, c.Ss, c.Se, c.Al, &c.spec, &c.st);
+        case kACRefine: return ownHuffDecodeACRefine_fast(src, c.block, c.Ss, c.Se, c.Al, &c.spec, &c.st);
+        case kDCFirst: return ownHuffDecodeDCFirst_fast(src, c.block, &c.lastDC, c.Al, &c.spec, &c.st);
+        default: return ownHuffDecodeDCRefine_fast(src, c.block, c.Al, &c.st);
+    }
+}
+
+TEST(HuffProgEquivalence, FastDecodersFollowCarefulOnDamagedStreams) {
+    const ACDec acFirst[4] = KEP_WAYS(kepiDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1);
+    const ACDec acRefine[4] = KEP_WAYS(kepiDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1);
+    const DCFirstDec dcFirst[4] = KEP_WAYS(kepiDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1);
+    const DCRefineDec dcRefine[4] = KEP_WAYS(kepiDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1);
+    static Decoders ways[4];
+    std::vector<Variant<FastCase>> v = {fastVariant("careful", nullptr)};
+    for (int i = 0; i < 4; ++i) {
+        ways[i] = {acFirst[i], acRefine[i], dcFirst[i], dcRefine[i]};
+        v.push_back(fastVariant(kWayNames[i], &ways[i]));
+    }
+    kepcheck::runVariants<FastCase>("progressive fast", kepcheck::iterations(2000), generateFast, v);
+
+    // That means something only if the kernels take many calls of every kind and decline in
+    // their ways; one that declines must have left the state, the position, the marker, the
+    // last DC value and the block alone.
+    Rng rng(kepcheck::seed());
+    int taken[4] = {}, declined[4] = {};
+    const int n = kepcheck::iterations(2000);
+    for (int i = 0; i < n; ++i) {
+        FastCase c;
+        memset(&c, 0, sizeof c);
+        generateFast(rng, c);
+        const FastCase before = c;
+        if (tryFast(c)) {
+            ++taken[c.kind];
+            continue;
+        }
+        ++declined[c.kind];
+        ASSERT_EQ(before.pos, c.pos) << "case " << i;
+        ASSERT_EQ(before.marker, c.marker) << "case " << i;
+        ASSERT_EQ(before.lastDC, c.lastDC) << "case " << i;
+        ASSERT_EQ(0, memcmp(&before.st, &c.st, sizeof c.st)) << "case " << i;
+        ASSERT_EQ(0, memcmp(before.block, c.block, sizeof c.block)) << "case " << i;
+    }
+    for (int k = 0; k < 4; ++k) {
+        EXPECT_GT(taken[k], n / 12) << "kind " << k;
+        EXPECT_GT(declined[k], n / 200) << "kind " << k;
+    }
+}
+
+// Every AC scan of real progressive files, block by block: the fast kernels (careful path where
+// they decline) and the careful decoders alone stay in step, state for state, up to the end of each
+// scan, and the kernels take nearly every block.
+TEST(HuffProgEquivalence, FastACDecodersFollowCarefulOverRealScans) {
+    for (int quality : {75, 95}) {
+        hufftest::MakeOptions o;
+        o.width = 160;
+        o.height = 96;
+        o.hSamp = o.vSamp = 2;
+        o.quality = quality;
+        o.seed = static_cast<uint64_t>(quality);
+        const progtest::ProgFile f = progtest::readProgressive(progtest::makeProgressiveJpeg(o));
+        std::vector<std::vector<Kep16s>> fastCoef, carefulCoef;
+        for (const auto& comp : f.comps) fastCoef.emplace_back(comp.coef.size(), 0);
+        carefulCoef = fastCoef;
+        int blocks = 0, taken = 0;
+        for (const progtest::Scan& s : f.scans) {
+            if (s.Ss == 0) continue;
+            const KepiDecodeHuffmanSpec spec = hufftest::decSpec(s.ac[s.acTable[0]]);
+            struct Side {
+                KepiDecodeHuffmanState st = {};
+                int pos = 0, marker = 0;
+            } fast, careful;
+            fast.pos = careful.pos = static_cast<int>(s.start);
+            const int len = static_cast<int>(f.bytes.size());
+            progtest::forEachBlock(f, s, [&](int, int c, int bx, int by, int) {
+                const auto& comp = f.comps[static_cast<size_t>(c)];
+                const size_t at = (static_cast<size_t>(by) * comp.allocX + bx) * 64;
+                Kep16s* bf = &fastCoef[static_cast<size_t>(c)][at];
+                Kep16s* bc = &carefulCoef[static_cast<size_t>(c)][at];
+                const OwnHuffSrc srcF = {f.bytes.data(), len, &fast.pos, &fast.marker};
+                const OwnHuffSrc srcC = {f.bytes.data(), len, &careful.pos, &careful.marker};
+                const bool tookF = s.Ah ? ownHuffDecodeACRefine_fast(srcF, bf, s.Ss, s.Se, s.Al, &spec, &fast.st)
+                                        : ownHuffDecodeACFirst_fast(srcF, bf, s.Ss, s.Se, s.Al, &spec, &fast.st);
+                KepResult rF = kepOk;
+                if (!tookF)
+                    rF = s.Ah ? ownHuffDecodeACRefine_careful(srcF, bf, s.Ss, s.Se, s.Al, &spec, &fast.st)
+                              : ownHuffDecodeACFirst_careful(srcF, bf, s.Ss, s.Se, s.Al, &spec, &fast.st);
+                const KepResult rC = s.Ah ? ownHuffDecodeACRefine_careful(srcC, bc, s.Ss, s.Se, s.Al, &spec, &careful.st)
+                                          : ownHuffDecodeACFirst_careful(srcC, bc, s.Ss, s.Se, s.Al, &spec, &careful.st);
+                ++blocks;
+                taken += tookF;
+                ASSERT_EQ(kepOk, rC);
+                ASSERT_EQ(rC, rF);
+                ASSERT_EQ(0, memcmp(&fast, &careful, sizeof fast)) << "q" << quality << " block " << blocks;
+                ASSERT_EQ(0, memcmp(bf, bc, 64 * sizeof(Kep16s))) << "q" << quality << " block " << blocks;
+            });
+        }
+        // Only the last blocks of a scan, whose bits reach the marker after it, go the careful way.
+        EXPECT_GT(taken, blocks - 8 * static_cast<int>(f.scans.size())) << "q" << quality;
+    }
 }
 
 // ---- Lossless rows ------------------------------------------------------------------------------

@@ -203,4 +203,29 @@ static inline KepResult ownHuffGetBits(const OwnHuffSrc& src, int n, KepiDecodeH
     return kepOk;
 }
 
+// ---- Progressive decoders -------------------------------------------------------------------------------
+
+// Careful AC first and AC refinement decoders of one block (T.81 G.2.2 with the bit reader of
+// pjdechuff.cpp); the reference of the fast kernels.
+KEP_HIDDEN KepResult ownHuffDecodeACFirst_careful(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int Se, int Al,
+                                                  const KepiDecodeHuffmanSpec* spec, KepiDecodeHuffmanState* st);
+KEP_HIDDEN KepResult ownHuffDecodeACRefine_careful(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int Se, int Al,
+                                                   const KepiDecodeHuffmanSpec* spec, KepiDecodeHuffmanState* st);
+// Fast kernels of the same: true when they decoded the block (state, position and coefficients
+// as the careful path leaves them); false when they decline, having changed nothing.
+KEP_HIDDEN bool ownHuffDecodeACFirst_fast(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int Se, int Al,
+                                          const KepiDecodeHuffmanSpec* spec, KepiDecodeHuffmanState* st);
+KEP_HIDDEN bool ownHuffDecodeACRefine_fast(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int Se, int Al,
+                                           const KepiDecodeHuffmanSpec* spec, KepiDecodeHuffmanState* st);
+
+// DC first and DC refinement decoders of one block: careful, and fast kernels that decline
+// before changing anything.
+KEP_HIDDEN KepResult ownHuffDecodeDCFirst_careful(const OwnHuffSrc& src, Kep16s* pDst, Kep16s* pLastDC, int Al,
+                                                  const KepiDecodeHuffmanSpec* spec, KepiDecodeHuffmanState* st);
+KEP_HIDDEN KepResult ownHuffDecodeDCRefine_careful(const OwnHuffSrc& src, Kep16s* pDst, int Al,
+                                                   KepiDecodeHuffmanState* st);
+KEP_HIDDEN bool ownHuffDecodeDCFirst_fast(const OwnHuffSrc& src, Kep16s* pDst, Kep16s* pLastDC, int Al,
+                                          const KepiDecodeHuffmanSpec* spec, KepiDecodeHuffmanState* st);
+KEP_HIDDEN bool ownHuffDecodeDCRefine_fast(const OwnHuffSrc& src, Kep16s* pDst, int Al, KepiDecodeHuffmanState* st);
+
 #endif  // KEP_HUFFPROG_H

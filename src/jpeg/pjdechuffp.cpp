@@ -4,7 +4,9 @@
 
 #include <emmintrin.h>
 
+#include "huffdec64.h"
 #include "huffprog.h"
+#include "huffzigzag.h"
 #include "pjdispatch.h"
 
 namespace {
@@ -18,8 +20,10 @@ inline KepResult store(Kep16s* pDst, int k, Kep32s v, int Al) {
     return kepOk;
 }
 
-KepResult decodeACFirst(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int Se, int Al,
-                        const KepiDecodeHuffmanSpec* spec, KepiDecodeHuffmanState* st) {
+}  // namespace
+
+KepResult ownHuffDecodeACFirst_careful(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int Se, int Al,
+                                       const KepiDecodeHuffmanSpec* spec, KepiDecodeHuffmanState* st) {
     if (st->eobRun > 0) {
         --st->eobRun;
         return kepOk;
@@ -46,34 +50,18 @@ KepResult decodeACFirst(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int Se, int
     return kepOk;
 }
 
-// Zigzag positions of the nonzero coefficients of a block, as a 64-bit mask. The natural-order
-// mask comes from eight vector compares; each of its bytes (one row of the block) is mapped to
-// zigzag bit positions through a table.
-struct ZigzagMaskTable {
-    Kep64u row[8][256];
-    constexpr ZigzagMaskTable() : row() {
-        int zigzagOf[64] = {};
-        for (int k = 0; k < 64; ++k) zigzagOf[ownZigzagNaturalExt[k]] = k;
-        for (int v = 0; v < 8; ++v)
-            for (int bits = 0; bits < 256; ++bits)
-                for (int u = 0; u < 8; ++u)
-                    if (bits & (1 << u)) row[v][bits] |= Kep64u{1} << zigzagOf[8 * v + u];
-    }
-};
-constexpr ZigzagMaskTable kZigzagMask;
+namespace {
 
+// Zigzag positions of the nonzero coefficients of a block, as a 64-bit mask: the bytes of eight
+// vector compares with zero, shuffled into zigzag order.
 inline Kep64u nonzeroZigzag(const Kep16s* b) {
     const __m128i zero = _mm_setzero_si128();
     const __m128i* p = reinterpret_cast<const __m128i*>(b);
-    Kep64u natural = 0;
-    for (int i = 0; i < 4; ++i) {
-        const __m128i r0 = _mm_cmpeq_epi16(_mm_loadu_si128(p + 2 * i), zero);
-        const __m128i r1 = _mm_cmpeq_epi16(_mm_loadu_si128(p + 2 * i + 1), zero);
-        natural |= static_cast<Kep64u>(_mm_movemask_epi8(_mm_packs_epi16(r0, r1)) ^ 0xFFFF) << (16 * i);
-    }
-    Kep64u zz = 0;
-    for (int v = 0; v < 8; ++v) zz |= kZigzagMask.row[v][(natural >> (8 * v)) & 0xFF];
-    return zz;
+    __m128i isZero[4];
+    for (int i = 0; i < 4; ++i)
+        isZero[i] = _mm_packs_epi16(_mm_cmpeq_epi16(_mm_loadu_si128(p + 2 * i), zero),
+                                    _mm_cmpeq_epi16(_mm_loadu_si128(p + 2 * i + 1), zero));
+    return ~ownhuffzz::zigzagTopBits(isZero);
 }
 
 // Bits k..63 (none for k = 64).
@@ -93,7 +81,11 @@ struct SelectInByteTable {
 constexpr SelectInByteTable kSelectInByte;
 
 inline int selectBit(Kep64u x, int r) {
-    if (r == 0) return x != 0 ? __builtin_ctzll(x) : 64;  // the most common case by far
+    if (r < 4) {  // the most common cases by far: clear the r lowest set bits
+        const Kep64u x1 = x & (x - 1), x2 = x1 & (x1 - 1), x3 = x2 & (x2 - 1);
+        const Kep64u y = r == 0 ? x : r == 1 ? x1 : r == 2 ? x2 : x3;
+        return y != 0 ? __builtin_ctzll(y) : 64;
+    }
     constexpr Kep64u ones = 0x0101010101010101ull, highs = 0x8080808080808080ull;
     Kep64u c = x - ((x >> 1) & 0x5555555555555555ull);
     c = (c & 0x3333333333333333ull) + ((c >> 2) & 0x3333333333333333ull);
@@ -111,8 +103,10 @@ inline int selectBit(Kep64u x, int r) {
 // coefficients; every nonzero coefficient passed on the way takes a correction bit, in zigzag
 // order. The zero and nonzero positions come from a mask, so only the coefficients that take a
 // bit are visited.
-KepResult decodeACRefine(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int Se, int Al,
-                         const KepiDecodeHuffmanSpec* spec, KepiDecodeHuffmanState* st) {
+}  // namespace
+
+KepResult ownHuffDecodeACRefine_careful(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int Se, int Al,
+                                        const KepiDecodeHuffmanSpec* spec, KepiDecodeHuffmanState* st) {
     const Kep32s p1 = 1 << Al, m1 = -p1;
     const Kep64u band = fromBit(Ss) & (~Kep64u{0} >> (63 - Se));
     Kep64u nonzero = nonzeroZigzag(pDst) & band;
@@ -168,9 +162,176 @@ KepResult decodeACRefine(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int Se, in
     return kepOk;
 }
 
+// ---- Fast kernels --------------------------------------------------------------------------
+//
+// The AC kernels decode from the 64-bit register of huffdec64.h and decline (returning false)
+// before they change the state, the position or the marker when the careful path would meet
+// anything unusual: a marker or the end of the source within the bytes it reads, a fill byte,
+// more stuffed bytes than the register tracks, a code that matches nothing, a run past 63, a
+// refinement symbol of category above 1. The block, too, changes only when they finish.
+
+using namespace ownhuff64;
+
+bool ownHuffDecodeACFirst_fast(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int Se, int Al,
+                               const KepiDecodeHuffmanSpec* spec, KepiDecodeHuffmanState* st) {
+    if (st->eobRun > 0) {  // the careful path does no more
+        --st->eobRun;
+        return true;
+    }
+    Bits64 r;
+    Vetted vet;
+    unsigned vc;
+    if (!start64(src, st, &r, &vet, &vc)) return false;
+    // The coefficients wait here until the block is committed: the careful path may stop earlier
+    // than this kernel gets (at an 0xFF that ends the source) and must then find the block as
+    // it was.
+    Kep8u at[64];
+    Kep16s value[64];
+    int n = 0;
+    Kep32u eobRun = 0;
+    for (int k = Ss; k <= Se; ++k) {
+        unsigned sym, l;
+        // A symbol with its extra bits takes at most 16 + 15 bits, an EOBn 16 + 14.
+        if (!ensure32(r, src.p, src.len, &vet) || (l = symbol64(r, vc, spec, &sym)) == 0) return false;
+        const unsigned run = sym >> 4, s = sym & 0x0F;
+        if (__builtin_expect(s != 0, 1)) {
+            k += static_cast<int>(run);
+            const Kep32s v = extend64(r, vc, l, s);
+            const unsigned natural = kTables.natural[k];
+            if (natural > 63) return false;
+            at[n] = static_cast<Kep8u>(natural);
+            value[n++] = static_cast<Kep16s>(static_cast<Kep16u>(static_cast<Kep32u>(v) << Al));
+        } else {
+            skip64(r, l);
+            if (run == 15) {
+                k += 15;
+                continue;
+            }
+            eobRun = (1u << run) - 1 + (run ? bits64(r, vc, run) : 0);
+            break;
+        }
+    }
+    if (!commit64(r, vc, src, &vet, st)) return false;
+    st->eobRun = eobRun;
+    for (int i = 0; i < n; ++i) pDst[at[i]] = value[i];
+    return true;
+}
+
+namespace {
+
+inline int popcount64(Kep64u x) {  // without the POPCNT instruction
+    x = x - ((x >> 1) & 0x5555555555555555ull);
+    x = (x & 0x3333333333333333ull) + ((x >> 2) & 0x3333333333333333ull);
+    x = (x + (x >> 4)) & 0x0F0F0F0F0F0F0F0Full;
+    return static_cast<int>((x * 0x0101010101010101ull) >> 56);
+}
+
+// Applies n correction bits, the leading one first, to the first n nonzero coefficients of m
+// (zigzag positions) as the careful path does: a bit counts only while bit Al of the coefficient
+// is still clear, and moves it away from zero. Returns m without them.
+__attribute__((always_inline)) inline Kep64u applyCorrections(Kep16s* blk, Kep64u m, Kep32u word, int n, Kep32s p1) {
+    for (int i = n - 1; i >= 0; --i, m &= m - 1) {
+        Kep16s* const c = &blk[kTables.natural[__builtin_ctzll(m)]];
+        const Kep32s bit = static_cast<Kep32s>((word >> i) & 1);
+        // Without a branch on the bit, which is as good as random.
+        const Kep32s apply = -(bit & static_cast<Kep32s>((*c & p1) == 0));
+        *c = static_cast<Kep16s>(*c + ((*c >= 0 ? p1 : -p1) & apply));
+    }
+    return m;
+}
+
+// Correction bits for the nonzero coefficients of m (zigzag positions, in order) from the
+// register, one at a time (the sets are small, and counting them first costs more); the careful
+// reader fills each time it holds none.
+__attribute__((always_inline)) inline bool correct64(Bits64& r, unsigned& vc, const OwnHuffSrc& src, Vetted* vet,
+                                                     Kep16s* blk, Kep64u m, Kep32s p1) {
+    for (; m != 0; m &= m - 1) {
+        if (__builtin_expect(r.bits == 0, 0) && !ensure32(r, src.p, src.len, vet)) return false;
+        const Kep32u bit = static_cast<Kep32u>(r.acc >> 63);
+        r.acc <<= 1;
+        r.bits -= 1;
+        vc = vc ? vc - 1 : 31;
+        applyCorrections(blk, m, bit, 1, p1);
+    }
+    return true;
+}
+
+inline void copyBlock(Kep16s* to, const Kep16s* from) {
+    for (int i = 0; i < 8; ++i)
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to) + i, _mm_loadu_si128(reinterpret_cast<const __m128i*>(from) + i));
+}
+
+}  // namespace
+
+bool ownHuffDecodeACRefine_fast(const OwnHuffSrc& src, Kep16s* pDst, int Ss, int Se, int Al,
+                                const KepiDecodeHuffmanSpec* spec, KepiDecodeHuffmanState* st) {
+    const Kep32s p1 = 1 << Al;
+    const Kep64u band = fromBit(Ss) & (~Kep64u{0} >> (63 - Se));
+    if (st->eobRun > 0) {
+        // Within an end-of-band run with the correction bits already held, no fill: in place.
+        const Kep64u nonzero = nonzeroZigzag(pDst) & band;
+        const int n = popcount64(nonzero);
+        if (n <= st->bitCount && st->bitCount <= 32) {
+            if (n > 0) {
+                st->bitCount -= n;
+                const Kep32u word = static_cast<Kep32u>(st->bitBuffer >> st->bitCount) & static_cast<Kep32u>((Kep64u{1} << n) - 1);
+                applyCorrections(pDst, nonzero, word, n, p1);
+            }
+            --st->eobRun;
+            return true;
+        }
+    }
+    Bits64 r;
+    Vetted vet;
+    unsigned vc;
+    if (!start64(src, st, &r, &vet, &vc)) return false;
+    alignas(16) Kep16s blk[64];
+    copyBlock(blk, pDst);
+    Kep64u nonzero = nonzeroZigzag(blk) & band;
+    Kep32u eobRun = st->eobRun;
+    int k = Ss;
+    if (eobRun == 0) {
+        for (; k <= Se; ++k) {
+            unsigned sym, l;
+            // A symbol and its sign bit, or an EOBn and its bits: at most 16 + 14 bits.
+            if (!ensure32(r, src.p, src.len, &vet) || (l = symbol64(r, vc, spec, &sym)) == 0) return false;
+            skip64(r, l);
+            const unsigned run = sym >> 4, s = sym & 0x0F;
+            Kep32s value = 0;
+            if (s != 0) {
+                if (s != 1) return false;
+                value = bits64(r, vc, 1) ? p1 : -p1;
+            } else if (run != 15) {
+                eobRun = (1u << run) + (run ? bits64(r, vc, run) : 0);
+                break;
+            }
+            const int at = selectBit(~nonzero & band & fromBit(k), static_cast<int>(run));
+            const int target = at < 64 ? at : Se + 1;
+            if (!correct64(r, vc, src, &vet, blk, nonzero & fromBit(k) & ~fromBit(target), p1)) return false;
+            k = target;
+            if (value != 0) {
+                blk[kTables.natural[k]] = static_cast<Kep16s>(value);  // k <= 64: index 63 at most
+                nonzero |= fromBit(k) & ~fromBit(k + 1) & band;
+            }
+        }
+    }
+    if (eobRun > 0) {
+        if (!correct64(r, vc, src, &vet, blk, nonzero & fromBit(k), p1)) return false;
+        --eobRun;
+    }
+    if (!commit64(r, vc, src, &vet, st)) return false;
+    st->eobRun = eobRun;
+    copyBlock(pDst, blk);
+    return true;
+}
+
+namespace {
+
 // An AC decoder: the shared checks, then the scan.
-template <KepResult (*Scan)(const OwnHuffSrc&, Kep16s*, int, int, int, const KepiDecodeHuffmanSpec*,
-                            KepiDecodeHuffmanState*)>
+template <bool (*Fast)(const OwnHuffSrc&, Kep16s*, int, int, int, const KepiDecodeHuffmanSpec*,
+                       KepiDecodeHuffmanState*),
+          KepResult (*Careful)(const OwnHuffSrc&, Kep16s*, int, int, int, const KepiDecodeHuffmanSpec*,
+                               KepiDecodeHuffmanState*)>
 KepResult decodeAC(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos, Kep16s* pDst, int* pMarker, int Ss, int Se,
                    int Al, const KepiDecodeHuffmanSpec* pAcTable, KepiDecodeHuffmanState* st) {
     if (!pSrc) return kepErrNullPtr;
@@ -178,10 +339,112 @@ KepResult decodeAC(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos, Kep16s*
     if (!pSrcCurrPos || !pDst || !pMarker) return kepErrNullPtr;
     if (ownHuffBadBand(Ss, Se, Al)) return kepErrArgRange;
     if (!pAcTable || !st) return kepErrNullPtr;
-    return Scan(OwnHuffSrc{pSrc, srcLenBytes, pSrcCurrPos, pMarker}, pDst, Ss, Se, Al, pAcTable, st);
+    const OwnHuffSrc src = {pSrc, srcLenBytes, pSrcCurrPos, pMarker};
+    if (Fast(src, pDst, Ss, Se, Al, pAcTable, st)) return kepOk;
+    return Careful(src, pDst, Ss, Se, Al, pAcTable, st);
 }
 
 }  // namespace
+
+// ---- DC scans ------------------------------------------------------------------------------
+
+KepResult ownHuffDecodeDCFirst_careful(const OwnHuffSrc& src, Kep16s* pDst, Kep16s* pLastDC, int Al,
+                                       const KepiDecodeHuffmanSpec* spec, KepiDecodeHuffmanState* st) {
+    int symbol;
+    KepResult r = ownHuffDecodeSymbolQuick(src, spec, st, &symbol);
+    if (r != kepOk) return r;
+    Kep32s diff = 0;
+    if ((symbol & 0x0F) != 0 && (r = ownHuffReceiveExtendQuick(src, symbol & 0x0F, st, &diff)) != kepOk) return r;
+    *pLastDC = static_cast<Kep16s>(*pLastDC + diff);
+    pDst[0] = static_cast<Kep16s>(static_cast<Kep16u>(static_cast<Kep32u>(*pLastDC) << Al));
+    return kepOk;
+}
+
+KepResult ownHuffDecodeDCRefine_careful(const OwnHuffSrc& src, Kep16s* pDst, int Al, KepiDecodeHuffmanState* st) {
+    Kep32u bit;
+    const KepResult r = ownHuffGetBits(src, 1, st, &bit);
+    if (r == kepOk && bit) pDst[0] = static_cast<Kep16s>(pDst[0] | (1 << Al));
+    return r;
+}
+
+namespace {
+
+// The careful reader's view of the stream, in registers.
+struct Reader32 {
+    Kep32u buf;  // low 32 bits of bitBuffer
+    int cnt;
+    int pos;
+    bool filled;  // bitBuffer must be written back
+
+    // The careful fill when it completes from the next four source bytes, none of them 0xFF:
+    // whole bytes until at least 25 bits are held. False when that is not so.
+    bool fillWord(const OwnHuffSrc& src) {
+        if (*src.marker != 0 || pos < 0 || pos > src.len - 4) return false;
+        Kep32u w;
+        memcpy(&w, src.p + pos, 4);
+        const Kep32u inv = ~w;
+        if (((inv - 0x01010101u) & ~inv & 0x80808080u) != 0) return false;
+        const int n = (32 - cnt) >> 3;
+        buf = static_cast<Kep32u>((static_cast<Kep64u>(buf) << (8 * n)) | (__builtin_bswap32(w) >> (32 - 8 * n)));
+        cnt += 8 * n;
+        pos += n;
+        filled = true;
+        return true;
+    }
+    bool start(const OwnHuffSrc& src, const KepiDecodeHuffmanState* st) {
+        buf = static_cast<Kep32u>(st->bitBuffer);
+        cnt = st->bitCount;
+        pos = *src.pos;
+        filled = false;
+        return cnt >= 0 && cnt <= 32;
+    }
+    void commit(const OwnHuffSrc& src, KepiDecodeHuffmanState* st) const {
+        if (filled) {
+            st->bitBuffer = buf;
+            *src.pos = pos;
+        }
+        st->bitCount = cnt;
+    }
+    Kep32u take(int n) {
+        cnt -= n;
+        return (buf >> cnt) & ((1u << n) - 1);
+    }
+};
+
+}  // namespace
+
+// The DC kernels: the careful steps with a fill done as one 4-byte load, declining (before any
+// change) when the careful fill would meet an 0xFF, a marker or the end of the source, or a code
+// is longer than 8 bits.
+bool ownHuffDecodeDCFirst_fast(const OwnHuffSrc& src, Kep16s* pDst, Kep16s* pLastDC, int Al,
+                               const KepiDecodeHuffmanSpec* spec, KepiDecodeHuffmanState* st) {
+    Reader32 rd;
+    if (!rd.start(src, st)) return false;
+    if (rd.cnt < 8 && !rd.fillWord(src)) return false;
+    const Kep32u look = spec->lookahead[(rd.buf >> (rd.cnt - 8)) & 0xFF];
+    if ((look >> 16) == 0) return false;
+    rd.cnt -= static_cast<int>(look >> 16);
+    const int s = look & 0x0F;
+    Kep32s diff = 0;
+    if (s != 0) {
+        if (rd.cnt < s && !rd.fillWord(src)) return false;
+        diff = ownHuffExtend(rd.take(s), s);
+    }
+    rd.commit(src, st);
+    *pLastDC = static_cast<Kep16s>(*pLastDC + diff);
+    pDst[0] = static_cast<Kep16s>(static_cast<Kep16u>(static_cast<Kep32u>(*pLastDC) << Al));
+    return true;
+}
+
+bool ownHuffDecodeDCRefine_fast(const OwnHuffSrc& src, Kep16s* pDst, int Al, KepiDecodeHuffmanState* st) {
+    Reader32 rd;
+    if (!rd.start(src, st)) return false;
+    if (rd.cnt < 1 && !rd.fillWord(src)) return false;
+    const Kep32u bit = rd.take(1);
+    rd.commit(src, st);
+    pDst[0] = static_cast<Kep16s>(pDst[0] | (bit << Al));
+    return true;
+}
 
 KepResult own_kepiDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos,
                                                          Kep16s* pDst, Kep16s* pLastDC, int* pMarker, int Al,
@@ -194,15 +457,8 @@ KepResult own_kepiDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(const Kep8u* pSrc, int 
     if (!pDcTable || !pDecHuffState) return kepErrNullPtr;
 
     const OwnHuffSrc src = {pSrc, srcLenBytes, pSrcCurrPos, pMarker};
-    int symbol;
-    KepResult r = ownHuffDecodeSymbolQuick(src, pDcTable, pDecHuffState, &symbol);
-    if (r != kepOk) return r;
-    Kep32s diff = 0;
-    if ((symbol & 0x0F) != 0 && (r = ownHuffReceiveExtendQuick(src, symbol & 0x0F, pDecHuffState, &diff)) != kepOk)
-        return r;
-    *pLastDC = static_cast<Kep16s>(*pLastDC + diff);
-    pDst[0] = static_cast<Kep16s>(static_cast<Kep16u>(static_cast<Kep32u>(*pLastDC) << Al));
-    return kepOk;
+    if (ownHuffDecodeDCFirst_fast(src, pDst, pLastDC, Al, pDcTable, pDecHuffState)) return kepOk;
+    return ownHuffDecodeDCFirst_careful(src, pDst, pLastDC, Al, pDcTable, pDecHuffState);
 }
 
 KepResult own_kepiDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos,
@@ -215,22 +471,20 @@ KepResult own_kepiDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(const Kep8u* pSrc, int
     if (!pDecHuffState) return kepErrNullPtr;
 
     const OwnHuffSrc src = {pSrc, srcLenBytes, pSrcCurrPos, pMarker};
-    Kep32u bit;
-    const KepResult r = ownHuffGetBits(src, 1, pDecHuffState, &bit);
-    if (r == kepOk && bit) pDst[0] = static_cast<Kep16s>(pDst[0] | (1 << Al));
-    return r;
+    if (ownHuffDecodeDCRefine_fast(src, pDst, Al, pDecHuffState)) return kepOk;
+    return ownHuffDecodeDCRefine_careful(src, pDst, Al, pDecHuffState);
 }
 
 KepResult own_kepiDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos,
                                                          Kep16s* pDst, int* pMarker, int Ss, int Se, int Al,
                                                          const KepiDecodeHuffmanSpec* pAcTable,
                                                          KepiDecodeHuffmanState* pDecHuffState) {
-    return decodeAC<decodeACFirst>(pSrc, srcLenBytes, pSrcCurrPos, pDst, pMarker, Ss, Se, Al, pAcTable, pDecHuffState);
+    return decodeAC<ownHuffDecodeACFirst_fast, ownHuffDecodeACFirst_careful>(pSrc, srcLenBytes, pSrcCurrPos, pDst, pMarker, Ss, Se, Al, pAcTable, pDecHuffState);
 }
 
 KepResult own_kepiDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos,
                                                           Kep16s* pDst, int* pMarker, int Ss, int Se, int Al,
                                                           const KepiDecodeHuffmanSpec* pAcTable,
                                                           KepiDecodeHuffmanState* pDecHuffState) {
-    return decodeAC<decodeACRefine>(pSrc, srcLenBytes, pSrcCurrPos, pDst, pMarker, Ss, Se, Al, pAcTable, pDecHuffState);
+    return decodeAC<ownHuffDecodeACRefine_fast, ownHuffDecodeACRefine_careful>(pSrc, srcLenBytes, pSrcCurrPos, pDst, pMarker, Ss, Se, Al, pAcTable, pDecHuffState);
 }
