@@ -83,9 +83,11 @@ public:
             return false;
         }
         if (opt_.coefficientsOut) *opt_.coefficientsOut = coefs_;
-        if (!fatal_ && lossless_) {
-            reconstructLossless(info, img);
-        } else if (!fatal_ && !streamed_) {
+        if (fatal_) {
+            img = Image();   // written in part by the scans before the failure
+        } else if (lossless_) {
+            if (info.comps.size() == 2) errors_.set("two-component image: only the first component is written");
+        } else if (!streamed_) {
             if (!coefs_.empty()) inverseTransformStored(info);
             reconstruct(info, img);
         }
@@ -248,12 +250,12 @@ private:
     }
 
     // Calls f(ci, m, bx, by) for every block of MCUs m0..m1-1 of a scan in coding order (one
-    // block per MCU in a single-component scan, T.81 A.2.2) and done(m) after each MCU; stops
-    // when f returns false.
+    // block per MCU in a single-component scan, T.81 A.2.2) and done(m, whether m ends an MCU
+    // row) after each MCU; stops when f returns false.
     template <class F, class D>
     static void forScanBlocks(const JpegInfo& fi, const ScanInfo& s, int mcusX, long m0, long m1, F&& f, D&& done) {
+        int mx = int(m0 % mcusX), my = int(m0 / mcusX);
         for (long m = m0; m < m1; ++m) {
-            const int mx = int(m % mcusX), my = int(m / mcusX);
             for (int ci = 0; ci < s.ns; ++ci) {
                 const Component& c = fi.comps[s.comp[ci]];
                 const int bh = s.ns == 1 ? 1 : c.h, bv = s.ns == 1 ? 1 : c.v;
@@ -261,7 +263,9 @@ private:
                     for (int h = 0; h < bh; ++h)
                         if (!f(ci, m, long(mx) * bh + h, long(my) * bv + v)) return;
             }
-            done(m);
+            const bool rowEnd = ++mx == mcusX;
+            done(m, rowEnd);
+            if (rowEnd) mx = 0, ++my;
         }
     }
 
@@ -330,24 +334,42 @@ private:
                                                                     specs[ci].get(), rd.state);
                 if (r != kepOk) errors_.set(entropyError(m, r));
                 return r == kepOk;
-            }, [](long) {});
+            }, [](long, bool) {});
         });
         return true;
     }
 
-    // Lossless frames (T.81 Annex H): full-size components, samples kept in 16-bit planes.
+    // Lossless frames (T.81 Annex H): full-size components, reconstructed straight into the
+    // output image, which starts at zero (rows of missing data stay so). The components are
+    // interleaved as coded (no colour transform); 8-bit samples go to px8, others to px16.
     bool startLossless(const JpegInfo& fi) {
         if (fi.precision < 2 || fi.precision > 16) return fail(fmt("lossless sample precision %ld (2 to 16 allowed)", fi.precision));
         for (const Component& c : fi.comps)
             if (c.h != 1 || c.v != 1) return fail("lossless files with sub-sampled components are not supported");
         started_ = true;
         lossless_ = true;
-        planes_.resize(fi.comps.size());
-        for (Plane& pl : planes_) {
-            pl.stride = fi.width;
-            pl.p16.reset(new std::uint16_t[std::size_t(fi.width) * fi.height]());
+        Image& img = *img_;
+        img.px8.swap(keep8_);
+        img.px16.swap(keep16_);
+        img.width = fi.width, img.height = fi.height, img.precision = fi.precision;
+        img.channels = fi.comps.size() == 2 ? 1 : int(fi.comps.size());
+        if (fi.precision == 8) {
+            img.px16.clear();
+            img.px8.assign(img.samples(), 0);
+        } else {
+            img.px8.clear();
+            img.px16.assign(img.samples(), 0);
         }
         return true;
+    }
+
+    // Samples of row y of frame component c from its reconstructed values: scaled back by the
+    // point transform, kept to P bits (corrupt differences can leave the range), interleaved.
+    template <class T>
+    static void storeLossless(const Kep16s* v, int W, int P, int Pt, T* out, int channels) {
+        const unsigned mask = (1u << P) - 1;
+        for (int x = 0; x < W; ++x)
+            out[std::size_t(x) * channels] = static_cast<T>((static_cast<std::uint16_t>(v[x]) << Pt) & mask);
     }
 
     // One lossless scan: the differences of a row of every component in the scan, then the
@@ -393,10 +415,14 @@ private:
                         kepiReconstructPredFirstRow_JPEG_16s_C1(rows[c], o, W, P, Pt);
                     else
                         kepiReconstructPredRow_JPEG_16s_C1(rows[c], &prev[std::size_t(c) * W], o, W, pred);
-                    // Corrupt differences can leave the sample range: keep P bits.
-                    std::uint16_t* out = &planes_[s.comp[c]].p16[std::size_t(y) * W];
-                    const unsigned mask = (1u << P) - 1;
-                    for (int x = 0; x < W; ++x) out[x] = static_cast<std::uint16_t>((static_cast<std::uint16_t>(o[x]) << Pt) & mask);
+                    Image& img = *img_;
+                    const int fc = s.comp[c];
+                    if (fc >= img.channels) continue;
+                    const std::size_t at = std::size_t(y) * W * img.channels + fc;
+                    if (P == 8)
+                        storeLossless(o, W, P, Pt, &img.px8[at], img.channels);
+                    else
+                        storeLossless(o, W, P, Pt, &img.px16[at], img.channels);
                 }
                 cur.swap(prev);
             }
@@ -404,30 +430,7 @@ private:
         return true;
     }
 
-    // Lossless output: the components interleaved as coded (no colour transform), 8-bit samples
-    // in px8, others in px16.
-    void reconstructLossless(const JpegInfo& fi, Image& img) {
-        const int nc = int(fi.comps.size());
-        img.px8.swap(keep8_);
-        img.px16.swap(keep16_);
-        img.width = fi.width, img.height = fi.height, img.precision = fi.precision;
-        img.channels = nc == 2 ? 1 : nc;
-        if (nc == 2) errors_.set("two-component image: only the first component is written");
-        const bool eight = fi.precision == 8;
-        if (eight) {
-            img.px16.clear();
-            img.px8.resize(img.samples());
-        } else {
-            img.px8.clear();
-            img.px16.resize(img.samples());
-        }
-        for (int c = 0; c < img.channels; ++c)
-            for (std::size_t i = 0; i < std::size_t(fi.width) * fi.height; ++i) {
-                const std::uint16_t v = planes_[c].p16[i];
-                if (eight) img.px8[i * img.channels + c] = std::uint8_t(v);
-                else img.px16[i * img.channels + c] = v;
-            }
-    }
+
 
     bool decodeScan(const JpegInfo& fi, const TableState& t, const ScanInfo& s) {
         if (!started_ && !startFrame(fi, t)) return false;
@@ -511,7 +514,7 @@ private:
             // Output rows y..yEnd-1 of the interval are still to be written; the samples of MCU
             // row r are in ring slot r & 1.
             const int row0 = int(m0 / mcusX);
-            int y = 0, yEnd = 0, first, last;
+            int y = 0, yEnd = 0, first, last, row = row0;
             Ring* ring = nullptr;
             RowSource rows;
             if (stream) {
@@ -527,10 +530,10 @@ private:
             }
             auto idct = [&](int c, long bx, long by, const Kep16s* blk) {
                 if (!stream) return inverseTransform(c, bx, by, blk);
+                // Blocks of the MCU row being decoded.
                 const Plane& pl = planes_[c];
-                const long r = by * 8 / rowsPer[c];
-                Kep8u* dst = ring->buf[c].data() + std::size_t((r & 1) * rowsPer[c] + (by * 8 - r * rowsPer[c])) * pl.stride;
-                inverseTransform8(pl, blk, dst + bx * 8, pl.stride);
+                const int local = (row & 1) * rowsPer[c] + int(by * 8 - long(row) * rowsPer[c]);
+                inverseTransform8(pl, blk, ring->buf[c].data() + std::size_t(local) * pl.stride + bx * 8, pl.stride);
             };
             forScanBlocks(fi, s, mcusX, m0, m1, [&](int ci, long m, long bx, long by) {
                 Kep16s* blk = direct ? local : &coefs_[s.comp[ci]][(by * fi.comps[s.comp[ci]].blocksW + bx) * 64];
@@ -552,9 +555,9 @@ private:
                     if (direct) idct(s.comp[ci], bx, by, blk);
                 }
                 return true;
-            }, [&](long m) {
-                if (stream && (m + 1) % mcusX == 0) {
-                    const int r = int(m / mcusX);
+            }, [&](long m, bool rowEnd) {
+                if (stream && rowEnd) {
+                    const int r = row;
                     for (int c = 0; c < nc; ++c) {
                         if (r == row0) std::memcpy(edge(k, 0, c), rows.at(c, r * rowsPer[c]), planes_[c].stride);
                         if (r + 1 == m1 / mcusX)
@@ -567,6 +570,7 @@ private:
                     }
                     outputRows(fi, *img_, y, y1, ring->scratch, rows);
                     y = y1;
+                    row = r + 1;
                 }
                 if (opt_.progress && (m & 1023) == 1023) {
                     const long dn = done += 1024;

@@ -525,26 +525,32 @@ private:
         const bool restarts = opt_.restartRows > 0 || opt_.restartInterval > 0;
         if (restarts && rowsPer * W > 65535) return err = "restart interval above 65535 samples", false;
         const int intervals = int((H + rowsPer - 1) / rowsPer);
-        // Differences of every sample, component-planar, and their counts per interval.
-        std::vector<Kep16s> diff(std::size_t(nc) * W * H);
-        auto diffRow = [&](int c, int y) { return &diff[(std::size_t(c) * H + y) * W]; };
+        // The differences of row y of component c into d, from the samples shifted by the point
+        // transform: cur receives the row, prev holds the row above (the first row of an
+        // interval has none); the two are exchanged for the next row. The differences are made
+        // twice, for the counts and for the coding, rather than kept for the whole image.
+        auto predict = [&](int c, long y, long y0, std::vector<Kep16s>& cur, std::vector<Kep16s>& prev, Kep16s* d) {
+            const std::size_t i0 = std::size_t(y) * W * nc + c;
+            if (eight)
+                for (int x = 0; x < W; ++x) cur[x] = Kep16s(im.px8[i0 + std::size_t(x) * nc] >> Pt);
+            else
+                for (int x = 0; x < W; ++x) cur[x] = Kep16s(im.px16[i0 + std::size_t(x) * nc] >> Pt);
+            const KepResult r = y == y0 ? kepiDiffPredFirstRow_JPEG_16s_C1(cur.data(), d, W, P, Pt)
+                                        : kepiDiffPredRow_JPEG_16s_C1(cur.data(), prev.data(), d, W, opt_.predictor);
+            cur.swap(prev);
+            return r;
+        };
+        // Counts of the differences per interval.
         std::vector<std::vector<int>> stats(intervals, std::vector<int>(4 * 257, 0));
         std::vector<KepResult> res(intervals, kepOk);
         parallelFor(intervals, opt_.threads, [&](int k) {
-            std::vector<Kep16s> cur(W), prev(W);
+            std::vector<Kep16s> cur(W), prev(W), diff(W);
+            const long y0 = k * rowsPer, y1 = std::min<long>(H, y0 + rowsPer);
             for (int c = 0; c < nc; ++c)
-                for (long y = k * rowsPer; y < std::min<long>(H, (k + 1) * rowsPer); ++y) {
-                    for (int x = 0; x < W; ++x) {
-                        const std::size_t i = (std::size_t(y) * W + x) * nc + c;
-                        cur[x] = Kep16s((eight ? im.px8[i] : im.px16[i]) >> Pt);
-                    }
-                    KepResult r = y == k * rowsPer ? kepiDiffPredFirstRow_JPEG_16s_C1(cur.data(), diffRow(c, int(y)), W, P, Pt)
-                                                   : kepiDiffPredRow_JPEG_16s_C1(cur.data(), prev.data(), diffRow(c, int(y)), W,
-                                                                                 opt_.predictor);
-                    for (int x = 0; x < W && r == kepOk; ++x)
-                        r = kepiGetHuffmanStatisticsOne_JPEG_16s_C1(&diffRow(c, int(y))[x], &stats[k][c * 257]);
+                for (long y = y0; y < y1; ++y) {
+                    KepResult r = predict(c, y, y0, cur, prev, diff.data());
+                    for (int x = 0; x < W && r == kepOk; ++x) r = kepiGetHuffmanStatisticsOne_JPEG_16s_C1(&diff[x], &stats[k][c * 257]);
                     if (r != kepOk) res[k] = r;
-                    cur.swap(prev);
                 }
         });
         for (int k = 0; k < intervals; ++k)
@@ -566,14 +572,19 @@ private:
             auto* state = reinterpret_cast<KepiEncodeHuffmanState*>(stateBuf);
             kepiEncodeHuffmanStateInit_JPEG_8u(state);
             const long y0 = k * rowsPer, y1 = std::min<long>(H, y0 + rowsPer);
-            // At most 32 bits per difference, doubled for stuffing.
+            // A row takes at most 32 bits per difference, doubled for stuffing; the segment
+            // starts at one byte per sample and grows when a row might not fit.
             std::vector<std::uint8_t>& seg = segs[k];
-            seg.resize(std::size_t(y1 - y0) * W * nc * 8 + 64);
+            const std::size_t rowMax = std::size_t(W) * nc * 8 + 64;
+            seg.resize(std::size_t(y1 - y0) * W * nc + rowMax);
             int pos = 0;
             KepResult r = kepOk;
+            std::vector<Kep16s> cur[4], prev[4], diff(std::size_t(nc) * W);
+            const Kep16s* rows[4] = {};
+            for (int c = 0; c < nc; ++c) cur[c].resize(W), prev[c].resize(W), rows[c] = &diff[std::size_t(c) * W];
             for (long y = y0; y < y1 && r == kepOk; ++y) {
-                const Kep16s* rows[4] = {};
-                for (int c = 0; c < nc; ++c) rows[c] = diffRow(c, int(y));
+                if (seg.size() - pos < rowMax) seg.resize(std::max(2 * seg.size(), pos + rowMax));
+                for (int c = 0; c < nc; ++c) predict(c, y, y0, cur[c], prev[c], &diff[std::size_t(c) * W]);
                 r = kepiEncodeHuffmanRow_JPEG_16s1u_P4C1(rows, W, nc, seg.data(), int(seg.size()), &pos, specPtr, state, 0);
             }
             if (r == kepOk)
