@@ -269,6 +269,14 @@ private:
         }
     }
 
+    // Block (dx, dy) of scan component ci (frame component c) in an MCU of across x down blocks
+    // of that component, and its Huffman tables.
+    struct BlockSlot {
+        int ci, c, dx, dy, across, down;
+        const KepiDecodeHuffmanSpec* dc;
+        const KepiDecodeHuffmanSpec* ac;
+    };
+
     // The reader of one restart interval: its bytes plus the marker that ends it (so that the
     // reader stops there), a fresh decoder state, the position and the marker seen.
     struct IntervalReader {
@@ -474,6 +482,15 @@ private:
         if (!stream && direct) allocatePlanes(fi);
         const int outRows = nc == 1 ? 8 : 8 * fi.vmax;
         int rowsPer[4] = {}, edgeOff[5] = {};
+        // The blocks of an MCU in coding order (one in a single-component scan, T.81 A.2.2).
+        std::vector<BlockSlot> slots;
+        for (int ci = 0; ci < s.ns; ++ci) {
+            const Component& comp = fi.comps[s.comp[ci]];
+            const int bh = s.ns == 1 ? 1 : comp.h, bv = s.ns == 1 ? 1 : comp.v;
+            for (int v = 0; v < bv; ++v)
+                for (int h = 0; h < bh; ++h)
+                    slots.push_back({ci, s.comp[ci], h, v, bh, bv, dc[s.td[ci]].get(), ac[s.ta[ci]].get()});
+        }
         for (int c = 0; c < nc; ++c) {
             rowsPer[c] = nc == 1 ? 8 : 8 * fi.comps[c].v;
             edgeOff[c + 1] = edgeOff[c] + planes_[c].stride;
@@ -507,7 +524,6 @@ private:
             const std::uint8_t* src = missing ? d_ : d_ + begins[k];
             const int len = missing ? 0 : int(std::min(ends[k] + 2, n_) - begins[k]);
             bool ok = !missing;
-            alignas(16) Kep16s local[64];
             int pos = 0, marker = 0;
             Kep16s lastDC[4] = {0, 0, 0, 0};
             const long m0 = k * ri, m1 = std::min(total, m0 + ri);
@@ -528,56 +544,77 @@ private:
                 ring = rings.take(fi, planes_, rowsPer);
                 for (int c = 0; c < nc; ++c) rows.setRing(c, ring->buf[c].data(), rowsPer[c], planes_[c].stride);
             }
-            auto idct = [&](int c, long bx, long by, const Kep16s* blk) {
-                if (!stream) return inverseTransform(c, bx, by, blk);
-                // Blocks of the MCU row being decoded.
-                const Plane& pl = planes_[c];
-                const int local = (row & 1) * rowsPer[c] + int(by * 8 - long(row) * rowsPer[c]);
-                inverseTransform8(pl, blk, ring->buf[c].data() + std::size_t(local) * pl.stride + bx * 8, pl.stride);
-            };
-            forScanBlocks(fi, s, mcusX, m0, m1, [&](int ci, long m, long bx, long by) {
-                Kep16s* blk = direct ? local : &coefs_[s.comp[ci]][(by * fi.comps[s.comp[ci]].blocksW + bx) * 64];
-                if (!ok) {
-                    if (!direct) return true;
-                    std::memset(local, 0, sizeof local);
-                    idct(s.comp[ci], bx, by, local);
-                    return true;
+            // The MCUs of the interval one MCU row at a time: entropy decoding of all their blocks
+            // (into run, or into the stored coefficients), then the inverse DCT of them all, so
+            // that each loop keeps its own code and tables in cache.
+            std::vector<Kep16s> run;
+            for (long ma = m0; ma < m1;) {
+                row = int(ma / mcusX);
+                const long mb = std::min(m1, long(row + 1) * mcusX);
+                if (!direct) {
+                    forScanBlocks(fi, s, mcusX, ma, mb, [&](int ci, long m, long bx, long by) {
+                        Kep16s* blk = &coefs_[s.comp[ci]][(by * fi.comps[s.comp[ci]].blocksW + bx) * 64];
+                        const KepResult r = kepiDecodeHuffman8x8_JPEG_1u16s_C1(src, len, &pos, blk, &lastDC[ci], &marker,
+                                                                               dc[s.td[ci]].get(), ac[s.ta[ci]].get(), state);
+                        if (r != kepOk) {
+                            errors_.set(entropyError(m, r));
+                            std::memset(blk, 0, 64 * sizeof(Kep16s));   // the rest of the interval stays zero
+                        }
+                        return ok = r == kepOk;
+                    }, [](long, bool) {});
+                    if (!ok) break;
+                    ma = mb;
+                    continue;
                 }
-                const KepResult r = kepiDecodeHuffman8x8_JPEG_1u16s_C1(src, len, &pos, blk, &lastDC[ci], &marker,
-                                                                       dc[s.td[ci]].get(), ac[s.ta[ci]].get(), state);
-                if (r == kepOk) {
-                    if (direct) idct(s.comp[ci], bx, by, blk);
-                } else {
-                    errors_.set(entropyError(m, r));
-                    // This block and the rest of the interval are left flat.
-                    ok = false;
-                    std::memset(blk, 0, 64 * sizeof(Kep16s));
-                    if (direct) idct(s.comp[ci], bx, by, blk);
+                run.resize(std::size_t(mb - ma) * slots.size() * 64);
+                Kep16s* blk = run.data();
+                for (long m = ma; m < mb; ++m) {
+                    for (const BlockSlot& b : slots) {
+                        if (ok) {
+                            const KepResult r = kepiDecodeHuffman8x8_JPEG_1u16s_C1(src, len, &pos, blk, &lastDC[b.ci], &marker,
+                                                                                   b.dc, b.ac, state);
+                            if (r != kepOk) errors_.set(entropyError(m, r));
+                            ok = r == kepOk;
+                        }
+                        // The rest of a failed interval is left flat.
+                        if (!ok) std::memset(blk, 0, 64 * sizeof(Kep16s));
+                        blk += 64;
+                    }
+                    if (opt_.progress && (m & 1023) == 1023) {
+                        const long dn = done += 1024;
+                        std::lock_guard<std::mutex> g(progressLock);
+                        opt_.progress(0.8 * double(dn) / double(total));
+                    }
                 }
-                return true;
-            }, [&](long m, bool rowEnd) {
-                if (stream && rowEnd) {
-                    const int r = row;
+                blk = run.data();
+                for (long mx = ma - long(row) * mcusX; mx < mb - long(row) * mcusX; ++mx)
+                    for (const BlockSlot& b : slots) {
+                        const long bx = mx * b.across + b.dx;
+                        if (stream) {
+                            const Plane& pl = planes_[b.c];
+                            Kep8u* dst = ring->buf[b.c].data() + std::size_t((row & 1) * rowsPer[b.c] + 8 * b.dy) * pl.stride;
+                            inverseTransform8(pl, blk, dst + bx * 8, pl.stride);
+                        } else {
+                            inverseTransform(b.c, bx, long(row) * b.down + b.dy, blk);
+                        }
+                        blk += 64;
+                    }
+                ma = mb;
+                if (stream) {
                     for (int c = 0; c < nc; ++c) {
-                        if (r == row0) std::memcpy(edge(k, 0, c), rows.at(c, r * rowsPer[c]), planes_[c].stride);
-                        if (r + 1 == m1 / mcusX)
-                            std::memcpy(edge(k, 1, c), rows.at(c, (r + 1) * rowsPer[c] - 1), planes_[c].stride);
+                        if (row == row0) std::memcpy(edge(k, 0, c), rows.at(c, row * rowsPer[c]), planes_[c].stride);
+                        if (row + 1 == m1 / mcusX)
+                            std::memcpy(edge(k, 1, c), rows.at(c, (row + 1) * rowsPer[c] - 1), planes_[c].stride);
                     }
                     int y1 = y;
                     for (; y1 < yEnd; ++y1) {
                         needs(y1, first, last);
-                        if (last > r) break;
+                        if (last > row) break;
                     }
                     outputRows(fi, *img_, y, y1, ring->scratch, rows);
                     y = y1;
-                    row = r + 1;
                 }
-                if (opt_.progress && (m & 1023) == 1023) {
-                    const long dn = done += 1024;
-                    std::lock_guard<std::mutex> g(progressLock);
-                    opt_.progress(0.8 * double(dn) / double(total));
-                }
-            });
+            }
             if (stream) {
                 streamedTo[k] = y;
                 rings.give(ring);
