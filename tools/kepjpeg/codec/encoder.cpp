@@ -309,30 +309,60 @@ private:
         auto* state = reinterpret_cast<KepiEncodeHuffmanState*>(stateBuf);
         kepiEncodeHuffmanStateInit_JPEG_8u(state);
         const long m0 = k * p_.ri, m1 = std::min(p_.totalMcus, (k + 1) * p_.ri);
-        seg.resize(std::size_t(m1 - m0) * 64 + 4096);
+        // Room for sixteen bytes per MCU to start with; grown when a block might not fit.
+        seg.resize(std::size_t(m1 - m0) * 16 + 4096);
         int pos = 0;
         Kep16s lastDC[4] = {0, 0, 0, 0};
         KepResult r = kepOk;
-        alignas(16) Kep16s local[64];
+        // The blocks of an MCU in coding order: block (dx, dy) of component c, whose MCUs are
+        // across x down blocks, and its Huffman tables.
+        struct Slot {
+            int c, dx, dy, across, down;
+            const KepiEncodeHuffmanSpec* dc;
+            const KepiEncodeHuffmanSpec* ac;
+        };
+        std::vector<Slot> slots;
+        for (int c = 0; c < p_.nc; ++c) {
+            const Component& cp = p_.comps[c];
+            const int bh = p_.nc == 1 ? 1 : cp.h, bv = p_.nc == 1 ? 1 : cp.v, t = p_.tableOf[c];
+            for (int v = 0; v < bv; ++v)
+                for (int h = 0; h < bh; ++h) slots.push_back({c, h, v, bh, bv, specs_[2 * t].get(), specs_[2 * t + 1].get()});
+        }
+        // The MCUs of the interval one MCU row at a time: the forward DCT of all their blocks
+        // into run (unless stored), then the coding of them all, so that each loop keeps its own
+        // code and tables in cache.
+        std::vector<Kep16s> run;
         long blocks = 0;
         Strip strip;
-        forBlocks(m0, m1, [&](int c, int bx, int by, int my) {
-            if (r != kepOk) return;
-            // Room for any block (at most 518 bytes with stuffing) before it is coded.
-            if (seg.size() - pos < 1024) seg.resize(seg.size() * 2);
-            const Kep16s* blk = local;
-            if (store) {
-                blk = stored(c, bx, by);
-            } else {
+        for (long ma = m0; ma < m1 && r == kepOk;) {
+            const int my = int(ma / p_.mcusX);
+            const long mb = std::min(m1, long(my + 1) * p_.mcusX);
+            const long mx0 = ma - long(my) * p_.mcusX, mx1 = mb - long(my) * p_.mcusX;
+            ma = mb;
+            if (!store) {
                 if (strip.my != my) fillStrip(strip, my);
-                if ((r = transform(strip, c, bx, by, local)) != kepOk) return;
+                run.resize(std::size_t(mx1 - mx0) * slots.size() * 64);
+                Kep16s* out = run.data();
+                for (long mx = mx0; mx < mx1 && r == kepOk; ++mx)
+                    for (const Slot& b : slots) {
+                        if ((r = transform(strip, b.c, int(mx * b.across + b.dx), my * b.down + b.dy, out)) != kepOk) break;
+                        out += 64;
+                    }
             }
-            const int t = p_.tableOf[c];
-            r = kepiEncodeHuffman8x8_JPEG_16s1u_C1(blk, seg.data(), int(seg.size()), &pos, &lastDC[c], specs_[2 * t].get(),
-                                                   specs_[2 * t + 1].get(), state, 0);
-            if (opt_.progress && p_.intervals == 1 && (++blocks & 8191) == 0)
-                report(0.55 + 0.45 * double(m0 + blocks / 2) / double(p_.totalMcus));
-        });
+            const Kep16s* in = run.data();
+            for (long mx = mx0; mx < mx1 && r == kepOk; ++mx)
+                for (const Slot& b : slots) {
+                    // Room for any block (at most 518 bytes with stuffing) before it is coded.
+                    if (seg.size() - pos < 1024) seg.resize(seg.size() * 2);
+                    const Kep16s* blk = store ? stored(b.c, int(mx * b.across + b.dx), my * b.down + b.dy) : in;
+                    in += 64;
+                    r = kepiEncodeHuffman8x8_JPEG_16s1u_C1(blk, seg.data(), int(seg.size()), &pos, &lastDC[b.c], b.dc, b.ac,
+                                                           state, 0);
+                    if (r != kepOk) break;
+                    if (opt_.progress && p_.intervals == 1 && (++blocks & 8191) == 0)
+                        report(0.55 + 0.45 * double(m0 + blocks / 2) / double(p_.totalMcus));
+                }
+        }
         if (r == kepOk)
             r = kepiEncodeHuffman8x8_JPEG_16s1u_C1(nullptr, seg.data(), int(seg.size()), &pos, nullptr, nullptr, nullptr,
                                                    state, 1);
