@@ -547,7 +547,8 @@ private:
             // The MCUs of the interval one MCU row at a time: entropy decoding of all their blocks
             // (into run, or into the stored coefficients), then the inverse DCT of them all, so
             // that each loop keeps its own code and tables in cache.
-            std::vector<Kep16s> run;
+            std::vector<Kep16s> ownRun;
+            std::vector<Kep16s>& run = stream ? ring->run : ownRun;
             for (long ma = m0; ma < m1;) {
                 row = int(ma / mcusX);
                 const long mb = std::min(m1, long(row + 1) * mcusX);
@@ -718,10 +719,11 @@ private:
         }
     };
 
-    // Two MCU rows of samples of every component and the row buffers of one streaming thread,
-    // kept for the threads that come next.
+    // Two MCU rows of samples of every component, the coefficients of an MCU row and the row
+    // buffers of one streaming thread, kept for the intervals that come next.
     struct Ring {
         std::vector<Kep8u> buf[4];
+        std::vector<Kep16s> run;
         RowScratch scratch;
         explicit Ring(const JpegInfo& fi) : scratch(fi) {}
     };
