@@ -250,8 +250,8 @@ private:
     }
 
     // Calls f(ci, m, bx, by) for every block of MCUs m0..m1-1 of a scan in coding order (one
-    // block per MCU in a single-component scan, T.81 A.2.2) and done(m, whether m ends an MCU
-    // row) after each MCU; stops when f returns false.
+    // block per MCU in a single-component scan, T.81 A.2.2) and done(m) after each MCU; stops
+    // when f returns false.
     template <class F, class D>
     static void forScanBlocks(const JpegInfo& fi, const ScanInfo& s, int mcusX, long m0, long m1, F&& f, D&& done) {
         int mx = int(m0 % mcusX), my = int(m0 / mcusX);
@@ -263,9 +263,8 @@ private:
                     for (int h = 0; h < bh; ++h)
                         if (!f(ci, m, long(mx) * bh + h, long(my) * bv + v)) return;
             }
-            const bool rowEnd = ++mx == mcusX;
-            done(m, rowEnd);
-            if (rowEnd) mx = 0, ++my;
+            done(m);
+            if (++mx == mcusX) mx = 0, ++my;
         }
     }
 
@@ -342,7 +341,7 @@ private:
                                                                     specs[ci].get(), rd.state);
                 if (r != kepOk) errors_.set(entropyError(m, r));
                 return r == kepOk;
-            }, [](long, bool) {});
+            }, [](long) {});
         });
         return true;
     }
@@ -438,8 +437,6 @@ private:
         return true;
     }
 
-
-
     bool decodeScan(const JpegInfo& fi, const TableState& t, const ScanInfo& s) {
         if (!started_ && !startFrame(fi, t)) return false;
         if (lossless_) return decodeLosslessScan(fi, t, s);
@@ -514,6 +511,13 @@ private:
 
         std::atomic<long> done{0};
         std::mutex progressLock;
+        auto progress = [&](long m) {
+            if (opt_.progress && (m & 1023) == 1023) {
+                const long dn = done += 1024;
+                std::lock_guard<std::mutex> g(progressLock);
+                opt_.progress(0.8 * double(dn) / double(total));
+            }
+        };
         // Missing intervals run too, with zero blocks, so that every sample gets written.
         parallelFor(direct ? intervals : present, opt_.threads, [&](int k) {
             alignas(64) unsigned char stateBuf[KEPI_DECODE_HUFFMAN_STATE_SIZE];
@@ -562,7 +566,7 @@ private:
                             std::memset(blk, 0, 64 * sizeof(Kep16s));   // the rest of the interval stays zero
                         }
                         return ok = r == kepOk;
-                    }, [](long, bool) {});
+                    }, progress);
                     if (!ok) break;
                     ma = mb;
                     continue;
@@ -581,11 +585,7 @@ private:
                         if (!ok) std::memset(blk, 0, 64 * sizeof(Kep16s));
                         blk += 64;
                     }
-                    if (opt_.progress && (m & 1023) == 1023) {
-                        const long dn = done += 1024;
-                        std::lock_guard<std::mutex> g(progressLock);
-                        opt_.progress(0.8 * double(dn) / double(total));
-                    }
+                    progress(m);
                 }
                 blk = run.data();
                 for (long mx = ma - long(row) * mcusX; mx < mb - long(row) * mcusX; ++mx)
@@ -752,9 +752,8 @@ private:
         std::vector<Ring*> free_;
     };
 
-    // The smallest and largest plane row of any component that output row y reads: the row
-    // itself, or for vertically halved components the nearer and the farther source row of the
-    // triangle filter (edge rows replicated at the top and the bottom).
+    // The farther source row of the triangle filter for output row y of a vertically halved
+    // component (the nearer is y / 2), the edge rows replicated at the top and the bottom.
     static int farRow(const Component& comp, int y) {
         const int near = y / 2;
         return (y & 1) ? std::min(near + 1, comp.height - 1) : std::max(near - 1, 0);
