@@ -624,8 +624,8 @@ private:
         if (stream) {
             // Boundary b between intervals k and k + 1: MCU row b - 1 from the copy of k's last
             // sample rows, MCU row b from the copy of k + 1's first.
-            Ring* ring = rings.take(fi, planes_, rowsPer);
-            for (int k = 0; k + 1 < intervals; ++k) {
+            parallelFor(intervals - 1, opt_.threads, [&](int k) {
+                Ring* ring = rings.take(fi, planes_, rowsPer);
                 const int b = int(std::min(total, (k + 1) * ri) / mcusX);
                 RowSource rows;
                 for (int c = 0; c < nc; ++c) {
@@ -634,8 +634,8 @@ private:
                 }
                 outputRows(fi, *img_, streamedTo[k], std::min(H, b * outRows), ring->scratch, rows);
                 outputRows(fi, *img_, std::min(H, b * outRows), streamedFrom[k + 1], ring->scratch, rows);
-            }
-            rings.give(ring);
+                rings.give(ring);
+            });
             if (opt_.progress) opt_.progress(1.0);
         }
         return true;
