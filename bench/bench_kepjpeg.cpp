@@ -1,6 +1,7 @@
 // The kepjpeg codec beside TurboJPEG (tjCompress2 / tjDecompress2) on the same 12-megapixel
 // image at quality 85, 4:2:0 and 4:4:4, single-threaded; then kepjpeg with two threads on a file
-// with a restart marker after every MCU row. At exit the ratios (ours / TurboJPEG) are printed.
+// with a restart marker after every MCU row, and kepjpeg's lossless mode alone. At exit the
+// ratios (ours / TurboJPEG) are printed.
 #include <benchmark/benchmark.h>
 #include <turbojpeg.h>
 
@@ -34,6 +35,8 @@ struct Summary {
         line("decode 4:4:4, 1 thread", "dec_ours_444", "dec_tj_444");
         line("encode 4:2:0, 2 threads, restarts", "enc_ours_420_t2", "enc_tj_420");
         line("decode 4:2:0, 2 threads, restarts", "dec_ours_420_t2", "dec_tj_420");
+        for (const char* k : {"lossless_enc", "lossless_dec"})
+            if (t.count(k)) std::printf("%-34s kepjpeg %8.1f ms   %.1f MP/s\n", k, 1e3 * t[k], 12.0 / t[k]);
     }
 } summary;
 
@@ -134,6 +137,28 @@ void BM_Decode_TurboJPEG(benchmark::State& state, int samp, const char* key) {
     record(state, key, secs);
 }
 
+// Lossless (predictor 4, optimal tables) of the same image: megapixels per second, no peer.
+void BM_Lossless_Kepjpeg(benchmark::State& state, bool decode) {
+    kepjpeg::EncodeOptions opt;
+    opt.lossless = true;
+    opt.predictor = 4;
+    std::vector<std::uint8_t> jpg;
+    std::string err;
+    kepjpeg::Image img;
+    if (decode && !kepjpeg::encode(bigImage(), opt, jpg, err)) state.SkipWithError(err.c_str());
+    double secs = 0;
+    bigImage();
+    for (auto _ : state) {
+        const auto t0 = std::chrono::steady_clock::now();
+        const bool ok = decode ? kepjpeg::decode(jpg.data(), jpg.size(), kepjpeg::DecodeOptions(), img, err)
+                               : kepjpeg::encode(bigImage(), opt, jpg, err);
+        if (!ok) state.SkipWithError(err.c_str());
+        secs += std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+    }
+    state.counters["bytes"] = double(jpg.size());
+    record(state, decode ? "lossless_dec" : "lossless_enc", secs);
+}
+
 BENCHMARK_CAPTURE(BM_Encode_Kepjpeg, q85_420, kepjpeg::Sampling::s420, 1, "enc_ours_420")->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK_CAPTURE(BM_Encode_TurboJPEG, q85_420, TJSAMP_420, "enc_tj_420")->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK_CAPTURE(BM_Encode_Kepjpeg, q85_444, kepjpeg::Sampling::s444, 1, "enc_ours_444")->Unit(benchmark::kMillisecond)->UseRealTime();
@@ -144,5 +169,7 @@ BENCHMARK_CAPTURE(BM_Decode_Kepjpeg, q85_444, TJSAMP_444, 1, "dec_ours_444")->Un
 BENCHMARK_CAPTURE(BM_Decode_TurboJPEG, q85_444, TJSAMP_444, "dec_tj_444")->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK_CAPTURE(BM_Encode_Kepjpeg, q85_420_threads2_restart, kepjpeg::Sampling::s420, 2, "enc_ours_420_t2")->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK_CAPTURE(BM_Decode_Kepjpeg, q85_420_threads2_restart, TJSAMP_420, 2, "dec_ours_420_t2")->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK_CAPTURE(BM_Lossless_Kepjpeg, encode_predictor4, false)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK_CAPTURE(BM_Lossless_Kepjpeg, decode_predictor4, true)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 }  // namespace

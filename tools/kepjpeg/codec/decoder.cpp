@@ -1,6 +1,7 @@
 // Sequential DCT decoding (ITU-T T.81 Annex F.2): entropy decoding restart interval by restart
 // interval (in parallel when asked), dequantization and inverse DCT, up-sampling and colour
 // conversion, all through libkepjx1.
+#include <climits>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -47,6 +48,15 @@ private:
 };
 
 class Decoder {
+    // A component's samples (whole-image planes where needed) and dequantization tables.
+    struct Plane {
+        int stride = 0;
+        std::unique_ptr<std::uint8_t[]> p8;
+        std::unique_ptr<std::uint16_t[]> p16;
+        alignas(16) Kep16u inv16[64];
+        alignas(16) Kep32f inv32[64];
+    };
+
 public:
     Decoder(const std::uint8_t* d, std::size_t n, const DecodeOptions& opt) : d_(d), n_(n), opt_(opt) {}
 
@@ -56,6 +66,7 @@ public:
     }
 
     bool run(Image& img, std::string& err) {
+        img_ = &img;
         JpegInfo info;
         TableState tables;
         std::string walkErr;
@@ -72,9 +83,11 @@ public:
             return false;
         }
         if (opt_.coefficientsOut) *opt_.coefficientsOut = coefs_;
-        if (!fatal_ && lossless_) {
-            reconstructLossless(info, img);
-        } else if (!fatal_) {
+        if (fatal_) {
+            img = Image();   // written in part by the scans before the failure
+        } else if (lossless_) {
+            if (info.comps.size() == 2) errors_.set("two-component image: only the first component is written");
+        } else if (!streamed_) {
             if (!coefs_.empty()) inverseTransformStored(info);
             reconstruct(info, img);
         }
@@ -106,13 +119,6 @@ private:
             if (!t.quant[comp.tq].present) return fail(fmt("component %ld: quantization table %ld is not defined", comp.id, comp.tq));
             Plane& pl = planes_[c];
             pl.stride = comp.blocksW * 8;
-            // Every sample is written by the inverse DCT of some block (a zero block where the
-            // data is missing), so the planes need no initialisation.
-            const std::size_t n = std::size_t(pl.stride) * comp.blocksH * 8;
-            if (fi.precision == 12)
-                pl.p16.reset(new std::uint16_t[n]);
-            else
-                pl.p8.reset(new std::uint8_t[n]);
             const QuantTable& q = t.quant[comp.tq];
             if (q.precision == 0) {
                 Kep8u raw[64];
@@ -127,35 +133,52 @@ private:
         return true;
     }
 
+    // Whole-image sample planes, for scans that are not up-sampled and converted as they are
+    // decoded. Every sample is written by the inverse DCT of some block (a zero block where the
+    // data is missing), so the planes need no initialisation.
+    void allocatePlanes(const JpegInfo& fi) {
+        for (std::size_t c = 0; c < fi.comps.size(); ++c) {
+            Plane& pl = planes_[c];
+            const std::size_t n = std::size_t(pl.stride) * fi.comps[c].blocksH * 8;
+            if (fi.precision == 12 && !pl.p16)
+                pl.p16.reset(new std::uint16_t[n]);
+            else if (fi.precision != 12 && !pl.p8)
+                pl.p8.reset(new std::uint8_t[n]);
+        }
+    }
+
     // Dequantization and inverse DCT of one block into its place in the component's plane.
     void inverseTransform(int c, long bx, long by, const Kep16s* blk) {
         Plane& pl = planes_[c];
         const std::size_t off = std::size_t(by) * 8 * pl.stride + std::size_t(bx) * 8;
-        if (pl.p16) {
+        if (pl.p16)
             kepiDCTQuantInv8x8LS_JPEG_16s16u_C1R(blk, &pl.p16[off], pl.stride * 2, pl.inv32);
-            return;
-        }
-        // Blocks whose nonzero coefficients all lie in the top-left 2x2 or 4x4 corner (most
-        // blocks of a photograph at usual qualities) take the shortcut forms, which give exactly
-        // the full transform's result.
-        std::uint32_t outside4 = 0, outside2 = 0;
-        for (int v = 0; v < 8; ++v) {
-            std::uint64_t lo, hi;
-            std::memcpy(&lo, blk + 8 * v, 8);
-            std::memcpy(&hi, blk + 8 * v + 4, 8);
-            outside4 |= std::uint32_t(v < 4 ? hi != 0 : (lo | hi) != 0);
-            outside2 |= std::uint32_t(v < 2 ? (lo >> 32) != 0 || hi != 0 : (lo | hi) != 0);
-        }
-        if (!outside2)
-            kepiDCTQuantInv8x8LS_2x2_JPEG_16s8u_C1R(blk, &pl.p8[off], pl.stride, pl.inv16);
-        else if (!outside4)
-            kepiDCTQuantInv8x8LS_4x4_JPEG_16s8u_C1R(blk, &pl.p8[off], pl.stride, pl.inv16);
         else
-            kepiDCTQuantInv8x8LS_JPEG_16s8u_C1R(blk, &pl.p8[off], pl.stride, pl.inv16);
+            inverseTransform8(pl, blk, &pl.p8[off], pl.stride);
+    }
+
+    // Dequantization and inverse DCT of one block to 8-bit samples at dst, rows step apart.
+    // Blocks whose nonzero coefficients all lie in the top-left 2x2 or 4x4 corner (most blocks of
+    // a photograph at usual qualities) take the shortcut forms, which give exactly the full
+    // transform's result.
+    static void inverseTransform8(const Plane& pl, const Kep16s* blk, Kep8u* dst, int step) {
+        // Four coefficients per word: w[2v] holds columns 0..3 of row v, w[2v + 1] columns 4..7.
+        std::uint64_t w[16];
+        std::memcpy(w, blk, sizeof w);
+        const std::uint64_t outside4 = w[1] | w[3] | w[5] | w[7] | w[8] | w[9] | w[10] | w[11] | w[12] | w[13] |
+                                       w[14] | w[15];
+        const std::uint64_t outside2 = outside4 | w[4] | w[6] | (w[0] >> 32) | (w[2] >> 32);
+        if (!outside2)
+            kepiDCTQuantInv8x8LS_2x2_JPEG_16s8u_C1R(blk, dst, step, pl.inv16);
+        else if (!outside4)
+            kepiDCTQuantInv8x8LS_4x4_JPEG_16s8u_C1R(blk, dst, step, pl.inv16);
+        else
+            kepiDCTQuantInv8x8LS_JPEG_16s8u_C1R(blk, dst, step, pl.inv16);
     }
 
     // The inverse DCT of every block of stored coefficients (files coded in several scans).
     void inverseTransformStored(const JpegInfo& fi) {
+        allocatePlanes(fi);
         for (std::size_t c = 0; c < fi.comps.size(); ++c) {
             const Component& comp = fi.comps[c];
             parallelFor(comp.blocksH, opt_.threads, [&](int by) {
@@ -231,8 +254,8 @@ private:
     // when f returns false.
     template <class F, class D>
     static void forScanBlocks(const JpegInfo& fi, const ScanInfo& s, int mcusX, long m0, long m1, F&& f, D&& done) {
+        int mx = int(m0 % mcusX), my = int(m0 / mcusX);
         for (long m = m0; m < m1; ++m) {
-            const int mx = int(m % mcusX), my = int(m / mcusX);
             for (int ci = 0; ci < s.ns; ++ci) {
                 const Component& c = fi.comps[s.comp[ci]];
                 const int bh = s.ns == 1 ? 1 : c.h, bv = s.ns == 1 ? 1 : c.v;
@@ -241,8 +264,17 @@ private:
                         if (!f(ci, m, long(mx) * bh + h, long(my) * bv + v)) return;
             }
             done(m);
+            if (++mx == mcusX) mx = 0, ++my;
         }
     }
+
+    // Block (dx, dy) of scan component ci (frame component c) in an MCU of across x down blocks
+    // of that component, and its Huffman tables.
+    struct BlockSlot {
+        int ci, c, dx, dy, across, down;
+        const KepiDecodeHuffmanSpec* dc;
+        const KepiDecodeHuffmanSpec* ac;
+    };
 
     // The reader of one restart interval: its bytes plus the marker that ends it (so that the
     // reader stops there), a fresh decoder state, the position and the marker seen.
@@ -314,19 +346,37 @@ private:
         return true;
     }
 
-    // Lossless frames (T.81 Annex H): full-size components, samples kept in 16-bit planes.
+    // Lossless frames (T.81 Annex H): full-size components, reconstructed straight into the
+    // output image, which starts at zero (rows of missing data stay so). The components are
+    // interleaved as coded (no colour transform); 8-bit samples go to px8, others to px16.
     bool startLossless(const JpegInfo& fi) {
         if (fi.precision < 2 || fi.precision > 16) return fail(fmt("lossless sample precision %ld (2 to 16 allowed)", fi.precision));
         for (const Component& c : fi.comps)
             if (c.h != 1 || c.v != 1) return fail("lossless files with sub-sampled components are not supported");
         started_ = true;
         lossless_ = true;
-        planes_.resize(fi.comps.size());
-        for (Plane& pl : planes_) {
-            pl.stride = fi.width;
-            pl.p16.reset(new std::uint16_t[std::size_t(fi.width) * fi.height]());
+        Image& img = *img_;
+        img.px8.swap(keep8_);
+        img.px16.swap(keep16_);
+        img.width = fi.width, img.height = fi.height, img.precision = fi.precision;
+        img.channels = fi.comps.size() == 2 ? 1 : int(fi.comps.size());
+        if (fi.precision == 8) {
+            img.px16.clear();
+            img.px8.assign(img.samples(), 0);
+        } else {
+            img.px8.clear();
+            img.px16.assign(img.samples(), 0);
         }
         return true;
+    }
+
+    // Samples of row y of frame component c from its reconstructed values: scaled back by the
+    // point transform, kept to P bits (corrupt differences can leave the range), interleaved.
+    template <class T>
+    static void storeLossless(const Kep16s* v, int W, int P, int Pt, T* out, int channels) {
+        const unsigned mask = (1u << P) - 1;
+        for (int x = 0; x < W; ++x)
+            out[std::size_t(x) * channels] = static_cast<T>((static_cast<std::uint16_t>(v[x]) << Pt) & mask);
     }
 
     // One lossless scan: the differences of a row of every component in the scan, then the
@@ -372,40 +422,19 @@ private:
                         kepiReconstructPredFirstRow_JPEG_16s_C1(rows[c], o, W, P, Pt);
                     else
                         kepiReconstructPredRow_JPEG_16s_C1(rows[c], &prev[std::size_t(c) * W], o, W, pred);
-                    // Corrupt differences can leave the sample range: keep P bits.
-                    std::uint16_t* out = &planes_[s.comp[c]].p16[std::size_t(y) * W];
-                    const unsigned mask = (1u << P) - 1;
-                    for (int x = 0; x < W; ++x) out[x] = static_cast<std::uint16_t>((static_cast<std::uint16_t>(o[x]) << Pt) & mask);
+                    Image& img = *img_;
+                    const int fc = s.comp[c];
+                    if (fc >= img.channels) continue;
+                    const std::size_t at = std::size_t(y) * W * img.channels + fc;
+                    if (P == 8)
+                        storeLossless(o, W, P, Pt, &img.px8[at], img.channels);
+                    else
+                        storeLossless(o, W, P, Pt, &img.px16[at], img.channels);
                 }
                 cur.swap(prev);
             }
         });
         return true;
-    }
-
-    // Lossless output: the components interleaved as coded (no colour transform), 8-bit samples
-    // in px8, others in px16.
-    void reconstructLossless(const JpegInfo& fi, Image& img) {
-        const int nc = int(fi.comps.size());
-        img.px8.swap(keep8_);
-        img.px16.swap(keep16_);
-        img.width = fi.width, img.height = fi.height, img.precision = fi.precision;
-        img.channels = nc == 2 ? 1 : nc;
-        if (nc == 2) errors_.set("two-component image: only the first component is written");
-        const bool eight = fi.precision == 8;
-        if (eight) {
-            img.px16.clear();
-            img.px8.resize(img.samples());
-        } else {
-            img.px8.clear();
-            img.px16.resize(img.samples());
-        }
-        for (int c = 0; c < img.channels; ++c)
-            for (std::size_t i = 0; i < std::size_t(fi.width) * fi.height; ++i) {
-                const std::uint16_t v = planes_[c].p16[i];
-                if (eight) img.px8[i * img.channels + c] = std::uint8_t(v);
-                else img.px16[i * img.channels + c] = v;
-            }
     }
 
     bool decodeScan(const JpegInfo& fi, const TableState& t, const ScanInfo& s) {
@@ -419,6 +448,7 @@ private:
             for (std::size_t c = 0; c < fi.comps.size(); ++c)
                 coefs_[c].assign(std::size_t(fi.comps[c].blocksW) * fi.comps[c].blocksH * 64, 0);
         }
+        if (!direct) streamed_ = false;
         if (fi.progressive()) return decodeProgressiveScan(fi, t, s);
         if (s.ss != 0 || s.se != 63 || s.ah != 0 || s.al != 0)
             errors_.set(fmt("sequential scan with Ss %ld, Se %ld, Ah/Al %ld (should be 0, 63, 0)", s.ss, s.se, s.ah * 16 + s.al));
@@ -437,8 +467,57 @@ private:
         const int mcusX = geo.mcusX, present = geo.present, intervals = geo.intervals;
         const long total = geo.total, ri = geo.ri;
 
+        // A whole-image scan whose restart intervals hold whole MCU rows is up-sampled and
+        // colour-converted inside its interval, MCU row by MCU row, from two MCU rows of samples
+        // that stay in cache; the output rows next to an interval boundary, which read the last
+        // sample row of one interval and the first of the next, follow at the end from copies
+        // of those rows.
+        const int nc = int(fi.comps.size()), H = fi.height;
+        const bool stream = direct && coefs_.empty() && fi.precision == 8 && nc != 2 && ri % mcusX == 0 &&
+                            samplingSupported(fi) && prepareOutput(fi, *img_);
+        streamed_ = stream;
+        if (!stream && direct) allocatePlanes(fi);
+        const int outRows = nc == 1 ? 8 : 8 * fi.vmax;
+        int rowsPer[4] = {}, edgeOff[5] = {};
+        // The blocks of an MCU in coding order (one in a single-component scan, T.81 A.2.2).
+        std::vector<BlockSlot> slots;
+        for (int ci = 0; ci < s.ns; ++ci) {
+            const Component& comp = fi.comps[s.comp[ci]];
+            const int bh = s.ns == 1 ? 1 : comp.h, bv = s.ns == 1 ? 1 : comp.v;
+            for (int v = 0; v < bv; ++v)
+                for (int h = 0; h < bh; ++h)
+                    slots.push_back({ci, s.comp[ci], h, v, bh, bv, dc[s.td[ci]].get(), ac[s.ta[ci]].get()});
+        }
+        for (int c = 0; c < nc; ++c) {
+            rowsPer[c] = nc == 1 ? 8 : 8 * fi.comps[c].v;
+            edgeOff[c + 1] = edgeOff[c] + planes_[c].stride;
+        }
+        // The first and the last MCU row that output row y reads.
+        auto needs = [&](int y, int& first, int& last) {
+            first = INT_MAX, last = 0;
+            for (int c = 0; c < nc; ++c) {
+                int a = y, b = y;
+                if (fi.vmax / fi.comps[c].v == 2) a = y / 2, b = farRow(fi.comps[c], y);
+                first = std::min(first, std::min(a, b) / rowsPer[c]);
+                last = std::max(last, std::max(a, b) / rowsPer[c]);
+            }
+        };
+        // Per interval: the output rows it wrote, and its first and last sample row of every
+        // component.
+        std::vector<int> streamedFrom(intervals), streamedTo(intervals);
+        std::vector<Kep8u> edges(stream ? std::size_t(intervals) * 2 * edgeOff[nc] : 0);
+        auto edge = [&](int k, int which, int c) { return &edges[(std::size_t(k) * 2 + which) * edgeOff[nc] + edgeOff[c]]; };
+        RingPool rings;
+
         std::atomic<long> done{0};
         std::mutex progressLock;
+        auto progress = [&](long m) {
+            if (opt_.progress && (m & 1023) == 1023) {
+                const long dn = done += 1024;
+                std::lock_guard<std::mutex> g(progressLock);
+                opt_.progress(0.8 * double(dn) / double(total));
+            }
+        };
         // Missing intervals run too, with zero blocks, so that every sample gets written.
         parallelFor(direct ? intervals : present, opt_.threads, [&](int k) {
             alignas(64) unsigned char stateBuf[KEPI_DECODE_HUFFMAN_STATE_SIZE];
@@ -449,78 +528,278 @@ private:
             const std::uint8_t* src = missing ? d_ : d_ + begins[k];
             const int len = missing ? 0 : int(std::min(ends[k] + 2, n_) - begins[k]);
             bool ok = !missing;
-            alignas(16) Kep16s local[64];
             int pos = 0, marker = 0;
             Kep16s lastDC[4] = {0, 0, 0, 0};
             const long m0 = k * ri, m1 = std::min(total, m0 + ri);
-            forScanBlocks(fi, s, mcusX, m0, m1, [&](int ci, long m, long bx, long by) {
-                Kep16s* blk = direct ? local : &coefs_[s.comp[ci]][(by * fi.comps[s.comp[ci]].blocksW + bx) * 64];
-                if (!ok) {
-                    if (!direct) return true;
-                    std::memset(local, 0, sizeof local);
-                    inverseTransform(s.comp[ci], bx, by, local);
-                    return true;
+            // Output rows y..yEnd-1 of the interval are still to be written; the samples of MCU
+            // row r are in ring slot r & 1.
+            const int row0 = int(m0 / mcusX);
+            int y = 0, yEnd = 0, first, last, row = row0;
+            Ring* ring = nullptr;
+            RowSource rows;
+            if (stream) {
+                y = std::min(H, row0 * outRows);
+                yEnd = int(std::min<long>(H, m1 / mcusX * outRows));
+                for (; y < yEnd; ++y) {
+                    needs(y, first, last);
+                    if (first >= row0) break;
                 }
-                const KepResult r = kepiDecodeHuffman8x8_JPEG_1u16s_C1(src, len, &pos, blk, &lastDC[ci], &marker,
-                                                                       dc[s.td[ci]].get(), ac[s.ta[ci]].get(), state);
-                if (r == kepOk) {
-                    if (direct) inverseTransform(s.comp[ci], bx, by, blk);
-                } else {
-                    errors_.set(entropyError(m, r));
-                    // This block and the rest of the interval are left flat.
-                    ok = false;
-                    std::memset(blk, 0, 64 * sizeof(Kep16s));
-                    if (direct) inverseTransform(s.comp[ci], bx, by, blk);
+                streamedFrom[k] = y;
+                ring = rings.take(fi, planes_, rowsPer);
+                for (int c = 0; c < nc; ++c) rows.setRing(c, ring->buf[c].data(), rowsPer[c], planes_[c].stride);
+            }
+            // The MCUs of the interval one MCU row at a time: entropy decoding of all their blocks
+            // (into run, or into the stored coefficients), then the inverse DCT of them all, so
+            // that each loop keeps its own code and tables in cache.
+            std::vector<Kep16s> ownRun;
+            std::vector<Kep16s>& run = stream ? ring->run : ownRun;
+            for (long ma = m0; ma < m1;) {
+                row = int(ma / mcusX);
+                const long mb = std::min(m1, long(row + 1) * mcusX);
+                if (!direct) {
+                    forScanBlocks(fi, s, mcusX, ma, mb, [&](int ci, long m, long bx, long by) {
+                        Kep16s* blk = &coefs_[s.comp[ci]][(by * fi.comps[s.comp[ci]].blocksW + bx) * 64];
+                        const KepResult r = kepiDecodeHuffman8x8_JPEG_1u16s_C1(src, len, &pos, blk, &lastDC[ci], &marker,
+                                                                               dc[s.td[ci]].get(), ac[s.ta[ci]].get(), state);
+                        if (r != kepOk) {
+                            errors_.set(entropyError(m, r));
+                            std::memset(blk, 0, 64 * sizeof(Kep16s));   // the rest of the interval stays zero
+                        }
+                        return ok = r == kepOk;
+                    }, progress);
+                    if (!ok) break;
+                    ma = mb;
+                    continue;
                 }
-                return true;
-            }, [&](long m) {
-                if (opt_.progress && (m & 1023) == 1023) {
-                    const long dn = done += 1024;
-                    std::lock_guard<std::mutex> g(progressLock);
-                    opt_.progress(0.8 * double(dn) / double(total));
+                run.resize(std::size_t(mb - ma) * slots.size() * 64);
+                Kep16s* blk = run.data();
+                for (long m = ma; m < mb; ++m) {
+                    for (const BlockSlot& b : slots) {
+                        if (ok) {
+                            const KepResult r = kepiDecodeHuffman8x8_JPEG_1u16s_C1(src, len, &pos, blk, &lastDC[b.ci], &marker,
+                                                                                   b.dc, b.ac, state);
+                            if (r != kepOk) errors_.set(entropyError(m, r));
+                            ok = r == kepOk;
+                        }
+                        // The rest of a failed interval is left flat.
+                        if (!ok) std::memset(blk, 0, 64 * sizeof(Kep16s));
+                        blk += 64;
+                    }
+                    progress(m);
                 }
-            });
+                blk = run.data();
+                for (long mx = ma - long(row) * mcusX; mx < mb - long(row) * mcusX; ++mx)
+                    for (const BlockSlot& b : slots) {
+                        const long bx = mx * b.across + b.dx;
+                        if (stream) {
+                            const Plane& pl = planes_[b.c];
+                            Kep8u* dst = ring->buf[b.c].data() + std::size_t((row & 1) * rowsPer[b.c] + 8 * b.dy) * pl.stride;
+                            inverseTransform8(pl, blk, dst + bx * 8, pl.stride);
+                        } else {
+                            inverseTransform(b.c, bx, long(row) * b.down + b.dy, blk);
+                        }
+                        blk += 64;
+                    }
+                ma = mb;
+                if (stream) {
+                    for (int c = 0; c < nc; ++c) {
+                        if (row == row0) std::memcpy(edge(k, 0, c), rows.at(c, row * rowsPer[c]), planes_[c].stride);
+                        if (row + 1 == m1 / mcusX)
+                            std::memcpy(edge(k, 1, c), rows.at(c, (row + 1) * rowsPer[c] - 1), planes_[c].stride);
+                    }
+                    int y1 = y;
+                    for (; y1 < yEnd; ++y1) {
+                        needs(y1, first, last);
+                        if (last > row) break;
+                    }
+                    outputRows(fi, *img_, y, y1, ring->scratch, rows);
+                    y = y1;
+                }
+            }
+            if (stream) {
+                streamedTo[k] = y;
+                rings.give(ring);
+            }
         });
+        if (stream) {
+            // Boundary b between intervals k and k + 1: MCU row b - 1 from the copy of k's last
+            // sample rows, MCU row b from the copy of k + 1's first.
+            parallelFor(intervals - 1, opt_.threads, [&](int k) {
+                Ring* ring = rings.take(fi, planes_, rowsPer);
+                const int b = int(std::min(total, (k + 1) * ri) / mcusX);
+                RowSource rows;
+                for (int c = 0; c < nc; ++c) {
+                    rows.setRow(c, (b - 1) & 1, edge(k, 1, c), rowsPer[c], rowsPer[c] - 1, planes_[c].stride);
+                    rows.setRow(c, b & 1, edge(k + 1, 0, c), rowsPer[c], 0, planes_[c].stride);
+                }
+                outputRows(fi, *img_, streamedTo[k], std::min(H, b * outRows), ring->scratch, rows);
+                outputRows(fi, *img_, std::min(H, b * outRows), streamedFrom[k + 1], ring->scratch, rows);
+                rings.give(ring);
+            });
+            if (opt_.progress) opt_.progress(1.0);
+        }
         return true;
     }
 
-    // Dequantization, inverse DCT, up-sampling and colour conversion into img.
-    void reconstruct(const JpegInfo& fi, Image& img) {
-        const int nc = int(fi.comps.size());
-        const bool p12 = fi.precision == 12;
-        if (opt_.progress) opt_.progress(0.9);
+    // Every component is full size, halved horizontally, or halved in both directions.
+    static bool samplingSupported(const JpegInfo& fi, const Component& comp) {
+        const int fx = fi.hmax / comp.h, fy = fi.vmax / comp.v;
+        return !(fi.hmax % comp.h || fi.vmax % comp.v || fx > 2 || fy > 2 || (fy == 2 && fx == 1));
+    }
+    static bool samplingSupported(const JpegInfo& fi) {
+        for (const Component& comp : fi.comps)
+            if (!samplingSupported(fi, comp)) return false;
+        return true;
+    }
 
-        const int W = fi.width, H = fi.height;
-        // The caller's sample buffers are reused (no reallocation when decoding images of one
-        // size over and over); everything in them is overwritten.
+    // Geometry, channels and sample buffer of img (the caller's buffers reused: no reallocation
+    // when decoding images of one size over and over; everything in them is overwritten), and
+    // whether the components are colour-converted. Done once per decode; returns false with img
+    // empty when the output cannot be made.
+    bool prepareOutput(const JpegInfo& fi, Image& img) {
+        if (outputPrepared_) return outputOk_;
+        outputPrepared_ = true;
+        const int nc = int(fi.comps.size());
         img.px8.swap(keep8_);
         img.px16.swap(keep16_);
-        img.width = W;
-        img.height = H;
+        img.width = fi.width;
+        img.height = fi.height;
         img.precision = fi.precision;
         const bool rgbIds = nc == 3 && fi.comps[0].id == 'R' && fi.comps[1].id == 'G' && fi.comps[2].id == 'B';
-        const bool transform = nc >= 3 && !(fi.adobeTransform == 0 || (fi.adobeTransform < 0 && rgbIds)) &&
-                               !(nc == 4 && fi.adobeTransform != 2) && !opt_.keepColourSpace;
+        transform_ = nc >= 3 && !(fi.adobeTransform == 0 || (fi.adobeTransform < 0 && rgbIds)) &&
+                     !(nc == 4 && fi.adobeTransform != 2) && !opt_.keepColourSpace;
         img.channels = nc == 2 ? 1 : nc;
         if (nc == 2) errors_.set("two-component image: only the first component is written");
-        // Every component is either full size or halved horizontally, or in both directions.
-        for (int c = 0; c < nc; ++c) {
-            const Component& comp = fi.comps[c];
-            const int fx = fi.hmax / comp.h, fy = fi.vmax / comp.v;
-            if (fi.hmax % comp.h || fi.vmax % comp.v || fx > 2 || fy > 2 || (fy == 2 && fx == 1)) {
+        for (const Component& comp : fi.comps)
+            if (!samplingSupported(fi, comp)) {
                 errors_.set(fmt("sampling %ldx%ld of component %ld is not supported", comp.h, comp.v, comp.id));
                 img = Image();
-                return;
+                return false;
             }
-        }
-        if (p12) {
-            if (nc != 1 && (transform || fi.hmax != 1 || fi.vmax != 1)) {
+        if (fi.precision == 12) {
+            if (nc != 1 && (transform_ || fi.hmax != 1 || fi.vmax != 1)) {
                 errors_.set("12-bit colour images need a 12-bit colour conversion, not available in libkepjx1");
                 img = Image();
-                return;
+                return false;
             }
             img.px8.clear();
             img.px16.resize(img.samples());
+        } else {
+            img.px16.clear();
+            img.px8.resize(img.samples());
+        }
+        return outputOk_ = true;
+    }
+
+    // Row buffers of the up-sampled components, one set per thread.
+    struct RowScratch {
+        std::vector<Kep8u> up[4];
+        explicit RowScratch(const JpegInfo& fi) {
+            for (std::size_t c = 0; c < fi.comps.size(); ++c) up[c].resize(std::size_t(fi.mcusX) * fi.hmax * 8 + 16);
+        }
+    };
+
+    // Where sample row r of component c lives: in the slot of its MCU row's parity, which holds
+    // that MCU row's rows from firstRow on (whole planes: one slot holding every row).
+    struct RowSource {
+        const Kep8u* slot[4][2] = {};
+        int firstRow[4][2] = {};
+        int rowsPer[4] = {};
+        std::size_t stride[4] = {};
+        void setRow(int c, int parity, const Kep8u* p, int perMcuRow, int first, int step) {
+            slot[c][parity] = p, firstRow[c][parity] = first, rowsPer[c] = perMcuRow, stride[c] = std::size_t(step);
+        }
+        void setRing(int c, const Kep8u* p, int perMcuRow, int step) {
+            setRow(c, 0, p, perMcuRow, 0, step);
+            setRow(c, 1, p + std::size_t(perMcuRow) * step, perMcuRow, 0, step);
+        }
+        const Kep8u* at(int c, int r) const {
+            const int s = (r / rowsPer[c]) & 1;
+            return slot[c][s] + std::size_t(r % rowsPer[c] - firstRow[c][s]) * stride[c];
+        }
+    };
+
+    // Two MCU rows of samples of every component, the coefficients of an MCU row and the row
+    // buffers of one streaming thread, kept for the intervals that come next.
+    struct Ring {
+        std::vector<Kep8u> buf[4];
+        std::vector<Kep16s> run;
+        RowScratch scratch;
+        explicit Ring(const JpegInfo& fi) : scratch(fi) {}
+    };
+    class RingPool {
+    public:
+        Ring* take(const JpegInfo& fi, const std::vector<Plane>& planes, const int* rowsPer) {
+            std::lock_guard<std::mutex> g(m_);
+            if (free_.empty()) {
+                all_.emplace_back(new Ring(fi));
+                for (std::size_t c = 0; c < fi.comps.size(); ++c)
+                    all_.back()->buf[c].resize(std::size_t(2) * rowsPer[c] * planes[c].stride);
+                return all_.back().get();
+            }
+            Ring* r = free_.back();
+            free_.pop_back();
+            return r;
+        }
+        void give(Ring* r) {
+            std::lock_guard<std::mutex> g(m_);
+            free_.push_back(r);
+        }
+
+    private:
+        std::mutex m_;
+        std::vector<std::unique_ptr<Ring>> all_;
+        std::vector<Ring*> free_;
+    };
+
+    // The farther source row of the triangle filter for output row y of a vertically halved
+    // component (the nearer is y / 2), the edge rows replicated at the top and the bottom.
+    static int farRow(const Component& comp, int y) {
+        const int near = y / 2;
+        return (y & 1) ? std::min(near + 1, comp.height - 1) : std::max(near - 1, 0);
+    }
+
+    // Up-sampling and colour conversion of 8-bit output rows y0..y1-1 into img.
+    void outputRows(const JpegInfo& fi, Image& img, int y0, int y1, RowScratch& sc, const RowSource& src) {
+        const int nc = int(fi.comps.size()), W = fi.width;
+        const Kep8u* rows[4];
+        for (int y = y0; y < y1; ++y) {
+            for (int c = 0; c < nc; ++c) {
+                const Component& comp = fi.comps[c];
+                const int fx = fi.hmax / comp.h, fy = fi.vmax / comp.v;
+                Kep8u* up = sc.up[c].data();
+                if (fx == 1 && fy == 1) {
+                    rows[c] = src.at(c, y);
+                } else if (fy == 1) {
+                    kepiSampleUpRowH2V1_Triangle_JPEG_8u_C1(src.at(c, y), comp.width, up);
+                    rows[c] = up;
+                } else {
+                    kepiSampleUpRowH2V2_Triangle_JPEG_8u_C1(src.at(c, y / 2), src.at(c, farRow(comp, y)), comp.width, up);
+                    rows[c] = up;
+                }
+            }
+            Kep8u* out = &img.px8[std::size_t(y) * W * img.channels];
+            const KepiSize roi{W, 1};
+            if (nc == 3 && transform_) {
+                kepiYCbCrToRGB_JPEG_8u_P3C3R(rows, W, out, W * 3, roi);
+            } else if (nc == 4 && transform_) {
+                kepiYCCKToCMYK_JPEG_8u_P4C4R(rows, W, out, W * 4, roi);
+            } else if (img.channels == 1) {
+                std::memcpy(out, rows[0], std::size_t(W));
+            } else {
+                // No colour transform: the components are only interleaved.
+                for (int c = 0; c < img.channels; ++c)
+                    for (int x = 0; x < W; ++x) out[std::size_t(x) * img.channels + c] = rows[c][x];
+            }
+        }
+    }
+
+    // Up-sampling and colour conversion of the whole image into img, after the last scan.
+    void reconstruct(const JpegInfo& fi, Image& img) {
+        if (opt_.progress) opt_.progress(0.9);
+        if (!prepareOutput(fi, img)) return;
+        const int H = fi.height, W = fi.width;
+        if (fi.precision == 12) {
             for (int y = 0; y < H; ++y)
                 for (int c = 0; c < img.channels; ++c) {
                     const std::uint16_t* row = &planes_[c].p16[std::size_t(y) * planes_[c].stride];
@@ -529,45 +808,13 @@ private:
                 }
             return;
         }
-        img.px16.clear();
-        img.px8.resize(img.samples());
+        RowSource planes;
+        for (std::size_t c = 0; c < fi.comps.size(); ++c)
+            planes.setRow(int(c), 0, planes_[c].p8.get(), INT_MAX, 0, planes_[c].stride);
         const int bandRows = 32;
         parallelFor(ceilDiv(H, bandRows), opt_.threads, [&](int band) {
-            std::vector<std::vector<Kep8u>> up(nc, std::vector<Kep8u>(std::size_t(fi.mcusX) * fi.hmax * 8 + 16));
-            std::vector<Kep8u> rowBuf(std::size_t(W) * 4);
-            const Kep8u* rows[4];
-            for (int y = band * bandRows; y < std::min(H, (band + 1) * bandRows); ++y) {
-                for (int c = 0; c < nc; ++c) {
-                    const Component& comp = fi.comps[c];
-                    const std::size_t stride = std::size_t(comp.blocksW) * 8;
-                    const int fx = fi.hmax / comp.h, fy = fi.vmax / comp.v;
-                    if (fx == 1 && fy == 1) {
-                        rows[c] = &planes_[c].p8[y * stride];
-                    } else if (fy == 1) {
-                        kepiSampleUpRowH2V1_Triangle_JPEG_8u_C1(&planes_[c].p8[y * stride], comp.width, up[c].data());
-                        rows[c] = up[c].data();
-                    } else {
-                        // Triangle filter between the nearer and the farther source row, the edge
-                        // rows replicated at the top and bottom of the component.
-                        const int near = y / 2;
-                        const int far = (y & 1) ? std::min(near + 1, comp.height - 1) : std::max(near - 1, 0);
-                        kepiSampleUpRowH2V2_Triangle_JPEG_8u_C1(&planes_[c].p8[near * stride], &planes_[c].p8[far * stride],
-                                                                comp.width, up[c].data());
-                        rows[c] = up[c].data();
-                    }
-                }
-                Kep8u* out = &img.px8[std::size_t(y) * W * img.channels];
-                const KepiSize roi{W, 1};
-                if (nc == 3 && transform) {
-                    kepiYCbCrToRGB_JPEG_8u_P3C3R(rows, W, out, W * 3, roi);
-                } else if (nc == 4 && transform) {
-                    kepiYCCKToCMYK_JPEG_8u_P4C4R(rows, W, out, W * 4, roi);
-                } else {
-                    // No colour transform: the components are only interleaved.
-                    for (int c = 0; c < img.channels; ++c)
-                        for (int x = 0; x < W; ++x) out[std::size_t(x) * img.channels + c] = rows[c][x];
-                }
-            }
+            RowScratch sc(fi);
+            outputRows(fi, img, band * bandRows, std::min(H, (band + 1) * bandRows), sc, planes);
         });
         if (opt_.progress) opt_.progress(1.0);
     }
@@ -575,13 +822,6 @@ private:
     const std::uint8_t* d_;
     std::size_t n_;
     const DecodeOptions& opt_;
-    struct Plane {
-        int stride = 0;
-        std::unique_ptr<std::uint8_t[]> p8;
-        std::unique_ptr<std::uint16_t[]> p16;
-        alignas(16) Kep16u inv16[64];
-        alignas(16) Kep32f inv32[64];
-    };
     std::vector<Plane> planes_;
     std::vector<std::vector<std::int16_t>> coefs_;
     bool started_ = false;
@@ -590,6 +830,9 @@ private:
     ErrorSlot errors_;
     bool fatal_ = false;
     bool lossless_ = false;
+    Image* img_ = nullptr;
+    bool outputPrepared_ = false, outputOk_ = false, transform_ = false;
+    bool streamed_ = false;   // the last scan wrote img row band by row band
 };
 
 }  // namespace

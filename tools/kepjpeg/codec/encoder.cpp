@@ -309,30 +309,60 @@ private:
         auto* state = reinterpret_cast<KepiEncodeHuffmanState*>(stateBuf);
         kepiEncodeHuffmanStateInit_JPEG_8u(state);
         const long m0 = k * p_.ri, m1 = std::min(p_.totalMcus, (k + 1) * p_.ri);
-        seg.resize(std::size_t(m1 - m0) * 64 + 4096);
+        // Room for sixteen bytes per MCU to start with; grown when a block might not fit.
+        seg.resize(std::size_t(m1 - m0) * 16 + 4096);
         int pos = 0;
         Kep16s lastDC[4] = {0, 0, 0, 0};
         KepResult r = kepOk;
-        alignas(16) Kep16s local[64];
+        // The blocks of an MCU in coding order: block (dx, dy) of component c, whose MCUs are
+        // across x down blocks, and its Huffman tables.
+        struct Slot {
+            int c, dx, dy, across, down;
+            const KepiEncodeHuffmanSpec* dc;
+            const KepiEncodeHuffmanSpec* ac;
+        };
+        std::vector<Slot> slots;
+        for (int c = 0; c < p_.nc; ++c) {
+            const Component& cp = p_.comps[c];
+            const int bh = p_.nc == 1 ? 1 : cp.h, bv = p_.nc == 1 ? 1 : cp.v, t = p_.tableOf[c];
+            for (int v = 0; v < bv; ++v)
+                for (int h = 0; h < bh; ++h) slots.push_back({c, h, v, bh, bv, specs_[2 * t].get(), specs_[2 * t + 1].get()});
+        }
+        // The MCUs of the interval one MCU row at a time: the forward DCT of all their blocks
+        // into run (unless stored), then the coding of them all, so that each loop keeps its own
+        // code and tables in cache.
+        std::vector<Kep16s> run;
         long blocks = 0;
         Strip strip;
-        forBlocks(m0, m1, [&](int c, int bx, int by, int my) {
-            if (r != kepOk) return;
-            // Room for any block (at most 518 bytes with stuffing) before it is coded.
-            if (seg.size() - pos < 1024) seg.resize(seg.size() * 2);
-            const Kep16s* blk = local;
-            if (store) {
-                blk = stored(c, bx, by);
-            } else {
+        for (long ma = m0; ma < m1 && r == kepOk;) {
+            const int my = int(ma / p_.mcusX);
+            const long mb = std::min(m1, long(my + 1) * p_.mcusX);
+            const long mx0 = ma - long(my) * p_.mcusX, mx1 = mb - long(my) * p_.mcusX;
+            ma = mb;
+            if (!store) {
                 if (strip.my != my) fillStrip(strip, my);
-                if ((r = transform(strip, c, bx, by, local)) != kepOk) return;
+                run.resize(std::size_t(mx1 - mx0) * slots.size() * 64);
+                Kep16s* out = run.data();
+                for (long mx = mx0; mx < mx1 && r == kepOk; ++mx)
+                    for (const Slot& b : slots) {
+                        if ((r = transform(strip, b.c, int(mx * b.across + b.dx), my * b.down + b.dy, out)) != kepOk) break;
+                        out += 64;
+                    }
             }
-            const int t = p_.tableOf[c];
-            r = kepiEncodeHuffman8x8_JPEG_16s1u_C1(blk, seg.data(), int(seg.size()), &pos, &lastDC[c], specs_[2 * t].get(),
-                                                   specs_[2 * t + 1].get(), state, 0);
-            if (opt_.progress && p_.intervals == 1 && (++blocks & 8191) == 0)
-                report(0.55 + 0.45 * double(m0 + blocks / 2) / double(p_.totalMcus));
-        });
+            const Kep16s* in = run.data();
+            for (long mx = mx0; mx < mx1 && r == kepOk; ++mx)
+                for (const Slot& b : slots) {
+                    // Room for any block (at most 518 bytes with stuffing) before it is coded.
+                    if (seg.size() - pos < 1024) seg.resize(seg.size() * 2);
+                    const Kep16s* blk = store ? stored(b.c, int(mx * b.across + b.dx), my * b.down + b.dy) : in;
+                    in += 64;
+                    r = kepiEncodeHuffman8x8_JPEG_16s1u_C1(blk, seg.data(), int(seg.size()), &pos, &lastDC[b.c], b.dc, b.ac,
+                                                           state, 0);
+                    if (r != kepOk) break;
+                    if (opt_.progress && p_.intervals == 1 && (++blocks & 8191) == 0)
+                        report(0.55 + 0.45 * double(m0 + blocks / 2) / double(p_.totalMcus));
+                }
+        }
         if (r == kepOk)
             r = kepiEncodeHuffman8x8_JPEG_16s1u_C1(nullptr, seg.data(), int(seg.size()), &pos, nullptr, nullptr, nullptr,
                                                    state, 1);
@@ -525,26 +555,32 @@ private:
         const bool restarts = opt_.restartRows > 0 || opt_.restartInterval > 0;
         if (restarts && rowsPer * W > 65535) return err = "restart interval above 65535 samples", false;
         const int intervals = int((H + rowsPer - 1) / rowsPer);
-        // Differences of every sample, component-planar, and their counts per interval.
-        std::vector<Kep16s> diff(std::size_t(nc) * W * H);
-        auto diffRow = [&](int c, int y) { return &diff[(std::size_t(c) * H + y) * W]; };
+        // The differences of row y of component c into d, from the samples shifted by the point
+        // transform: cur receives the row, prev holds the row above (the first row of an
+        // interval has none); the two are exchanged for the next row. The differences are made
+        // twice, for the counts and for the coding, rather than kept for the whole image.
+        auto predict = [&](int c, long y, long y0, std::vector<Kep16s>& cur, std::vector<Kep16s>& prev, Kep16s* d) {
+            const std::size_t i0 = std::size_t(y) * W * nc + c;
+            if (eight)
+                for (int x = 0; x < W; ++x) cur[x] = Kep16s(im.px8[i0 + std::size_t(x) * nc] >> Pt);
+            else
+                for (int x = 0; x < W; ++x) cur[x] = Kep16s(im.px16[i0 + std::size_t(x) * nc] >> Pt);
+            const KepResult r = y == y0 ? kepiDiffPredFirstRow_JPEG_16s_C1(cur.data(), d, W, P, Pt)
+                                        : kepiDiffPredRow_JPEG_16s_C1(cur.data(), prev.data(), d, W, opt_.predictor);
+            cur.swap(prev);
+            return r;
+        };
+        // Counts of the differences per interval.
         std::vector<std::vector<int>> stats(intervals, std::vector<int>(4 * 257, 0));
         std::vector<KepResult> res(intervals, kepOk);
         parallelFor(intervals, opt_.threads, [&](int k) {
-            std::vector<Kep16s> cur(W), prev(W);
+            std::vector<Kep16s> cur(W), prev(W), diff(W);
+            const long y0 = k * rowsPer, y1 = std::min<long>(H, y0 + rowsPer);
             for (int c = 0; c < nc; ++c)
-                for (long y = k * rowsPer; y < std::min<long>(H, (k + 1) * rowsPer); ++y) {
-                    for (int x = 0; x < W; ++x) {
-                        const std::size_t i = (std::size_t(y) * W + x) * nc + c;
-                        cur[x] = Kep16s((eight ? im.px8[i] : im.px16[i]) >> Pt);
-                    }
-                    KepResult r = y == k * rowsPer ? kepiDiffPredFirstRow_JPEG_16s_C1(cur.data(), diffRow(c, int(y)), W, P, Pt)
-                                                   : kepiDiffPredRow_JPEG_16s_C1(cur.data(), prev.data(), diffRow(c, int(y)), W,
-                                                                                 opt_.predictor);
-                    for (int x = 0; x < W && r == kepOk; ++x)
-                        r = kepiGetHuffmanStatisticsOne_JPEG_16s_C1(&diffRow(c, int(y))[x], &stats[k][c * 257]);
+                for (long y = y0; y < y1; ++y) {
+                    KepResult r = predict(c, y, y0, cur, prev, diff.data());
+                    for (int x = 0; x < W && r == kepOk; ++x) r = kepiGetHuffmanStatisticsOne_JPEG_16s_C1(&diff[x], &stats[k][c * 257]);
                     if (r != kepOk) res[k] = r;
-                    cur.swap(prev);
                 }
         });
         for (int k = 0; k < intervals; ++k)
@@ -566,14 +602,19 @@ private:
             auto* state = reinterpret_cast<KepiEncodeHuffmanState*>(stateBuf);
             kepiEncodeHuffmanStateInit_JPEG_8u(state);
             const long y0 = k * rowsPer, y1 = std::min<long>(H, y0 + rowsPer);
-            // At most 32 bits per difference, doubled for stuffing.
+            // A row takes at most 32 bits per difference, doubled for stuffing; the segment
+            // starts at one byte per sample and grows when a row might not fit.
             std::vector<std::uint8_t>& seg = segs[k];
-            seg.resize(std::size_t(y1 - y0) * W * nc * 8 + 64);
+            const std::size_t rowMax = std::size_t(W) * nc * 8 + 64;
+            seg.resize(std::size_t(y1 - y0) * W * nc + rowMax);
             int pos = 0;
             KepResult r = kepOk;
+            std::vector<Kep16s> cur[4], prev[4], diff(std::size_t(nc) * W);
+            const Kep16s* rows[4] = {};
+            for (int c = 0; c < nc; ++c) cur[c].resize(W), prev[c].resize(W), rows[c] = &diff[std::size_t(c) * W];
             for (long y = y0; y < y1 && r == kepOk; ++y) {
-                const Kep16s* rows[4] = {};
-                for (int c = 0; c < nc; ++c) rows[c] = diffRow(c, int(y));
+                if (seg.size() - pos < rowMax) seg.resize(std::max(2 * seg.size(), pos + rowMax));
+                for (int c = 0; c < nc; ++c) predict(c, y, y0, cur[c], prev[c], &diff[std::size_t(c) * W]);
                 r = kepiEncodeHuffmanRow_JPEG_16s1u_P4C1(rows, W, nc, seg.data(), int(seg.size()), &pos, specPtr, state, 0);
             }
             if (r == kepOk)
