@@ -5,6 +5,7 @@
 #include <stddef.h>
 
 #include "kepcore.h"
+#include "pj2fastpasses.h"
 #include "pj2mq.h"
 #include "pj2passes.h"
 #include "pjdispatch.h"
@@ -276,6 +277,95 @@ struct EncRaw : EncBase {
     void resetContexts() {}
 };
 
+// The MQ encoder of the segment in locals while a fast pass (pj2fastpasses.h) runs, so that A,
+// C and CT live in registers; the same arithmetic as ownMQEncode and its BYTEOUT.
+struct FastEncMQ : EncBase {
+    static constexpr bool kRaw = false;
+    Kep32u B, skipFirst, A, C, CT;
+    Kep8u* out;
+    Kep32s capacity, produced, overflow;
+    Kep32u cx[OWN_MQ_CONTEXTS];
+
+    explicit FastEncMQ(const OwnMQEncoder* e)
+        : B(e->B), skipFirst(e->skipFirst), A(e->A), C(e->C), CT(e->CT), out(e->out), capacity(e->capacity),
+          produced(e->produced), overflow(e->overflow) {
+        ownfast::packContexts(cx, e->I, e->MPS);
+    }
+    void store(OwnMQEncoder* e) const {
+        e->B = B;
+        e->skipFirst = skipFirst;
+        e->A = A;
+        e->C = C;
+        e->CT = CT;
+        e->produced = produced;
+        e->overflow = overflow;
+        ownfast::unpackContexts(cx, e->I, e->MPS);
+    }
+    void resetContexts() { ownfast::resetContexts(cx); }
+
+    __attribute__((always_inline)) void emit(Kep32u byte) {
+        if (skipFirst) {
+            skipFirst = 0;
+            return;
+        }
+        if (produced < capacity) out[produced++] = static_cast<Kep8u>(byte);
+        else overflow = 1;
+    }
+    // As mqByteOut; inline, so that the record's address never escapes.
+    __attribute__((always_inline)) void byteOut() {
+        if (B != 0xFF && C >= 0x8000000) {
+            B += 1;
+            if (B == 0xFF) C &= 0x7FFFFFF;
+        }
+        emit(B);
+        if (B == 0xFF) {
+            B = (C >> 20) & 0xFF;
+            C &= 0xFFFFF;
+            CT = 7;
+        } else {
+            B = (C >> 19) & 0xFF;
+            C &= 0x7FFFF;
+            CT = 8;
+        }
+    }
+    // T.800 RENORME in runs: the shifts A needs, CT at a time, with a byte-out each time CT
+    // reaches 0, as the one-bit loop does.
+    __attribute__((always_inline)) void renorm() {
+        Kep32u n = static_cast<Kep32u>(__builtin_clz(A)) - 16;
+        while (n >= CT) {
+            A <<= CT;
+            C <<= CT;
+            n -= CT;
+            byteOut();
+        }
+        A <<= n;
+        C <<= n;
+        CT -= n;
+    }
+    // T.800 CODEMPS / CODELPS, as ownMQEncode.
+    __attribute__((always_inline)) int code(int k, int d) {
+        Kep32u& ctx = cx[k];
+        const ownfast::MqEntry& e = ownfast::kMq.e[ctx];
+        const Kep32u qe = e.qe;
+        A -= qe;
+        if (static_cast<Kep32u>(d) == e.mps) {
+            if (__builtin_expect((A & 0x8000) != 0, 1)) {
+                C += qe;
+                return d;
+            }
+            if (A < qe) A = qe;
+            else C += qe;
+            ctx = e.nmps;
+        } else {
+            if (A < qe) C += qe;
+            else A = qe;
+            ctx = e.nlps;
+        }
+        renorm();
+        return d;
+    }
+};
+
 enum { kPassCleanup, kPassSigProp, kPassRefine };
 
 template <class Coder>
@@ -325,10 +415,26 @@ KepResult own_kepiEncodeFree_JPEG2K(KepiEncodeState_JPEG2K* pState) {
     return kepOk;
 }
 
-KepResult own_kepiEncodeLoadCodeBlock_JPEG2K_32s_C1R(const Kep32s* pSrc, int srcStep, KepiSize codeBlockSize,
-                                                     KepiEncodeState_JPEG2K* pState, int subband, int magnBits,
-                                                     int mqTermType, int codeStyleFlags, int* pSfBits,
-                                                     int* pNOfPasses, int* pNOfTermPasses) {
+namespace {
+
+// An MQ-coded pass: the fast passes, or (kRef) the generic ones with the plain coder calls.
+template <bool kRef>
+double mqPass(const OwnCBPlane& b, OwnMQEncoder* e, int kind, int bp, int flags) {
+    if constexpr (kRef) {
+        EncMQ c(e);
+        return runPass(b, c, kind, bp, flags);
+    } else {
+        FastEncMQ c(e);
+        ownfast::runPass(c, b, kind == kPassCleanup ? ownfast::kCleanup : kind == kPassSigProp ? ownfast::kSigProp : ownfast::kRefine,
+                         bp, flags);
+        c.store(e);
+        return c.dist;
+    }
+}
+
+template <bool kRef>
+KepResult loadCodeBlock(const Kep32s* pSrc, int srcStep, KepiSize codeBlockSize, KepiEncodeState_JPEG2K* pState, int subband,
+                        int magnBits, int mqTermType, int codeStyleFlags, int* pSfBits, int* pNOfPasses, int* pNOfTermPasses) {
     if (!pSrc) return kepErrNullPtr;
     if (srcStep < 1) return kepErrStep;
     const KepResult st = checkEncState(pState);
@@ -389,8 +495,7 @@ KepResult own_kepiEncodeLoadCodeBlock_JPEG2K_32s_C1R(const Kep32s* pSrc, int src
                 EncRaw c(&s->raw);
                 dist = runPass(b, c, kind, bp, passFlags & OWN_CB_VCAUSAL);
             } else {
-                EncMQ c(&s->mq);
-                dist = runPass(b, c, kind, bp, passFlags);
+                dist = mqPass<kRef>(b, &s->mq, kind, bp, passFlags);
             }
             s->passDist[pass] = static_cast<Kep32f>(dist);
             s->passSegment[pass] = s->nSegments;
@@ -437,6 +542,23 @@ KepResult own_kepiEncodeLoadCodeBlock_JPEG2K_32s_C1R(const Kep32s* pSrc, int src
     *pNOfPasses = nPasses;
     *pNOfTermPasses = s->nSegments;
     return kepOk;
+}
+
+}  // namespace
+
+KepResult own_kepiEncodeLoadCodeBlock_JPEG2K_32s_C1R(const Kep32s* pSrc, int srcStep, KepiSize codeBlockSize,
+                                                     KepiEncodeState_JPEG2K* pState, int subband, int magnBits,
+                                                     int mqTermType, int codeStyleFlags, int* pSfBits,
+                                                     int* pNOfPasses, int* pNOfTermPasses) {
+    return loadCodeBlock<false>(pSrc, srcStep, codeBlockSize, pState, subband, magnBits, mqTermType, codeStyleFlags, pSfBits,
+                                pNOfPasses, pNOfTermPasses);
+}
+
+KepResult ownpj_EncodeLoadCodeBlockRef_JPEG2K(const Kep32s* pSrc, int srcStep, KepiSize codeBlockSize,
+                                              KepiEncodeState_JPEG2K* pState, int subband, int magnBits, int mqTermType,
+                                              int codeStyleFlags, int* pSfBits, int* pNOfPasses, int* pNOfTermPasses) {
+    return loadCodeBlock<true>(pSrc, srcStep, codeBlockSize, pState, subband, magnBits, mqTermType, codeStyleFlags, pSfBits,
+                               pNOfPasses, pNOfTermPasses);
 }
 
 KepResult own_kepiEncodeStoreBits_JPEG2K_1u(Kep8u* pDst, int* pDstLen, KepiEncodeState_JPEG2K* pState, int* pIsNotFinish) {

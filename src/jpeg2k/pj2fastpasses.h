@@ -1,0 +1,280 @@
+// The MQ-coded passes of ITU-T T.800 Annex D written for speed, for both directions: the same
+// scan, the same coefficient-state words and the same decisions in the same order as the generic
+// passes of pj2passes.h (which stay the plain reference the tests compare against), so that the
+// two agree bit for bit on any stream and on any coefficient-state buffer, a stale one (kept
+// with OWN_CB_KEEPSTATE) included. What makes them faster: the coder's registers in locals of
+// one inlined pass function, contexts packed as (state, MPS) indices into one table, the sign
+// context and XOR bit from a table, the four rows of a full stripe unrolled, and the neighbours
+// of a new significant coefficient told in 32-bit words.
+//
+// A Coder supplies kEncode, code(cx, bit) (decoding: bit ignored, the decoded bit returned;
+// encoding: bit coded and returned) and, when encoding, significant(m, bp) and refined(m, bp)
+// for the distortion bookkeeping.
+#ifndef KEP_PJ2FASTPASSES_H
+#define KEP_PJ2FASTPASSES_H
+
+#include <stddef.h>
+
+#include "pj2mq.h"
+#include "pj2passes.h"
+
+namespace ownfast {
+
+// The state buffer is read and written both as 16-bit halves and as the 32-bit words that pair
+// two rows.
+typedef Kep32u __attribute__((may_alias)) Word;
+
+// Contexts packed as 2 * state + MPS: one load gives Qe, the MPS sense and both successors
+// (T.800 Table C.2 with the sense switch folded into the LPS successor).
+struct MqEntry {
+    Kep32u qe, mps, nmps, nlps;
+};
+struct MqTable {
+    MqEntry e[94];
+};
+constexpr Kep32u kRows[47][4] = {OWN_MQ_ESTIMATOR_ROWS};
+constexpr MqTable makeMqTable() {
+    MqTable t{};
+    for (Kep32u s = 0; s < 47; ++s)
+        for (Kep32u m = 0; m < 2; ++m)
+            t.e[2 * s + m] = {kRows[s][OWN_QE], m, 2 * kRows[s][OWN_NMPS] + m, 2 * kRows[s][OWN_NLPS] + (kRows[s][OWN_SWITCH] ? 1 - m : m)};
+    return t;
+}
+constexpr MqTable kMq = makeMqTable();
+
+static inline void packContexts(Kep32u* cx, const Kep32s* I, const Kep32s* MPS) {
+    for (int k = 0; k < OWN_MQ_CONTEXTS; ++k) cx[k] = 2 * static_cast<Kep32u>(I[k]) + static_cast<Kep32u>(MPS[k]);
+}
+static inline void unpackContexts(const Kep32u* cx, Kep32s* I, Kep32s* MPS) {
+    for (int k = 0; k < OWN_MQ_CONTEXTS; ++k) {
+        I[k] = static_cast<Kep32s>(cx[k] >> 1);
+        MPS[k] = static_cast<Kep32s>(cx[k] & 1);
+    }
+}
+static inline void resetContexts(Kep32u* cx) { packContexts(cx, owniInitialCtxIndexes_JPEG2K, owniInitialMPS_JPEG2K); }
+
+// Sign context and XOR bit (T.800 Tables D.2, D.3) as 2 * context + xor, indexed by the
+// significance of the four direct neighbours (state bits 0..3) and their signs (bits 12..15).
+struct SignTable {
+    Kep8u v[256];
+};
+constexpr SignTable makeSignTable() {
+    SignTable t{};
+    for (Kep32u i = 0; i < 256; ++i) {
+        int xr = 0;
+        const int cx = ownSignContext((i & 0xF) | ((i & 0xF0) << 8), &xr);
+        t.v[i] = static_cast<Kep8u>(2 * cx + xr);
+    }
+    return t;
+}
+constexpr SignTable kSign = makeSignTable();
+
+static inline Kep32u signIndex(Kep32u w) { return (w & 0xF) | ((w >> 8) & 0xF0); }
+
+// Marks the coefficient whose state half is cur significant and tells its eight neighbours, as
+// ownSetSignificant, in six 32-bit ORs. An even row shares its word with the row below (high
+// half) and sees the row above in the high halves of the pair row above; an odd row the other
+// way round.
+template <bool kOdd>
+__attribute__((always_inline)) static inline void setSignificant(Kep16u* cur, int pitchE, Kep32u sign) {
+    const Kep32u neg = sign ? 0xFFFFFFFFu : 0u;
+    if (!kOdd) {
+        Word* c = reinterpret_cast<Word*>(cur);
+        Word* u = reinterpret_cast<Word*>(cur - pitchE);
+        c[0] |= OWN_ST_SIG | (neg & OWN_ST_NEG) | ((OWN_NB_N | (neg & OWN_NEG_N)) << 16);
+        c[-1] |= OWN_NB_E | (neg & OWN_NEG_E) | (OWN_NB_NE << 16);
+        c[1] |= OWN_NB_W | (neg & OWN_NEG_W) | (OWN_NB_NW << 16);
+        u[0] |= (OWN_NB_S | (neg & OWN_NEG_S)) << 16;
+        u[-1] |= OWN_NB_SE << 16;
+        u[1] |= OWN_NB_SW << 16;
+    } else {
+        Word* c = reinterpret_cast<Word*>(cur - 1);
+        Word* d = reinterpret_cast<Word*>(cur - 1 + pitchE);
+        c[0] |= ((OWN_ST_SIG | (neg & OWN_ST_NEG)) << 16) | OWN_NB_S | (neg & OWN_NEG_S);
+        c[-1] |= ((OWN_NB_E | (neg & OWN_NEG_E)) << 16) | OWN_NB_SE;
+        c[1] |= ((OWN_NB_W | (neg & OWN_NEG_W)) << 16) | OWN_NB_SW;
+        d[0] |= OWN_NB_N | (neg & OWN_NEG_N);
+        d[-1] |= OWN_NB_NE;
+        d[1] |= OWN_NB_NW;
+    }
+}
+
+// One stripe of up to four rows, as OwnStripe: the state halves of column 0 (rows 0, 1 in the
+// pair word at s0, rows 2, 3 at s2; with two rows or fewer s2 repeats s0, as ownPairHi reads)
+// and the coefficient rows.
+struct Stripe {
+    Kep16u* s0;
+    Kep16u* s2;
+    Kep32s* coef[4];
+    int rows;
+};
+
+static inline Stripe stripeAt(const OwnCBPlane& b, int y0) {
+    Stripe s;
+    s.rows = b.height - y0 < 4 ? b.height - y0 : 4;
+    s.s0 = b.st + ownRowOff(y0, b.pitchE) + 2;
+    s.s2 = s.rows > 2 ? s.s0 + b.pitchE : s.s0;
+    for (int j = 0; j < 4; ++j)
+        s.coef[j] = reinterpret_cast<Kep32s*>(reinterpret_cast<Kep8u*>(b.data) + static_cast<ptrdiff_t>(y0 + (j < s.rows ? j : 0)) * b.step);
+    return s;
+}
+
+static inline Word* wordAt(Kep16u* half) { return reinterpret_cast<Word*>(half); }
+
+// State half of row j (a real row), column x.
+static inline Kep16u* halfAt(const Stripe& s, int pitchE, int j, int x) { return s.s0 + (j >= 2 ? pitchE : 0) + (j & 1) + 2 * x; }
+
+// The state of row j as its contexts see it: under the vertically causal style (lastMask) the
+// fourth row of a stripe does not see the next stripe.
+static inline Kep32u seen(Kep32u w, int j, Kep32u lastMask) { return j == 3 ? w & lastMask : w; }
+
+template <class Coder>
+static inline int sourceBit(const Kep32s* coef, int bp) {
+    return Coder::kEncode ? static_cast<int>((static_cast<Kep32u>(*coef) >> bp) & 1u) : 0;
+}
+
+// Row j, column x became significant in plane bp (w: its state as its contexts see it): sign,
+// states, and the coefficient (decoding) or the distortion (encoding), as ownCodeSignificance.
+// Each pass has one call site, so that the coder is inlined once more only.
+template <class Coder>
+__attribute__((always_inline)) static inline void codeSignificance(Coder& c, Kep16u* cur, int j, int pitchE, Kep32s* coef,
+                                                                   Kep32u w, int bp) {
+    const Kep32u sx = kSign.v[signIndex(w)];
+    const Kep32u src = Coder::kEncode ? static_cast<Kep32u>(*coef) : 0u;
+    const Kep32u sign = static_cast<Kep32u>(c.code(static_cast<int>(sx >> 1), static_cast<int>((src >> 31) ^ (sx & 1)))) ^ (sx & 1);
+    if (j & 1) setSignificant<true>(cur, pitchE, sign);
+    else setSignificant<false>(cur, pitchE, sign);
+    if constexpr (Coder::kEncode) c.significant(src & 0x7FFFFFFFu, bp);
+    else *coef = static_cast<Kep32s>(static_cast<Kep32u>(*coef) | (sign << 31) | (1u << bp));
+}
+
+// Significance propagation (T.800 D.3.1), as significancePropagation.
+template <class Coder>
+__attribute__((always_inline)) inline void sigProp(Coder& c, const OwnCBPlane& b, int bp, Kep32u lastMask) {
+    for (int y0 = 0; y0 < b.height; y0 += 4) {
+        const Stripe s = stripeAt(b, y0);
+        for (int x = 0; x < b.width; ++x) {
+            const Kep32u lo = *wordAt(s.s0 + 2 * x), hi = *wordAt(s.s2 + 2 * x);
+            // No significant neighbour anywhere, or all four significant.
+            if (!((lo | hi) & 0x00FF00FFu) || (lo & hi & (OWN_ST_SIG * 0x10001u)) == OWN_ST_SIG * 0x10001u) continue;
+            for (int j = 0; j < s.rows; ++j) {
+                Kep16u* cur = halfAt(s, b.pitchE, j, x);
+                const Kep32u w = seen(*cur, j, lastMask);
+                if ((w & OWN_ST_SIG) || !(w & 0xFF)) continue;
+                const int bit = c.code(static_cast<int>(b.lut[w & 0xFF]), sourceBit<Coder>(s.coef[j] + x, bp));
+                *cur = static_cast<Kep16u>(*cur | OWN_ST_VISIT);
+                if (bit) codeSignificance(c, cur, j, b.pitchE, s.coef[j] + x, w, bp);
+            }
+        }
+    }
+}
+
+// Magnitude refinement (T.800 D.3.3), as magnitudeRefinement.
+template <class Coder>
+__attribute__((always_inline)) inline void refine(Coder& c, const OwnCBPlane& b, int bp, Kep32u lastMask) {
+    for (int y0 = 0; y0 < b.height; y0 += 4) {
+        const Stripe s = stripeAt(b, y0);
+        for (int x = 0; x < b.width; ++x) {
+            const Kep32u lo = *wordAt(s.s0 + 2 * x), hi = *wordAt(s.s2 + 2 * x);
+            if (!((lo | hi) & (OWN_ST_SIG * 0x10001u))) continue;
+            for (int j = 0; j < s.rows; ++j) {
+                Kep16u* cur = halfAt(s, b.pitchE, j, x);
+                const Kep32u w = seen(*cur, j, lastMask);
+                if ((w & (OWN_ST_SIG | OWN_ST_VISIT)) != OWN_ST_SIG) continue;
+                const int cx = (w & OWN_ST_REFINED) ? OWN_CX_REFINE + 2 : OWN_CX_REFINE + ((w & 0xFF) ? 1 : 0);
+                Kep32s* coef = s.coef[j] + x;
+                const int bit = c.code(cx, sourceBit<Coder>(coef, bp));
+                *cur = static_cast<Kep16u>(*cur | OWN_ST_REFINED);
+                if constexpr (Coder::kEncode) c.refined(static_cast<Kep32u>(*coef) & 0x7FFFFFFFu, bp);
+                else if (bit) *coef = static_cast<Kep32s>(static_cast<Kep32u>(*coef) | (1u << bp));
+            }
+        }
+    }
+}
+
+// Cleanup (T.800 D.3.4) without the segmentation symbol, as cleanup.
+template <class Coder>
+__attribute__((always_inline)) inline void cleanupPass(Coder& c, const OwnCBPlane& b, int bp, Kep32u lastMask) {
+    const Kep32u sigPair = OWN_ST_SIG * 0x10001u, visitPair = OWN_ST_VISIT * 0x10001u;
+    const Kep32u quiet = OWN_ST_SIG | OWN_ST_VISIT | 0xFFu;
+    const Kep32u hiMask = 0xFFFFu | (lastMask << 16);
+    for (int y0 = 0; y0 < b.height; y0 += 4) {
+        const Stripe s = stripeAt(b, y0);
+        Word* p0 = wordAt(s.s0);
+        Word* p2 = wordAt(s.s2);
+        for (int x = 0; x < b.width; ++x) {
+            int j = 0;
+            bool found = false;  // row j became significant through the run-length mode
+            if (s.rows == 4) {
+                const Kep32u lo = p0[x], hi = p2[x];
+                // Every row significant or coded in this plane: only the visited marks to clear.
+                if (((lo | (lo >> 1)) & (hi | (hi >> 1)) & sigPair) == sigPair) {
+                    p0[x] = lo & ~visitPair;
+                    p2[x] = hi & ~visitPair;
+                    continue;
+                }
+                // A quiet column (no row significant or coded, no significant neighbour in
+                // sight): run-length mode.
+                const Kep32u hiSeen = hi & hiMask;
+                if (!((lo | (lo >> 16) | hiSeen | (hiSeen >> 16)) & quiet)) {
+                    int first = 4;
+                    if constexpr (Coder::kEncode) {
+                        const Kep32u m = 1u << bp;
+                        first = (static_cast<Kep32u>(s.coef[0][x]) & m)   ? 0
+                                : (static_cast<Kep32u>(s.coef[1][x]) & m) ? 1
+                                : (static_cast<Kep32u>(s.coef[2][x]) & m) ? 2
+                                : (static_cast<Kep32u>(s.coef[3][x]) & m) ? 3
+                                                                          : 4;
+                    }
+                    if (!c.code(OWN_CX_RUN, first < 4)) continue;
+                    const int r = c.code(OWN_CX_UNIFORM, (first >> 1) & 1) * 2;
+                    j = r + c.code(OWN_CX_UNIFORM, first & 1);
+                    found = true;
+                }
+            }
+            for (; j < s.rows; ++j) {
+                Kep16u* cur = halfAt(s, b.pitchE, j, x);
+                const Kep32u w = seen(*cur, j, lastMask);
+                if (!found) {
+                    if (w & OWN_ST_VISIT) {
+                        *cur = static_cast<Kep16u>(*cur & ~OWN_ST_VISIT);
+                        continue;
+                    }
+                    if ((w & OWN_ST_SIG) || !c.code(static_cast<int>(b.lut[w & 0xFF]), sourceBit<Coder>(s.coef[j] + x, bp))) continue;
+                }
+                found = false;
+                codeSignificance(c, cur, j, b.pitchE, s.coef[j] + x, w, bp);
+            }
+        }
+    }
+}
+
+enum { kCleanup = 0, kRefine = 1, kSigProp = 2 };
+
+// One pass of the given kind with flags OWN_CB_VCAUSAL, OWN_CB_RESET and (cleanup)
+// OWN_CB_SEGSYM; the coder resets its contexts itself (resetContexts). Returns 1 for a wrong
+// segmentation symbol. Everything is inlined into the caller, which holds the coder in a local
+// whose address never escapes: its registers then stay in machine registers throughout.
+template <class Coder>
+__attribute__((always_inline)) inline int runPass(Coder& c, const OwnCBPlane& b, int kind, int bp, int flags) {
+    const Kep32u lastMask = (flags & OWN_CB_VCAUSAL) ? OWN_CAUSAL_MASK : 0xFFFFu;
+    int corrupt = 0;
+    if (kind == kSigProp) {
+        sigProp(c, b, bp, lastMask);
+    } else if (kind == kRefine) {
+        refine(c, b, bp, lastMask);
+    } else {
+        cleanupPass(c, b, bp, lastMask);
+        if (flags & OWN_CB_SEGSYM) {  // T.800 D.5: 1010 in the uniform context
+            int sym = 0;
+            for (int k = 0; k < 4; ++k) sym = sym * 2 + c.code(OWN_CX_UNIFORM, (0xA >> (3 - k)) & 1);
+            corrupt = sym != 0xA;
+        }
+    }
+    if (flags & OWN_CB_RESET) c.resetContexts();
+    return corrupt;
+}
+
+}  // namespace ownfast
+
+#endif  // KEP_PJ2FASTPASSES_H
