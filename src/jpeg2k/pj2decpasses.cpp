@@ -7,7 +7,6 @@
 
 namespace {
 
-using ownfast::kMq;
 static_assert(+OWN_DEC_CLEANUP == +ownfast::kCleanup && +OWN_DEC_REFINE == +ownfast::kRefine &&
                   +OWN_DEC_SIGPROP == +ownfast::kSigProp,
               "pass kinds");
@@ -59,54 +58,41 @@ struct MqDecoder {
         }
     }
 
-    // T.800 RENORMD in runs: the shifts that A needs, taken CT at a time with a byte-in
-    // whenever CT runs out before the next shift, as the one-bit loop does.
+    // T.800 RENORMD in runs: the n shifts that A needs, with a byte-in each time CT has run
+    // out and another shift is still needed, as the one-bit loop does. n may be 0.
     __attribute__((always_inline)) void renorm() {
         Kep32u n = static_cast<Kep32u>(__builtin_clz(A)) - 16;
-        for (;;) {
-            if (CT == 0) byteIn();
-            const Kep32u s = n < CT ? n : CT;
-            A <<= s;
-            C <<= s;
-            CT -= s;
-            n -= s;
-            if (!n) return;
+        while (__builtin_expect(n > CT, 0)) {
+            A <<= CT;
+            C <<= CT;
+            n -= CT;
+            CT = 0;
+            byteIn();
         }
+        A <<= n;
+        C <<= n;
+        CT -= n;
     }
 
-    // T.800 DECODE with conditional exchange, as mqDecoderDecode.
+    // T.800 DECODE with conditional exchange, as mqDecoderDecode, without a branch on the
+    // outcome (high-rate code-blocks renormalise on most decisions, and which sub-interval
+    // is taken cannot be predicted): the decision is MPS ^ (lps ^ exchange), the LPS successor
+    // is taken exactly when that decision is the LPS, and the state stays when the MPS
+    // sub-interval needs no renormalisation (then A keeps bit 15 and no shift follows).
     __attribute__((always_inline)) int code(int k, int) {
-        Kep32u& ctx = cx[k];
-        const ownfast::MqEntry& e = kMq.e[ctx];
-        const Kep32u qe = e.qe;
+        const Kep32u p = cx[k];
+        const Kep32u qe = p & 0xFFFF, mps = (p >> 16) & 1;
         const Kep32u a = A - qe;
-        int bit;
-        if ((C >> 16) < a) {
-            if (__builtin_expect((a & 0x8000) != 0, 1)) {
-                A = a;
-                return static_cast<int>(e.mps);
-            }
-            A = a;
-            if (a < qe) {
-                bit = static_cast<int>(e.mps ^ 1);
-                ctx = e.nlps;
-            } else {
-                bit = static_cast<int>(e.mps);
-                ctx = e.nmps;
-            }
-        } else {
-            C -= a << 16;
-            if (a < qe) {
-                bit = static_cast<int>(e.mps);
-                ctx = e.nmps;
-            } else {
-                bit = static_cast<int>(e.mps ^ 1);
-                ctx = e.nlps;
-            }
-            A = qe;
-        }
+        const bool lps = (C >> 16) >= a;
+        const bool stay = !lps && (a & 0x8000);
+        const bool flip = lps != (a < qe);
+        const ownfast::MqNext& e = ownfast::kMq.e[p >> 16];
+        const Kep32u next = flip ? e.nlps : e.nmps;
+        cx[k] = stay ? p : next;
+        C -= lps ? a << 16 : 0u;
+        A = lps ? qe : a;
         renorm();
-        return bit;
+        return static_cast<int>(mps ^ static_cast<Kep32u>(flip));
     }
 };
 

@@ -328,11 +328,11 @@ struct FastEncMQ : EncBase {
             CT = 8;
         }
     }
-    // T.800 RENORME in runs: the shifts A needs, CT at a time, with a byte-out each time CT
-    // reaches 0, as the one-bit loop does.
+    // T.800 RENORME in runs: the shifts A needs (possibly none), CT at a time, with a byte-out
+    // each time CT reaches 0, as the one-bit loop does.
     __attribute__((always_inline)) void renorm() {
         Kep32u n = static_cast<Kep32u>(__builtin_clz(A)) - 16;
-        while (n >= CT) {
+        while (__builtin_expect(n >= CT, 0)) {
             A <<= CT;
             C <<= CT;
             n -= CT;
@@ -342,25 +342,21 @@ struct FastEncMQ : EncBase {
         C <<= n;
         CT -= n;
     }
-    // T.800 CODEMPS / CODELPS, as ownMQEncode.
+    // T.800 CODEMPS / CODELPS, as ownMQEncode, without a branch on the decision: C gains Qe
+    // and A keeps A - Qe when (MPS) != (A - Qe < Qe), else A becomes Qe; the state stays for
+    // an MPS that leaves bit 15 of A set (then no shift follows).
     __attribute__((always_inline)) int code(int k, int d) {
-        Kep32u& ctx = cx[k];
-        const ownfast::MqEntry& e = ownfast::kMq.e[ctx];
-        const Kep32u qe = e.qe;
+        const Kep32u p = cx[k];
+        const Kep32u qe = p & 0xFFFF;
+        const bool mps = static_cast<Kep32u>(d) == ((p >> 16) & 1);
         A -= qe;
-        if (static_cast<Kep32u>(d) == e.mps) {
-            if (__builtin_expect((A & 0x8000) != 0, 1)) {
-                C += qe;
-                return d;
-            }
-            if (A < qe) A = qe;
-            else C += qe;
-            ctx = e.nmps;
-        } else {
-            if (A < qe) C += qe;
-            else A = qe;
-            ctx = e.nlps;
-        }
+        const bool small = A < qe;
+        const bool stay = mps && (A & 0x8000);
+        const ownfast::MqNext& e = ownfast::kMq.e[p >> 16];
+        const Kep32u next = mps ? e.nmps : e.nlps;
+        cx[k] = stay ? p : next;
+        C += mps != small ? qe : 0u;
+        A = mps == small ? qe : A;
         renorm();
         return d;
     }

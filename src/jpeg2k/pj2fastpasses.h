@@ -24,31 +24,34 @@ namespace ownfast {
 // two rows.
 typedef Kep32u __attribute__((may_alias)) Word;
 
-// Contexts packed as 2 * state + MPS: one load gives Qe, the MPS sense and both successors
+// A context is held as one word: Qe in bits 0..15 and its (state, MPS) index 2 * state + MPS
+// from bit 16 (the MPS sense in bit 16), so that Qe and the sense come with the context's own
+// load. The successors, packed alike, come from a table indexed by the (state, MPS) index
 // (T.800 Table C.2 with the sense switch folded into the LPS successor).
-struct MqEntry {
-    Kep32u qe, mps, nmps, nlps;
+constexpr Kep32u kRows[47][4] = {OWN_MQ_ESTIMATOR_ROWS};
+constexpr Kep32u packedContext(Kep32u state, Kep32u mps) { return kRows[state][OWN_QE] | ((2 * state + mps) << 16); }
+struct MqNext {
+    Kep32u nmps, nlps;
 };
 struct MqTable {
-    MqEntry e[94];
+    MqNext e[94];
 };
-constexpr Kep32u kRows[47][4] = {OWN_MQ_ESTIMATOR_ROWS};
 constexpr MqTable makeMqTable() {
     MqTable t{};
     for (Kep32u s = 0; s < 47; ++s)
         for (Kep32u m = 0; m < 2; ++m)
-            t.e[2 * s + m] = {kRows[s][OWN_QE], m, 2 * kRows[s][OWN_NMPS] + m, 2 * kRows[s][OWN_NLPS] + (kRows[s][OWN_SWITCH] ? 1 - m : m)};
+            t.e[2 * s + m] = {packedContext(kRows[s][OWN_NMPS], m), packedContext(kRows[s][OWN_NLPS], kRows[s][OWN_SWITCH] ? 1 - m : m)};
     return t;
 }
 constexpr MqTable kMq = makeMqTable();
 
 static inline void packContexts(Kep32u* cx, const Kep32s* I, const Kep32s* MPS) {
-    for (int k = 0; k < OWN_MQ_CONTEXTS; ++k) cx[k] = 2 * static_cast<Kep32u>(I[k]) + static_cast<Kep32u>(MPS[k]);
+    for (int k = 0; k < OWN_MQ_CONTEXTS; ++k) cx[k] = packedContext(static_cast<Kep32u>(I[k]), static_cast<Kep32u>(MPS[k]));
 }
 static inline void unpackContexts(const Kep32u* cx, Kep32s* I, Kep32s* MPS) {
     for (int k = 0; k < OWN_MQ_CONTEXTS; ++k) {
-        I[k] = static_cast<Kep32s>(cx[k] >> 1);
-        MPS[k] = static_cast<Kep32s>(cx[k] & 1);
+        I[k] = static_cast<Kep32s>(cx[k] >> 17);
+        MPS[k] = static_cast<Kep32s>((cx[k] >> 16) & 1);
     }
 }
 static inline void resetContexts(Kep32u* cx) { packContexts(cx, owniInitialCtxIndexes_JPEG2K, owniInitialMPS_JPEG2K); }
