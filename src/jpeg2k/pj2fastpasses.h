@@ -124,8 +124,8 @@ static inline Stripe stripeAt(const OwnCBPlane& b, int y0) {
 
 static inline Word* wordAt(Kep16u* half) { return reinterpret_cast<Word*>(half); }
 
-// State half of row j (a real row), column x.
-static inline Kep16u* halfAt(const Stripe& s, int pitchE, int j, int x) { return s.s0 + (j >= 2 ? pitchE : 0) + (j & 1) + 2 * x; }
+// The state half of row j of the column whose row-0 half is c0.
+static inline Kep16u* rowHalf(Kep16u* c0, int pitchE, int j) { return c0 + (j >= 2 ? pitchE : 0) + (j & 1); }
 
 // The state of row j as its contexts see it: under the vertically causal style (lastMask) the
 // fourth row of a stripe does not see the next stripe.
@@ -136,9 +136,8 @@ static inline int sourceBit(const Kep32s* coef, int bp) {
     return Coder::kEncode ? static_cast<int>((static_cast<Kep32u>(*coef) >> bp) & 1u) : 0;
 }
 
-// Row j, column x became significant in plane bp (w: its state as its contexts see it): sign,
-// states, and the coefficient (decoding) or the distortion (encoding), as ownCodeSignificance.
-// Each pass has one call site, so that the coder is inlined once more only.
+// Row j became significant in plane bp (w: its state as its contexts see it): sign, states,
+// and the coefficient (decoding) or the distortion (encoding), as ownCodeSignificance.
 template <class Coder>
 __attribute__((always_inline)) static inline void codeSignificance(Coder& c, Kep16u* cur, int j, int pitchE, Kep32s* coef,
                                                                    Kep32u w, int bp) {
@@ -151,22 +150,65 @@ __attribute__((always_inline)) static inline void codeSignificance(Coder& c, Kep
     else *coef = static_cast<Kep32s>(static_cast<Kep32u>(*coef) | (sign << 31) | (1u << bp));
 }
 
+// The rows of the three passes. Full stripes call them with constant j (unrolled), the last
+// partial stripe of a block in a loop.
+template <class Coder>
+__attribute__((always_inline)) static inline void sigPropRow(Coder& c, const OwnCBPlane& b, Kep16u* c0, Kep32s* coef, int j,
+                                                             int bp, Kep32u lastMask) {
+    Kep16u* cur = rowHalf(c0, b.pitchE, j);
+    const Kep32u w = seen(*cur, j, lastMask);
+    if ((w & OWN_ST_SIG) || !(w & 0xFF)) return;
+    const int bit = c.code(static_cast<int>(b.lut[w & 0xFF]), sourceBit<Coder>(coef, bp));
+    *cur = static_cast<Kep16u>(*cur | OWN_ST_VISIT);
+    if (bit) codeSignificance(c, cur, j, b.pitchE, coef, w, bp);
+}
+
+template <class Coder>
+__attribute__((always_inline)) static inline void refineRow(Coder& c, const OwnCBPlane& b, Kep16u* c0, Kep32s* coef, int j,
+                                                            int bp, Kep32u lastMask) {
+    Kep16u* cur = rowHalf(c0, b.pitchE, j);
+    const Kep32u w = seen(*cur, j, lastMask);
+    if ((w & (OWN_ST_SIG | OWN_ST_VISIT)) != OWN_ST_SIG) return;
+    const int cx = (w & OWN_ST_REFINED) ? OWN_CX_REFINE + 2 : OWN_CX_REFINE + ((w & 0xFF) ? 1 : 0);
+    const int bit = c.code(cx, sourceBit<Coder>(coef, bp));
+    *cur = static_cast<Kep16u>(*cur | OWN_ST_REFINED);
+    if constexpr (Coder::kEncode) c.refined(static_cast<Kep32u>(*coef) & 0x7FFFFFFFu, bp);
+    else if (bit) *coef = static_cast<Kep32s>(static_cast<Kep32u>(*coef) | (1u << bp));
+}
+
+// found: the row became significant through the run-length mode (its sign comes next).
+template <class Coder>
+__attribute__((always_inline)) static inline void cleanupRow(Coder& c, const OwnCBPlane& b, Kep16u* c0, Kep32s* coef, int j,
+                                                             int bp, Kep32u lastMask, bool found = false) {
+    Kep16u* cur = rowHalf(c0, b.pitchE, j);
+    const Kep32u w = seen(*cur, j, lastMask);
+    if (!found) {
+        if (w & OWN_ST_VISIT) {
+            *cur = static_cast<Kep16u>(*cur & ~OWN_ST_VISIT);
+            return;
+        }
+        if ((w & OWN_ST_SIG) || !c.code(static_cast<int>(b.lut[w & 0xFF]), sourceBit<Coder>(coef, bp))) return;
+    }
+    codeSignificance(c, cur, j, b.pitchE, coef, w, bp);
+}
+
 // Significance propagation (T.800 D.3.1), as significancePropagation.
 template <class Coder>
 __attribute__((always_inline)) inline void sigProp(Coder& c, const OwnCBPlane& b, int bp, Kep32u lastMask) {
     for (int y0 = 0; y0 < b.height; y0 += 4) {
         const Stripe s = stripeAt(b, y0);
         for (int x = 0; x < b.width; ++x) {
-            const Kep32u lo = *wordAt(s.s0 + 2 * x), hi = *wordAt(s.s2 + 2 * x);
+            Kep16u* c0 = s.s0 + 2 * x;
+            const Kep32u lo = *wordAt(c0), hi = *wordAt(s.s2 + 2 * x);
             // No significant neighbour anywhere, or all four significant.
             if (!((lo | hi) & 0x00FF00FFu) || (lo & hi & (OWN_ST_SIG * 0x10001u)) == OWN_ST_SIG * 0x10001u) continue;
-            for (int j = 0; j < s.rows; ++j) {
-                Kep16u* cur = halfAt(s, b.pitchE, j, x);
-                const Kep32u w = seen(*cur, j, lastMask);
-                if ((w & OWN_ST_SIG) || !(w & 0xFF)) continue;
-                const int bit = c.code(static_cast<int>(b.lut[w & 0xFF]), sourceBit<Coder>(s.coef[j] + x, bp));
-                *cur = static_cast<Kep16u>(*cur | OWN_ST_VISIT);
-                if (bit) codeSignificance(c, cur, j, b.pitchE, s.coef[j] + x, w, bp);
+            if (s.rows == 4) {
+                sigPropRow(c, b, c0, s.coef[0] + x, 0, bp, lastMask);
+                sigPropRow(c, b, c0, s.coef[1] + x, 1, bp, lastMask);
+                sigPropRow(c, b, c0, s.coef[2] + x, 2, bp, lastMask);
+                sigPropRow(c, b, c0, s.coef[3] + x, 3, bp, lastMask);
+            } else {
+                for (int j = 0; j < s.rows; ++j) sigPropRow(c, b, c0, s.coef[j] + x, j, bp, lastMask);
             }
         }
     }
@@ -178,18 +220,16 @@ __attribute__((always_inline)) inline void refine(Coder& c, const OwnCBPlane& b,
     for (int y0 = 0; y0 < b.height; y0 += 4) {
         const Stripe s = stripeAt(b, y0);
         for (int x = 0; x < b.width; ++x) {
-            const Kep32u lo = *wordAt(s.s0 + 2 * x), hi = *wordAt(s.s2 + 2 * x);
+            Kep16u* c0 = s.s0 + 2 * x;
+            const Kep32u lo = *wordAt(c0), hi = *wordAt(s.s2 + 2 * x);
             if (!((lo | hi) & (OWN_ST_SIG * 0x10001u))) continue;
-            for (int j = 0; j < s.rows; ++j) {
-                Kep16u* cur = halfAt(s, b.pitchE, j, x);
-                const Kep32u w = seen(*cur, j, lastMask);
-                if ((w & (OWN_ST_SIG | OWN_ST_VISIT)) != OWN_ST_SIG) continue;
-                const int cx = (w & OWN_ST_REFINED) ? OWN_CX_REFINE + 2 : OWN_CX_REFINE + ((w & 0xFF) ? 1 : 0);
-                Kep32s* coef = s.coef[j] + x;
-                const int bit = c.code(cx, sourceBit<Coder>(coef, bp));
-                *cur = static_cast<Kep16u>(*cur | OWN_ST_REFINED);
-                if constexpr (Coder::kEncode) c.refined(static_cast<Kep32u>(*coef) & 0x7FFFFFFFu, bp);
-                else if (bit) *coef = static_cast<Kep32s>(static_cast<Kep32u>(*coef) | (1u << bp));
+            if (s.rows == 4) {
+                refineRow(c, b, c0, s.coef[0] + x, 0, bp, lastMask);
+                refineRow(c, b, c0, s.coef[1] + x, 1, bp, lastMask);
+                refineRow(c, b, c0, s.coef[2] + x, 2, bp, lastMask);
+                refineRow(c, b, c0, s.coef[3] + x, 3, bp, lastMask);
+            } else {
+                for (int j = 0; j < s.rows; ++j) refineRow(c, b, c0, s.coef[j] + x, j, bp, lastMask);
             }
         }
     }
@@ -203,51 +243,62 @@ __attribute__((always_inline)) inline void cleanupPass(Coder& c, const OwnCBPlan
     const Kep32u hiMask = 0xFFFFu | (lastMask << 16);
     for (int y0 = 0; y0 < b.height; y0 += 4) {
         const Stripe s = stripeAt(b, y0);
+        if (s.rows < 4) {
+            for (int x = 0; x < b.width; ++x)
+                for (int j = 0; j < s.rows; ++j) cleanupRow(c, b, s.s0 + 2 * x, s.coef[j] + x, j, bp, lastMask);
+            continue;
+        }
         Word* p0 = wordAt(s.s0);
         Word* p2 = wordAt(s.s2);
         for (int x = 0; x < b.width; ++x) {
-            int j = 0;
-            bool found = false;  // row j became significant through the run-length mode
-            if (s.rows == 4) {
-                const Kep32u lo = p0[x], hi = p2[x];
-                // Every row significant or coded in this plane: only the visited marks to clear.
-                if (((lo | (lo >> 1)) & (hi | (hi >> 1)) & sigPair) == sigPair) {
-                    p0[x] = lo & ~visitPair;
-                    p2[x] = hi & ~visitPair;
-                    continue;
-                }
-                // A quiet column (no row significant or coded, no significant neighbour in
-                // sight): run-length mode.
-                const Kep32u hiSeen = hi & hiMask;
-                if (!((lo | (lo >> 16) | hiSeen | (hiSeen >> 16)) & quiet)) {
-                    int first = 4;
-                    if constexpr (Coder::kEncode) {
-                        const Kep32u m = 1u << bp;
-                        first = (static_cast<Kep32u>(s.coef[0][x]) & m)   ? 0
-                                : (static_cast<Kep32u>(s.coef[1][x]) & m) ? 1
-                                : (static_cast<Kep32u>(s.coef[2][x]) & m) ? 2
-                                : (static_cast<Kep32u>(s.coef[3][x]) & m) ? 3
-                                                                          : 4;
-                    }
-                    if (!c.code(OWN_CX_RUN, first < 4)) continue;
-                    const int r = c.code(OWN_CX_UNIFORM, (first >> 1) & 1) * 2;
-                    j = r + c.code(OWN_CX_UNIFORM, first & 1);
-                    found = true;
-                }
+            Kep16u* c0 = s.s0 + 2 * x;
+            const Kep32u lo = p0[x], hi = p2[x];
+            // Every row significant or coded in this plane: only the visited marks to clear.
+            if (((lo | (lo >> 1)) & (hi | (hi >> 1)) & sigPair) == sigPair) {
+                p0[x] = lo & ~visitPair;
+                p2[x] = hi & ~visitPair;
+                continue;
             }
-            for (; j < s.rows; ++j) {
-                Kep16u* cur = halfAt(s, b.pitchE, j, x);
-                const Kep32u w = seen(*cur, j, lastMask);
-                if (!found) {
-                    if (w & OWN_ST_VISIT) {
-                        *cur = static_cast<Kep16u>(*cur & ~OWN_ST_VISIT);
-                        continue;
-                    }
-                    if ((w & OWN_ST_SIG) || !c.code(static_cast<int>(b.lut[w & 0xFF]), sourceBit<Coder>(s.coef[j] + x, bp))) continue;
+            // A quiet column (no row significant or coded, no significant neighbour in sight):
+            // run-length mode, then the rows after the first significant one.
+            const Kep32u hiSeen = hi & hiMask;
+            if (!((lo | (lo >> 16) | hiSeen | (hiSeen >> 16)) & quiet)) {
+                int first = 4;
+                if constexpr (Coder::kEncode) {
+                    const Kep32u m = 1u << bp;
+                    first = (static_cast<Kep32u>(s.coef[0][x]) & m)   ? 0
+                            : (static_cast<Kep32u>(s.coef[1][x]) & m) ? 1
+                            : (static_cast<Kep32u>(s.coef[2][x]) & m) ? 2
+                            : (static_cast<Kep32u>(s.coef[3][x]) & m) ? 3
+                                                                      : 4;
                 }
-                found = false;
-                codeSignificance(c, cur, j, b.pitchE, s.coef[j] + x, w, bp);
+                if (!c.code(OWN_CX_RUN, first < 4)) continue;
+                const int r = c.code(OWN_CX_UNIFORM, (first >> 1) & 1) * 2;
+                const int j = r + c.code(OWN_CX_UNIFORM, first & 1);
+                switch (j) {
+                case 0:
+                    cleanupRow(c, b, c0, s.coef[0] + x, 0, bp, lastMask, true);
+                    cleanupRow(c, b, c0, s.coef[1] + x, 1, bp, lastMask);
+                    cleanupRow(c, b, c0, s.coef[2] + x, 2, bp, lastMask);
+                    cleanupRow(c, b, c0, s.coef[3] + x, 3, bp, lastMask);
+                    break;
+                case 1:
+                    cleanupRow(c, b, c0, s.coef[1] + x, 1, bp, lastMask, true);
+                    cleanupRow(c, b, c0, s.coef[2] + x, 2, bp, lastMask);
+                    cleanupRow(c, b, c0, s.coef[3] + x, 3, bp, lastMask);
+                    break;
+                case 2:
+                    cleanupRow(c, b, c0, s.coef[2] + x, 2, bp, lastMask, true);
+                    cleanupRow(c, b, c0, s.coef[3] + x, 3, bp, lastMask);
+                    break;
+                default: cleanupRow(c, b, c0, s.coef[3] + x, 3, bp, lastMask, true); break;
+                }
+                continue;
             }
+            cleanupRow(c, b, c0, s.coef[0] + x, 0, bp, lastMask);
+            cleanupRow(c, b, c0, s.coef[1] + x, 1, bp, lastMask);
+            cleanupRow(c, b, c0, s.coef[2] + x, 2, bp, lastMask);
+            cleanupRow(c, b, c0, s.coef[3] + x, 3, bp, lastMask);
         }
     }
 }
