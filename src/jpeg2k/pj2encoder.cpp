@@ -240,7 +240,7 @@ const Kep32u kEncId = 0x4B324A45;  // "EJ2K" read little-endian
 // Squared-error decrease when a magnitude m becomes known down to plane bp (reconstruction at
 // the middle of what is still unknown), from knowing it down to plane bp + 1 (wasSignificant)
 // or not at all.
-double distortionDrop(Kep32u m, int bp, bool wasSignificant) {
+__attribute__((always_inline)) inline double distortionDrop(Kep32u m, int bp, bool wasSignificant) {
     const double mid = bp > 0 ? static_cast<double>(1u << (bp - 1)) : 0.0;
     const double after = static_cast<double>(m) - (static_cast<double>((m >> bp) << bp) + mid);
     double before = static_cast<double>(m);
