@@ -157,16 +157,20 @@ void J2kCodeBlockDecode(benchmark::State& s) { decode(s, 0); }
 void J2kCodeBlockDecodeBypass(benchmark::State& s) { decode(s, KEP_J2K_CB_BYPASS); }
 void J2kCodeBlockDecodeTermAll(benchmark::State& s) { decode(s, KEP_J2K_CB_TERMALL | KEP_J2K_CB_RESET); }
 void J2kCodeBlockDecodeRef(benchmark::State& s) { decode(s, 0, true); }
+void J2kCodeBlockDecodeBypassRef(benchmark::State& s) { decode(s, KEP_J2K_CB_BYPASS, true); }
 void J2kCodeBlockEncode(benchmark::State& s) { encode(s, 0); }
 void J2kCodeBlockEncodeBypass(benchmark::State& s) { encode(s, KEP_J2K_CB_BYPASS); }
 void J2kCodeBlockEncodeRef(benchmark::State& s) { encode(s, 0, true); }
+void J2kCodeBlockEncodeBypassRef(benchmark::State& s) { encode(s, KEP_J2K_CB_BYPASS, true); }
 
 BENCHMARK(J2kCodeBlockDecode)->Unit(benchmark::kMillisecond);
 BENCHMARK(J2kCodeBlockDecodeBypass)->Unit(benchmark::kMillisecond);
 BENCHMARK(J2kCodeBlockDecodeTermAll)->Unit(benchmark::kMillisecond);
 BENCHMARK(J2kCodeBlockDecodeRef)->Unit(benchmark::kMillisecond);
+BENCHMARK(J2kCodeBlockDecodeBypassRef)->Unit(benchmark::kMillisecond);
 BENCHMARK(J2kCodeBlockEncode)->Unit(benchmark::kMillisecond);
 BENCHMARK(J2kCodeBlockEncodeBypass)->Unit(benchmark::kMillisecond);
 BENCHMARK(J2kCodeBlockEncodeRef)->Unit(benchmark::kMillisecond);
+BENCHMARK(J2kCodeBlockEncodeBypassRef)->Unit(benchmark::kMillisecond);
 
 }  // namespace

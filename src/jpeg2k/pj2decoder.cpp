@@ -80,7 +80,8 @@ int predictableTerminationFails(const OwnMQDecoder* d) {
 
 static_assert(+kCleanup == +OWN_DEC_CLEANUP && +kRefine == +OWN_DEC_REFINE && +kSigProp == +OWN_DEC_SIGPROP, "pass kinds");
 
-// An MQ-coded pass: the fast passes of pj2decpasses.cpp, or (kRef) the generic ones.
+// An MQ-coded pass (and below a raw one): the fast passes of pj2decpasses.cpp, or (kRef) the
+// generic ones.
 template <bool kRef>
 int mqPass(KepiDecodeCBProgrState_JPEG2K* s, int kind, int bp, int flags) {
     if (bp > 30) return 1;  // magnitude bits above plane 30 cannot be held in a coefficient
@@ -99,12 +100,17 @@ int mqPass(KepiDecodeCBProgrState_JPEG2K* s, int kind, int bp, int flags) {
     return r;
 }
 
+template <bool kRef>
 int rawPass(KepiDecodeCBProgrState_JPEG2K* s, int kind, int bp, int flags) {
     if (bp > 30) return 1;
     const OwnCBPlane b = planeOf(s);
-    RawCoder c{&s->raw};
-    if (kind == kSigPropRaw) return significancePropagation(b, c, bp, flags & OWN_CB_VCAUSAL);
-    return magnitudeRefinement(b, c, bp, flags & OWN_CB_VCAUSAL);
+    if constexpr (kRef) {
+        RawCoder c{&s->raw};
+        if (kind == kSigPropRaw) return significancePropagation(b, c, bp, flags & OWN_CB_VCAUSAL);
+        return magnitudeRefinement(b, c, bp, flags & OWN_CB_VCAUSAL);
+    } else {
+        return ownDecodePassRaw(b, &s->raw, kind == kSigPropRaw ? kSigProp : kRefine, bp, flags);
+    }
 }
 
 // One segment under the style that terminates every pass: exactly one pass.
@@ -124,7 +130,7 @@ int stepOnePass(KepiDecodeCBProgrState_JPEG2K* s, const Kep8u* src, int len) {
     case kRefineRaw:
     case kSigPropRaw:
         ownRawInitReader(&s->raw, src, len);
-        r = rawPass(s, kind, bp, flags);
+        r = rawPass<kRef>(s, kind, bp, flags);
         s->nextKind = kind == kRefineRaw ? kCleanupAfterRaw : kRefineRaw;
         break;
     default:  // cleanup
@@ -146,10 +152,10 @@ int stepRun(KepiDecodeCBProgrState_JPEG2K* s, const Kep8u* src, int len) {
     if (s->nextKind == kSigPropRaw) {
         ownRawInitReader(&s->raw, src, len);
         s->passCounter -= 1;
-        if (rawPass(s, kSigPropRaw, s->bitPlane, flags)) return 1;
+        if (rawPass<kRef>(s, kSigPropRaw, s->bitPlane, flags)) return 1;
         if (s->passCounter < 1) return 0;
         s->passCounter -= 1;
-        const int r = rawPass(s, kRefineRaw, s->bitPlane, flags);
+        const int r = rawPass<kRef>(s, kRefineRaw, s->bitPlane, flags);
         s->nextKind = kCleanupAfterRaw;
         return r;
     }

@@ -14,7 +14,7 @@ static_assert(+OWN_DEC_CLEANUP == +ownfast::kCleanup && +OWN_DEC_REFINE == +ownf
 // The decoder record in locals. The passes take it by reference and are inlined into one
 // function per pass, so that A, C and CT live in registers.
 struct MqDecoder {
-    static constexpr bool kEncode = false;
+    static constexpr bool kEncode = false, kRaw = false;
     const Kep8u* data;
     Kep32s length;
     Kep32s position;
@@ -59,7 +59,7 @@ struct MqDecoder {
     }
 
     // T.800 RENORMD in runs: the n shifts that A needs, with a byte-in each time CT has run
-    // out and another shift is still needed, as the one-bit loop does. n may be 0.
+    // out and another shift is still needed, as the one-bit loop does.
     __attribute__((always_inline)) void renorm() {
         Kep32u n = static_cast<Kep32u>(__builtin_clz(A)) - 16;
         while (__builtin_expect(n > CT, 0)) {
@@ -74,21 +74,23 @@ struct MqDecoder {
         CT -= n;
     }
 
-    // T.800 DECODE with conditional exchange, as mqDecoderDecode, without a branch on the
-    // outcome (high-rate code-blocks renormalise on most decisions, and which sub-interval
-    // is taken cannot be predicted): the decision is MPS ^ (lps ^ exchange), the LPS successor
-    // is taken exactly when that decision is the LPS, and the state stays when the MPS
-    // sub-interval needs no renormalisation (then A keeps bit 15 and no shift follows).
+    // T.800 DECODE with conditional exchange, as mqDecoderDecode: one branch for the MPS
+    // sub-interval without renormalisation; past it the sub-interval and the exchange are
+    // selected without branching (on high-rate code-blocks most decisions get there, and which
+    // way they go cannot be predicted): the decision is MPS ^ (lps ^ exchange), and the LPS
+    // successor is taken exactly when that decision is the LPS.
     __attribute__((always_inline)) int code(int k, int) {
         const Kep32u p = cx[k];
         const Kep32u qe = p & 0xFFFF, mps = (p >> 16) & 1;
         const Kep32u a = A - qe;
         const bool lps = (C >> 16) >= a;
-        const bool stay = !lps && (a & 0x8000);
+        if (!lps && (a & 0x8000)) {
+            A = a;
+            return static_cast<int>(mps);
+        }
         const bool flip = lps != (a < qe);
         const ownfast::MqNext& e = ownfast::kMq.e[p >> 16];
-        const Kep32u next = flip ? e.nlps : e.nmps;
-        cx[k] = stay ? p : next;
+        cx[k] = flip ? e.nlps : e.nmps;
         C -= lps ? a << 16 : 0u;
         A = lps ? qe : a;
         renorm();
@@ -96,7 +98,41 @@ struct MqDecoder {
     }
 };
 
+// The raw reader in locals, as ownRawReadBit.
+struct RawDecoder {
+    static constexpr bool kEncode = false, kRaw = true;
+    const Kep8u* data;
+    Kep32s length, position, bitPos;
+    Kep32u lastByte;
+
+    explicit RawDecoder(const OwnRawReader* r)
+        : data(r->data), length(r->length), position(r->position), bitPos(r->bitPos), lastByte(r->lastByte) {}
+    void store(OwnRawReader* r) const {
+        r->position = position;
+        r->bitPos = bitPos;
+        r->lastByte = lastByte;
+    }
+    void resetContexts() {}
+    __attribute__((always_inline)) int code(int, int) {
+        if (bitPos < 0) {
+            bitPos = lastByte < 0xFF ? 7 : 6;
+            lastByte = static_cast<Kep32u>(position) < static_cast<Kep32u>(length) ? data[position] : 0xFFu;
+            position += 1;
+        }
+        const int bit = static_cast<int>((lastByte >> bitPos) & 1);
+        bitPos -= 1;
+        return bit;
+    }
+};
+
 }  // namespace
+
+int ownDecodePassRaw(const OwnCBPlane& b, OwnRawReader* r, int kind, int bp, int flags) {
+    RawDecoder c(r);
+    ownfast::runPass(c, b, kind, bp, flags & OWN_CB_VCAUSAL);
+    c.store(r);
+    return 0;
+}
 
 int ownDecodePassMQ(const OwnCBPlane& b, OwnMQDecoder* d, int kind, int bp, int flags) {
     MqDecoder m(d);

@@ -342,23 +342,58 @@ struct FastEncMQ : EncBase {
         C <<= n;
         CT -= n;
     }
-    // T.800 CODEMPS / CODELPS, as ownMQEncode, without a branch on the decision: C gains Qe
-    // and A keeps A - Qe when (MPS) != (A - Qe < Qe), else A becomes Qe; the state stays for
-    // an MPS that leaves bit 15 of A set (then no shift follows).
+    // T.800 CODEMPS / CODELPS, as ownMQEncode: one branch for an MPS that leaves bit 15 of A
+    // set; past it the conditional exchange is selected without branching: C gains Qe and A
+    // keeps A - Qe when (MPS) != (A - Qe < Qe), else A becomes Qe.
     __attribute__((always_inline)) int code(int k, int d) {
         const Kep32u p = cx[k];
         const Kep32u qe = p & 0xFFFF;
         const bool mps = static_cast<Kep32u>(d) == ((p >> 16) & 1);
         A -= qe;
+        if (mps && (A & 0x8000)) {
+            C += qe;
+            return d;
+        }
         const bool small = A < qe;
-        const bool stay = mps && (A & 0x8000);
         const ownfast::MqNext& e = ownfast::kMq.e[p >> 16];
-        const Kep32u next = mps ? e.nmps : e.nlps;
-        cx[k] = stay ? p : next;
+        cx[k] = mps ? e.nmps : e.nlps;
         C += mps != small ? qe : 0u;
         A = mps == small ? qe : A;
         renorm();
         return d;
+    }
+};
+
+// The raw writer in locals for a fast pass, as ownRawWriteBit.
+struct FastEncRaw : EncBase {
+    static constexpr bool kRaw = true;
+    Kep32u acc;
+    Kep32s free;
+    Kep32u lastByte;
+    Kep8u* out;
+    Kep32s capacity, produced, overflow;
+
+    explicit FastEncRaw(const OwnRawWriter* w)
+        : acc(w->acc), free(w->free), lastByte(w->lastByte), out(w->out), capacity(w->capacity), produced(w->produced),
+          overflow(w->overflow) {}
+    void store(OwnRawWriter* w) const {
+        w->acc = acc;
+        w->free = free;
+        w->lastByte = lastByte;
+        w->produced = produced;
+        w->overflow = overflow;
+    }
+    void resetContexts() {}
+    __attribute__((always_inline)) int code(int, int bit) {
+        acc = (acc << 1) | static_cast<Kep32u>(bit & 1);
+        if (--free == 0) {
+            if (produced < capacity) out[produced++] = static_cast<Kep8u>(acc);
+            else overflow = 1;
+            lastByte = acc;
+            free = acc == 0xFF ? 7 : 8;
+            acc = 0;
+        }
+        return bit;
     }
 };
 
@@ -428,6 +463,20 @@ double mqPass(const OwnCBPlane& b, OwnMQEncoder* e, int kind, int bp, int flags)
     }
 }
 
+// A raw pass (significance propagation or refinement) likewise.
+template <bool kRef>
+double rawPass(const OwnCBPlane& b, OwnRawWriter* w, int kind, int bp, int flags) {
+    if constexpr (kRef) {
+        EncRaw c(w);
+        return runPass(b, c, kind, bp, flags);
+    } else {
+        FastEncRaw c(w);
+        ownfast::runPass(c, b, kind == kPassSigProp ? ownfast::kSigProp : ownfast::kRefine, bp, flags);
+        c.store(w);
+        return c.dist;
+    }
+}
+
 template <bool kRef>
 KepResult loadCodeBlock(const Kep32s* pSrc, int srcStep, KepiSize codeBlockSize, KepiEncodeState_JPEG2K* pState, int subband,
                         int magnBits, int mqTermType, int codeStyleFlags, int* pSfBits, int* pNOfPasses, int* pNOfTermPasses) {
@@ -488,8 +537,7 @@ KepResult loadCodeBlock(const Kep32s* pSrc, int srcStep, KepiSize codeBlockSize,
             }
             double dist;
             if (raw) {
-                EncRaw c(&s->raw);
-                dist = runPass(b, c, kind, bp, passFlags & OWN_CB_VCAUSAL);
+                dist = rawPass<kRef>(b, &s->raw, kind, bp, passFlags & OWN_CB_VCAUSAL);
             } else {
                 dist = mqPass<kRef>(b, &s->mq, kind, bp, passFlags);
             }

@@ -7,9 +7,10 @@
 // context and XOR bit from a table, the four rows of a full stripe unrolled, and the neighbours
 // of a new significant coefficient told in 32-bit words.
 //
-// A Coder supplies kEncode, code(cx, bit) (decoding: bit ignored, the decoded bit returned;
-// encoding: bit coded and returned) and, when encoding, significant(m, bp) and refined(m, bp)
-// for the distortion bookkeeping.
+// A Coder supplies kEncode, kRaw (the raw coding of the lazy style: no contexts, the sign as it
+// is), code(cx, bit) (decoding: bit ignored, the decoded bit returned; encoding: bit coded and
+// returned), resetContexts() and, when encoding, significant(m, bp) and refined(m, bp) for the
+// distortion bookkeeping.
 #ifndef KEP_PJ2FASTPASSES_H
 #define KEP_PJ2FASTPASSES_H
 
@@ -141,9 +142,14 @@ static inline int sourceBit(const Kep32s* coef, int bp) {
 template <class Coder>
 __attribute__((always_inline)) static inline void codeSignificance(Coder& c, Kep16u* cur, int j, int pitchE, Kep32s* coef,
                                                                    Kep32u w, int bp) {
-    const Kep32u sx = kSign.v[signIndex(w)];
     const Kep32u src = Coder::kEncode ? static_cast<Kep32u>(*coef) : 0u;
-    const Kep32u sign = static_cast<Kep32u>(c.code(static_cast<int>(sx >> 1), static_cast<int>((src >> 31) ^ (sx & 1)))) ^ (sx & 1);
+    Kep32u sign;
+    if constexpr (Coder::kRaw) {  // a raw bit, no context
+        sign = static_cast<Kep32u>(c.code(OWN_CX_UNIFORM, static_cast<int>(src >> 31)));
+    } else {
+        const Kep32u sx = kSign.v[signIndex(w)];
+        sign = static_cast<Kep32u>(c.code(static_cast<int>(sx >> 1), static_cast<int>((src >> 31) ^ (sx & 1)))) ^ (sx & 1);
+    }
     if (j & 1) setSignificant<true>(cur, pitchE, sign);
     else setSignificant<false>(cur, pitchE, sign);
     if constexpr (Coder::kEncode) c.significant(src & 0x7FFFFFFFu, bp);
