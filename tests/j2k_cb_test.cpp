@@ -649,6 +649,14 @@ TEST(J2kCodeBlock, DispatchSlotsAgree) {
 // buffer) and each Step's result, pass counter and bit plane: encoded blocks, whole or damaged,
 // and arbitrary bytes; every style and decoder flag (a kept coefficient-state buffer starts
 // from stale bytes); 1xN, Nx1, 64x64, 4x1024, 1024x4 and random sizes; every plane count.
+// 1xN, Nx1, 64x64, 4x1024, 1024x4, 3xN, or up to 64x64 at random.
+KepiSize extremeOrRandomSize(Rng& r) {
+    const int shape = static_cast<int>(r.range(0, 9));
+    const int n = static_cast<int>(r.range(1, 64));
+    const KepiSize sizes[] = {{1, n}, {n, 1}, {64, 64}, {4, 1024}, {1024, 4}, {3, n}};
+    return shape < 6 ? sizes[shape] : KepiSize{n, static_cast<int>(r.range(1, 64))};
+}
+
 struct ProgrCase {
     uint8_t data[16384];
     int32_t segLen[16];
@@ -661,10 +669,7 @@ struct ProgrCase {
 TEST(J2kCodeBlock, FastPassesAgreeWithGenericStepByStep) {
     using Step = decltype(&kepiDecodeCBProgrStep_JPEG2K);
     auto gen = [](Rng& r, ProgrCase& c) {
-        const int shape = static_cast<int>(r.range(0, 9));
-        const int n = static_cast<int>(r.range(1, 64));
-        const KepiSize sizes[] = {{1, n}, {n, 1}, {64, 64}, {4, 1024}, {1024, 4}, {3, n}};
-        const KepiSize size = shape < 6 ? sizes[shape] : KepiSize{n, static_cast<int>(r.range(1, 64))};
+        const KepiSize size = extremeOrRandomSize(r);
         c.w = size.width;
         c.h = size.height;
         c.subband = static_cast<int32_t>(r.range(0, 3));
@@ -747,10 +752,7 @@ struct EncodeCase {
 TEST(J2kEncoder, FastPassesAndDispatchSlotsAgree) {
     using Load = decltype(&kepiEncodeLoadCodeBlock_JPEG2K_32s_C1R);
     auto gen = [](Rng& r, EncodeCase& c) {
-        const int shape = static_cast<int>(r.range(0, 9));
-        const int n = static_cast<int>(r.range(1, 64));
-        const KepiSize sizes[] = {{1, n}, {n, 1}, {64, 64}, {4, 1024}, {1024, 4}, {3, n}};
-        const KepiSize size = shape < 6 ? sizes[shape] : KepiSize{n, static_cast<int>(r.range(1, 64))};
+        const KepiSize size = extremeOrRandomSize(r);
         c.w = size.width;
         c.h = size.height;
         c.magnBits = static_cast<int32_t>(r.chance(25) ? r.range(1, 31) : r.range(1, 12));

@@ -448,31 +448,18 @@ KepResult own_kepiEncodeFree_JPEG2K(KepiEncodeState_JPEG2K* pState) {
 
 namespace {
 
-// An MQ-coded pass: the fast passes, or (kRef) the generic ones with the plain coder calls.
-template <bool kRef>
-double mqPass(const OwnCBPlane& b, OwnMQEncoder* e, int kind, int bp, int flags) {
+// One pass with the coder record r (OwnMQEncoder or OwnRawWriter): the fast passes with the
+// record in locals (Fast), or (kRef) the generic passes with the plain coder calls (Plain).
+template <bool kRef, class Plain, class Fast, class Record>
+double codePass(const OwnCBPlane& b, Record* r, int kind, int bp, int flags) {
     if constexpr (kRef) {
-        EncMQ c(e);
+        Plain c(r);
         return runPass(b, c, kind, bp, flags);
     } else {
-        FastEncMQ c(e);
+        Fast c(r);
         ownfast::runPass(c, b, kind == kPassCleanup ? ownfast::kCleanup : kind == kPassSigProp ? ownfast::kSigProp : ownfast::kRefine,
                          bp, flags);
-        c.store(e);
-        return c.dist;
-    }
-}
-
-// A raw pass (significance propagation or refinement) likewise.
-template <bool kRef>
-double rawPass(const OwnCBPlane& b, OwnRawWriter* w, int kind, int bp, int flags) {
-    if constexpr (kRef) {
-        EncRaw c(w);
-        return runPass(b, c, kind, bp, flags);
-    } else {
-        FastEncRaw c(w);
-        ownfast::runPass(c, b, kind == kPassSigProp ? ownfast::kSigProp : ownfast::kRefine, bp, flags);
-        c.store(w);
+        c.store(r);
         return c.dist;
     }
 }
@@ -537,9 +524,9 @@ KepResult loadCodeBlock(const Kep32s* pSrc, int srcStep, KepiSize codeBlockSize,
             }
             double dist;
             if (raw) {
-                dist = rawPass<kRef>(b, &s->raw, kind, bp, passFlags & OWN_CB_VCAUSAL);
+                dist = codePass<kRef, EncRaw, FastEncRaw>(b, &s->raw, kind, bp, passFlags & OWN_CB_VCAUSAL);
             } else {
-                dist = mqPass<kRef>(b, &s->mq, kind, bp, passFlags);
+                dist = codePass<kRef, EncMQ, FastEncMQ>(b, &s->mq, kind, bp, passFlags);
             }
             s->passDist[pass] = static_cast<Kep32f>(dist);
             s->passSegment[pass] = s->nSegments;

@@ -198,47 +198,47 @@ __attribute__((always_inline)) static inline void cleanupRow(Coder& c, const Own
     codeSignificance(c, cur, j, b.pitchE, coef, w, bp);
 }
 
-// Significance propagation (T.800 D.3.1), as significancePropagation.
-template <class Coder>
-__attribute__((always_inline)) inline void sigProp(Coder& c, const OwnCBPlane& b, int bp, Kep32u lastMask) {
+// The column scan of significance propagation and refinement: every column for which
+// wanted(lo, hi) holds (the state words of its rows 0, 1 and 2, 3) gets row(c0, coef, j) for
+// each of its rows, unrolled in a full stripe.
+template <class Wanted, class Row>
+__attribute__((always_inline)) inline void scanColumns(const OwnCBPlane& b, Wanted wanted, Row row) {
     for (int y0 = 0; y0 < b.height; y0 += 4) {
         const Stripe s = stripeAt(b, y0);
         for (int x = 0; x < b.width; ++x) {
             Kep16u* c0 = s.s0 + 2 * x;
-            const Kep32u lo = *wordAt(c0), hi = *wordAt(s.s2 + 2 * x);
-            // No significant neighbour anywhere, or all four significant.
-            if (!((lo | hi) & 0x00FF00FFu) || (lo & hi & (OWN_ST_SIG * 0x10001u)) == OWN_ST_SIG * 0x10001u) continue;
+            if (!wanted(*wordAt(c0), *wordAt(s.s2 + 2 * x))) continue;
             if (s.rows == 4) {
-                sigPropRow(c, b, c0, s.coef[0] + x, 0, bp, lastMask);
-                sigPropRow(c, b, c0, s.coef[1] + x, 1, bp, lastMask);
-                sigPropRow(c, b, c0, s.coef[2] + x, 2, bp, lastMask);
-                sigPropRow(c, b, c0, s.coef[3] + x, 3, bp, lastMask);
+                row(c0, s.coef[0] + x, 0);
+                row(c0, s.coef[1] + x, 1);
+                row(c0, s.coef[2] + x, 2);
+                row(c0, s.coef[3] + x, 3);
             } else {
-                for (int j = 0; j < s.rows; ++j) sigPropRow(c, b, c0, s.coef[j] + x, j, bp, lastMask);
+                for (int j = 0; j < s.rows; ++j) row(c0, s.coef[j] + x, j);
             }
         }
     }
 }
 
-// Magnitude refinement (T.800 D.3.3), as magnitudeRefinement.
+// Significance propagation (T.800 D.3.1), as significancePropagation: skips the columns with
+// no significant neighbour anywhere and those with all four rows significant.
+template <class Coder>
+__attribute__((always_inline)) inline void sigProp(Coder& c, const OwnCBPlane& b, int bp, Kep32u lastMask) {
+    scanColumns(
+        b,
+        [](Kep32u lo, Kep32u hi) __attribute__((always_inline)) {
+            return ((lo | hi) & 0x00FF00FFu) && (lo & hi & (OWN_ST_SIG * 0x10001u)) != OWN_ST_SIG * 0x10001u;
+        },
+        [&](Kep16u* c0, Kep32s* coef, int j) __attribute__((always_inline)) { sigPropRow(c, b, c0, coef, j, bp, lastMask); });
+}
+
+// Magnitude refinement (T.800 D.3.3), as magnitudeRefinement: skips the columns with nothing
+// significant.
 template <class Coder>
 __attribute__((always_inline)) inline void refine(Coder& c, const OwnCBPlane& b, int bp, Kep32u lastMask) {
-    for (int y0 = 0; y0 < b.height; y0 += 4) {
-        const Stripe s = stripeAt(b, y0);
-        for (int x = 0; x < b.width; ++x) {
-            Kep16u* c0 = s.s0 + 2 * x;
-            const Kep32u lo = *wordAt(c0), hi = *wordAt(s.s2 + 2 * x);
-            if (!((lo | hi) & (OWN_ST_SIG * 0x10001u))) continue;
-            if (s.rows == 4) {
-                refineRow(c, b, c0, s.coef[0] + x, 0, bp, lastMask);
-                refineRow(c, b, c0, s.coef[1] + x, 1, bp, lastMask);
-                refineRow(c, b, c0, s.coef[2] + x, 2, bp, lastMask);
-                refineRow(c, b, c0, s.coef[3] + x, 3, bp, lastMask);
-            } else {
-                for (int j = 0; j < s.rows; ++j) refineRow(c, b, c0, s.coef[j] + x, j, bp, lastMask);
-            }
-        }
-    }
+    scanColumns(
+        b, [](Kep32u lo, Kep32u hi) __attribute__((always_inline)) { return ((lo | hi) & (OWN_ST_SIG * 0x10001u)) != 0; },
+        [&](Kep16u* c0, Kep32s* coef, int j) __attribute__((always_inline)) { refineRow(c, b, c0, coef, j, bp, lastMask); });
 }
 
 // Cleanup (T.800 D.3.4) without the segmentation symbol, as cleanup.
