@@ -316,7 +316,10 @@ enum { kCleanup = 0, kRefine = 1, kSigProp = 2 };
 // segmentation symbol. Everything is inlined into the caller, which holds the coder in a local
 // whose address never escapes: its registers then stay in machine registers throughout.
 template <class Coder>
-__attribute__((always_inline)) inline int runPass(Coder& c, const OwnCBPlane& b, int kind, int bp, int flags) {
+__attribute__((always_inline)) inline int runPass(Coder& c, const OwnCBPlane& plane, int kind, int bp, int flags) {
+    // A local copy: the passes store through pointers that may alias anything (the state
+    // words), which would make the compiler reload the fields of a plane held by reference.
+    const OwnCBPlane b = plane;
     const Kep32u lastMask = (flags & OWN_CB_VCAUSAL) ? OWN_CAUSAL_MASK : 0xFFFFu;
     int corrupt = 0;
     if (kind == kSigProp) {
