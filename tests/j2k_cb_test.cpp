@@ -683,7 +683,7 @@ TEST(J2kCodeBlock, FastPassesAgreeWithGenericStepByStep) {
             const j2kcb::Encoded e = j2kcb::encode(es.p, blk, c.w, c.h, c.subband, magnBits, static_cast<int>(r.range(0, 2)), style);
             encoded = e.result == kepOk && e.data.size() <= sizeof c.data && e.nSegments <= 16;
             if (encoded) {
-                std::memcpy(c.data, e.data.data(), e.data.size());
+                std::copy(e.data.begin(), e.data.end(), c.data);
                 c.nSegments = e.nSegments;
                 std::copy(e.segLen.begin(), e.segLen.end(), c.segLen);
                 c.planes = magnBits - e.sfBits;
