@@ -1,7 +1,8 @@
 // JPEG 2000 code-block coding: decoding and encoding of the lossless 64x64 code-blocks of a
 // 512x512 natural-like image (1/f fractal texture with edges; 5 levels of the reversible 5/3
 // wavelet, computed here plainly), all passes of every block. The "coef/s" counter is the figure
-// to compare; style variants show the cost of bypass and of terminating every pass.
+// to compare; style variants show the cost of bypass and of terminating every pass, and the
+// "Ref" variants run the plain generic passes that the fast ones are held to.
 //
 //   build/bench/kep_bench --benchmark_filter=J2kCodeBlock
 
@@ -10,51 +11,14 @@
 #include <cmath>
 #include <vector>
 
+#include "bench_j2k_image.h"
 #include "kepcheck_data.h"
 #include "kepjx1.h"
+#include "pj2passes.h"
 
 namespace {
 
-constexpr int kSize = 512, kLevels = 5, kCb = 64;
-
-// Sum of octaves of smoothly interpolated lattice noise (amplitude halving per octave: a 1/f
-// spectrum as in natural images), plus a few hard-edged shapes.
-std::vector<int> naturalImage() {
-    kepcheck::Rng rng(2026);
-    std::vector<int> img(static_cast<size_t>(kSize) * kSize);
-    std::vector<double> acc(img.size(), 0.0);
-    for (int octave = 0, cell = 128; cell >= 2; ++octave, cell /= 2) {
-        const int n = kSize / cell + 2;
-        std::vector<double> lattice(static_cast<size_t>(n) * n);
-        for (double& v : lattice) v = static_cast<double>(rng.range(-1000, 1000)) / 1000.0;
-        const double amp = 90.0 / (1 << octave);
-        for (int y = 0; y < kSize; ++y)
-            for (int x = 0; x < kSize; ++x) {
-                const double fx = static_cast<double>(x) / cell, fy = static_cast<double>(y) / cell;
-                const int ix = static_cast<int>(fx), iy = static_cast<int>(fy);
-                const double tx = fx - ix, ty = fy - iy;
-                const double sx = tx * tx * (3 - 2 * tx), sy = ty * ty * (3 - 2 * ty);
-                auto at = [&](int yy, int xx) { return lattice[static_cast<size_t>(yy) * n + xx]; };
-                const double top = at(iy, ix) + (at(iy, ix + 1) - at(iy, ix)) * sx;
-                const double bot = at(iy + 1, ix) + (at(iy + 1, ix + 1) - at(iy + 1, ix)) * sx;
-                acc[static_cast<size_t>(y) * kSize + x] += amp * (top + (bot - top) * sy);
-            }
-    }
-    for (int k = 0; k < 12; ++k) {  // discs and bars
-        const int cx = static_cast<int>(rng.range(0, kSize - 1)), cy = static_cast<int>(rng.range(0, kSize - 1));
-        const int r = static_cast<int>(rng.range(10, 60));
-        const double shift = static_cast<double>(rng.range(-60, 60));
-        for (int y = 0; y < kSize; ++y)
-            for (int x = 0; x < kSize; ++x)
-                if ((k % 2 ? std::abs(x - cx) < r / 3 && std::abs(y - cy) < r * 2 : (x - cx) * (x - cx) + (y - cy) * (y - cy) < r * r))
-                    acc[static_cast<size_t>(y) * kSize + x] += shift;
-    }
-    for (size_t i = 0; i < img.size(); ++i) {
-        const long v = std::lround(128.0 + acc[i] + static_cast<double>(rng.range(-3, 3)));
-        img[i] = static_cast<int>(v < 0 ? 0 : (v > 255 ? 255 : v)) - 128;
-    }
-    return img;
-}
+constexpr int kSize = kJ2kBenchSize, kLevels = 5, kCb = 64;
 
 // One level of the reversible 5/3 lifting (T.800 F.3.8) on n samples at stride s, symmetric
 // extension, even-start: lows to the first half, highs to the second.
@@ -79,7 +43,7 @@ struct Block {
 
 // The code-blocks of every subband after kLevels levels.
 std::vector<Block> codeBlocks() {
-    std::vector<int> img = naturalImage();
+    std::vector<int> img = j2kBenchImage();
     for (int l = 0, n = kSize; l < kLevels; ++l, n /= 2) {
         for (int y = 0; y < n; ++y) fwd53(&img[static_cast<size_t>(y) * kSize], n, 1);
         for (int x = 0; x < n; ++x) fwd53(&img[static_cast<size_t>(x)], n, kSize);
@@ -146,7 +110,8 @@ long coefficients(const std::vector<Block>& blocks) {
     return n;
 }
 
-void decode(benchmark::State& state, int flags) {
+void decode(benchmark::State& state, int flags, bool ref = false) {
+    const auto run = ref ? ownpj_DecodeCodeBlockRef_JPEG2K : kepiDecodeCodeBlock_JPEG2K_1u32s_C1R;
     const std::vector<Block> blocks = codeBlocks();
     KepiEncodeState_JPEG2K* enc;
     kepiEncodeInitAlloc_JPEG2K(&enc, {kCb, kCb});
@@ -162,9 +127,8 @@ void decode(benchmark::State& state, int flags) {
             const Block& b = blocks[i];
             const Coded& c = coded[i];
             const uint8_t none = 0;
-            kepiDecodeCodeBlock_JPEG2K_1u32s_C1R(c.data.empty() ? &none : c.data.data(), out.data(), b.w * 4, {b.w, b.h}, b.subband,
-                                                 c.planes, c.nPasses, c.segLen.empty() ? &c.planes : c.segLen.data(),
-                                                 static_cast<int>(c.segLen.size()), flags, nullptr, st);
+            run(c.data.empty() ? &none : c.data.data(), out.data(), b.w * 4, {b.w, b.h}, b.subband, c.planes, c.nPasses,
+                c.segLen.empty() ? &c.planes : c.segLen.data(), static_cast<int>(c.segLen.size()), flags, nullptr, st);
         }
         benchmark::ClobberMemory();
     }
@@ -173,15 +137,15 @@ void decode(benchmark::State& state, int flags) {
     state.counters["bpp"] = static_cast<double>(bytes) * 8 / (kSize * kSize);
 }
 
-void encode(benchmark::State& state, int flags) {
+void encode(benchmark::State& state, int flags, bool ref = false) {
+    const auto load = ref ? ownpj_EncodeLoadCodeBlockRef_JPEG2K : kepiEncodeLoadCodeBlock_JPEG2K_32s_C1R;
     const std::vector<Block> blocks = codeBlocks();
     KepiEncodeState_JPEG2K* st;
     kepiEncodeInitAlloc_JPEG2K(&st, {kCb, kCb});
     for (auto _ : state) {
         for (const Block& b : blocks) {
             int sf, np, ns;
-            kepiEncodeLoadCodeBlock_JPEG2K_32s_C1R(b.c.data(), b.w * 4, {b.w, b.h}, st, b.subband, b.magnBits, kepMQTermFlush, flags,
-                                                   &sf, &np, &ns);
+            load(b.c.data(), b.w * 4, {b.w, b.h}, st, b.subband, b.magnBits, kepMQTermFlush, flags, &sf, &np, &ns);
         }
         benchmark::ClobberMemory();
     }
@@ -192,13 +156,21 @@ void encode(benchmark::State& state, int flags) {
 void J2kCodeBlockDecode(benchmark::State& s) { decode(s, 0); }
 void J2kCodeBlockDecodeBypass(benchmark::State& s) { decode(s, KEP_J2K_CB_BYPASS); }
 void J2kCodeBlockDecodeTermAll(benchmark::State& s) { decode(s, KEP_J2K_CB_TERMALL | KEP_J2K_CB_RESET); }
+void J2kCodeBlockDecodeRef(benchmark::State& s) { decode(s, 0, true); }
+void J2kCodeBlockDecodeBypassRef(benchmark::State& s) { decode(s, KEP_J2K_CB_BYPASS, true); }
 void J2kCodeBlockEncode(benchmark::State& s) { encode(s, 0); }
 void J2kCodeBlockEncodeBypass(benchmark::State& s) { encode(s, KEP_J2K_CB_BYPASS); }
+void J2kCodeBlockEncodeRef(benchmark::State& s) { encode(s, 0, true); }
+void J2kCodeBlockEncodeBypassRef(benchmark::State& s) { encode(s, KEP_J2K_CB_BYPASS, true); }
 
 BENCHMARK(J2kCodeBlockDecode)->Unit(benchmark::kMillisecond);
 BENCHMARK(J2kCodeBlockDecodeBypass)->Unit(benchmark::kMillisecond);
 BENCHMARK(J2kCodeBlockDecodeTermAll)->Unit(benchmark::kMillisecond);
+BENCHMARK(J2kCodeBlockDecodeRef)->Unit(benchmark::kMillisecond);
+BENCHMARK(J2kCodeBlockDecodeBypassRef)->Unit(benchmark::kMillisecond);
 BENCHMARK(J2kCodeBlockEncode)->Unit(benchmark::kMillisecond);
 BENCHMARK(J2kCodeBlockEncodeBypass)->Unit(benchmark::kMillisecond);
+BENCHMARK(J2kCodeBlockEncodeRef)->Unit(benchmark::kMillisecond);
+BENCHMARK(J2kCodeBlockEncodeBypassRef)->Unit(benchmark::kMillisecond);
 
 }  // namespace

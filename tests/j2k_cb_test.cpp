@@ -13,6 +13,7 @@
 #include "j2k_cb_support.h"
 #include "j2k_t800_reference.h"
 #include "kepcheck.h"
+#include "pj2passes.h"
 #include "pjdispatch.h"
 
 namespace {
@@ -637,43 +638,154 @@ TEST(J2kCodeBlock, DispatchSlotsAgree) {
                                              }};
     };
     kepcheck::runVariants<DecodeCase>("j2k decode", kepcheck::iterations(300), gen,
-                                      {variant("slot 0", kepcheck::slot(ownTbl_kepiDecodeCodeBlock_JPEG2K_1u32s_C1R, 0)),
+                                      {variant("generic passes", ownpj_DecodeCodeBlockRef_JPEG2K),
+                                       variant("slot 0", kepcheck::slot(ownTbl_kepiDecodeCodeBlock_JPEG2K_1u32s_C1R, 0)),
                                        variant("slot 1", kepcheck::slot(ownTbl_kepiDecodeCodeBlock_JPEG2K_1u32s_C1R, 1)),
                                        variant("stub", kepiDecodeCodeBlock_JPEG2K_1u32s_C1R)});
 }
 
-struct EncodeCase {
-    Kep32s block[20 * 20];
-    int32_t w, h, subband, magnBits, term, flags, sf, np, ns, result, len;
-    uint8_t out[20 * 20 * 8];
+// The fast passes against the generic ones, Step by Step through the progressive decoder, with
+// the whole state compared after the last Step (MQ registers, contexts, coefficient-state
+// buffer) and each Step's result, pass counter and bit plane: encoded blocks, whole or damaged,
+// and arbitrary bytes; every style and decoder flag (a kept coefficient-state buffer starts
+// from stale bytes); 1xN, Nx1, 64x64, 4x1024, 1024x4 and random sizes; every plane count.
+// 1xN, Nx1, 64x64, 4x1024, 1024x4, 3xN, or up to 64x64 at random.
+KepiSize extremeOrRandomSize(Rng& r) {
+    const int shape = static_cast<int>(r.range(0, 9));
+    const int n = static_cast<int>(r.range(1, 64));
+    const KepiSize sizes[] = {{1, n}, {n, 1}, {64, 64}, {4, 1024}, {1024, 4}, {3, n}};
+    return shape < 6 ? sizes[shape] : KepiSize{n, static_cast<int>(r.range(1, 64))};
+}
+
+struct ProgrCase {
+    uint8_t data[16384];
+    int32_t segLen[16];
+    int32_t w, h, subband, planes, nPasses, nSegments, flags;
+    int32_t stepResult[16], stepPasses[16], stepPlane[16];
+    Kep32s out[4096];
+    uint8_t state[17024];
 };
 
-TEST(J2kEncoder, DispatchSlotsAgree) {
+TEST(J2kCodeBlock, FastPassesAgreeWithGenericStepByStep) {
+    using Step = decltype(&kepiDecodeCBProgrStep_JPEG2K);
+    auto gen = [](Rng& r, ProgrCase& c) {
+        const KepiSize size = extremeOrRandomSize(r);
+        c.w = size.width;
+        c.h = size.height;
+        c.subband = static_cast<int32_t>(r.range(0, 3));
+        const int style = static_cast<int>(r.next() & 0x1F);
+        c.flags = style | static_cast<int32_t>(r.next() & 0x1F0000);
+        bool encoded = r.chance(60);
+        if (encoded) {
+            const int magnBits = static_cast<int>(r.chance(20) ? r.range(1, 31) : r.range(1, 12));
+            EncState es(size);
+            const std::vector<Kep32s> blk = j2kcb::randomBlock(r, c.w, c.h, magnBits);
+            const j2kcb::Encoded e = j2kcb::encode(es.p, blk, c.w, c.h, c.subband, magnBits, static_cast<int>(r.range(0, 2)), style);
+            encoded = e.result == kepOk && e.data.size() <= sizeof c.data && e.nSegments <= 16;
+            if (encoded) {
+                std::copy(e.data.begin(), e.data.end(), c.data);
+                c.nSegments = e.nSegments;
+                std::copy(e.segLen.begin(), e.segLen.end(), c.segLen);
+                c.planes = magnBits - e.sfBits;
+                c.nPasses = r.chance(80) ? e.nPasses : static_cast<int32_t>(r.range(0, e.nPasses + 2));
+                if (r.chance(50) && !e.data.empty())  // damage: flipped bytes, and a segment cut or stretched
+                    for (int k = static_cast<int>(r.range(1, 4)); k > 0; --k)
+                        c.data[r.range(0, e.data.size() - 1)] ^= static_cast<uint8_t>(r.range(1, 255));
+                if (r.chance(30) && c.nSegments > 0) c.segLen[r.range(0, c.nSegments - 1)] += static_cast<int32_t>(r.range(-3, 3));
+            }
+        }
+        if (!encoded) {
+            for (auto& b : c.data) b = static_cast<uint8_t>(r.chance(10) ? 0xFF : r.range(0, 255));
+            c.planes = static_cast<int32_t>(r.range(0, 33));
+            c.nPasses = static_cast<int32_t>(r.range(-1, 3 * 33));
+            c.nSegments = static_cast<int32_t>(r.range(0, 16));
+            for (auto& l : c.segLen) l = static_cast<int32_t>(r.chance(5) ? r.range(-3, 0) : r.range(0, 1000));
+        }
+    };
+    // Everything the decoder touches lives at fixed addresses, so that the pointers the state
+    // keeps are the same in every variant and the whole state compares as bytes.
+    auto variant = [](std::string name, Step step) {
+        return kepcheck::Variant<ProgrCase>{name, [step](ProgrCase& c) {
+                                                alignas(32) static uint8_t src[sizeof c.data];
+                                                alignas(32) static Kep32s blk[4096];
+                                                alignas(32) static uint8_t mem[sizeof c.state];
+                                                std::memcpy(src, c.data, sizeof src);
+                                                std::memset(blk, 0x5A, sizeof blk);
+                                                std::memset(mem, 0xCD, sizeof mem);
+                                                auto* st = reinterpret_cast<KepiDecodeCBProgrState_JPEG2K*>(mem);
+                                                kepiDecodeCBProgrInit_JPEG2K(st);
+                                                KepResult r = kepiDecodeCBProgrAttach_JPEG2K_32s_C1R(blk, c.w * 4, {c.w, c.h}, st, c.subband,
+                                                                                                   c.planes, c.flags);
+                                                kepiDecodeCBProgrSetPassCounter_JPEG2K(c.nPasses, st);
+                                                size_t off = 0;
+                                                for (int i = 0; i < c.nSegments && r == kepOk; ++i) {
+                                                    const int len = c.segLen[i];
+                                                    const int room = static_cast<int>(sizeof src - off);
+                                                    c.stepResult[i] = r = step(src + off, len < room ? len : room, st);
+                                                    kepiDecodeCBProgrGetPassCounter_JPEG2K(st, &c.stepPasses[i]);
+                                                    kepiDecodeCBProgrGetCurBitPlaneNum_JPEG2K(st, &c.stepPlane[i]);
+                                                    off += static_cast<size_t>(len > 0 && len < room ? len : 0);
+                                                }
+                                                std::memcpy(c.out, blk, sizeof c.out);
+                                                std::memcpy(c.state, mem, sizeof c.state);
+                                                return r;
+                                            }};
+    };
+    kepcheck::runVariants<ProgrCase>("j2k progressive", kepcheck::iterations(200), gen,
+                                     {variant("generic passes", ownpj_DecodeCBProgrStepRef_JPEG2K),
+                                      variant("slot 0", kepcheck::slot(ownTbl_kepiDecodeCBProgrStep_JPEG2K, 0)),
+                                      variant("slot 1", kepcheck::slot(ownTbl_kepiDecodeCBProgrStep_JPEG2K, 1)),
+                                      variant("stub", kepiDecodeCBProgrStep_JPEG2K)});
+}
+
+// The encoder's fast passes against the generic ones, and both dispatch slots: the whole output
+// (bytes, segment lengths, per-pass rates and distortions) over every style and termination,
+// 1xN, Nx1, 64x64, 4x1024, 1024x4 and random sizes, every magnitude depth.
+struct EncodeCase {
+    Kep32s block[4096];
+    int32_t w, h, subband, magnBits, term, flags, sf, np, ns, result, len, more;
+    int32_t segLen[93], rate[93];
+    float dist[93];
+    uint8_t out[20000];
+};
+
+TEST(J2kEncoder, FastPassesAndDispatchSlotsAgree) {
+    using Load = decltype(&kepiEncodeLoadCodeBlock_JPEG2K_32s_C1R);
     auto gen = [](Rng& r, EncodeCase& c) {
-        c.w = static_cast<int32_t>(r.range(1, 20));
-        c.h = static_cast<int32_t>(r.range(1, 20));
-        c.magnBits = static_cast<int32_t>(r.range(1, 20));
+        const KepiSize size = extremeOrRandomSize(r);
+        c.w = size.width;
+        c.h = size.height;
+        c.magnBits = static_cast<int32_t>(r.chance(25) ? r.range(1, 31) : r.range(1, 12));
         const std::vector<Kep32s> b = j2kcb::randomBlock(r, c.w, c.h, c.magnBits);
         std::memcpy(c.block, b.data(), b.size() * 4);
         c.subband = static_cast<int32_t>(r.range(0, 3));
         c.term = static_cast<int32_t>(r.range(0, 2));
         c.flags = static_cast<int32_t>(r.next() & 0x1F);
     };
-    auto variant = [](int s) {
-        return kepcheck::Variant<EncodeCase>{"slot " + std::to_string(s), [s](EncodeCase& c) {
+    auto variant = [](std::string name, Load load, int s) {
+        return kepcheck::Variant<EncodeCase>{name, [load, s](EncodeCase& c) {
                                                  KepiEncodeState_JPEG2K* st = nullptr;
-                                                 kepcheck::slot(ownTbl_kepiEncodeInitAlloc_JPEG2K, s)(&st, {20, 20});
-                                                 c.result = kepcheck::slot(ownTbl_kepiEncodeLoadCodeBlock_JPEG2K_32s_C1R, s)(
-                                                     c.block, c.w * 4, {c.w, c.h}, st, c.subband, c.magnBits, c.term, c.flags,
-                                                     &c.sf, &c.np, &c.ns);
-                                                 int more = 0;
+                                                 kepcheck::slot(ownTbl_kepiEncodeInitAlloc_JPEG2K, s)(&st, {c.w, c.h});
+                                                 c.result = load(c.block, c.w * 4, {c.w, c.h}, st, c.subband, c.magnBits, c.term,
+                                                                 c.flags, &c.sf, &c.np, &c.ns);
+                                                 for (int k = 0; k < c.ns && k < 93; ++k)
+                                                     kepcheck::slot(ownTbl_kepiEncodeGetTermPassLen_JPEG2K, s)(st, k, &c.segLen[k]);
+                                                 for (int k = 0; k < c.np && k < 93; ++k) {
+                                                     kepcheck::slot(ownTbl_kepiEncodeGetRate_JPEG2K, s)(st, k, &c.rate[k]);
+                                                     kepcheck::slot(ownTbl_kepiEncodeGetDist_JPEG2K, s)(st, k, &c.dist[k]);
+                                                 }
                                                  c.len = sizeof c.out;
-                                                 kepcheck::slot(ownTbl_kepiEncodeStoreBits_JPEG2K_1u, s)(c.out, &c.len, st, &more);
+                                                 kepcheck::slot(ownTbl_kepiEncodeStoreBits_JPEG2K_1u, s)(c.out, &c.len, st, &c.more);
                                                  kepcheck::slot(ownTbl_kepiEncodeFree_JPEG2K, s)(st);
                                                  return c.result;
                                              }};
     };
-    kepcheck::runVariants<EncodeCase>("j2k encode", kepcheck::iterations(300), gen, {variant(0), variant(1)});
+    kepcheck::runVariants<EncodeCase>(
+        "j2k encode", kepcheck::iterations(200), gen,
+        {variant("generic passes", ownpj_EncodeLoadCodeBlockRef_JPEG2K, 0),
+         variant("slot 0", kepcheck::slot(ownTbl_kepiEncodeLoadCodeBlock_JPEG2K_32s_C1R, 0), 0),
+         variant("slot 1", kepcheck::slot(ownTbl_kepiEncodeLoadCodeBlock_JPEG2K_32s_C1R, 1), 1),
+         variant("stub", kepiEncodeLoadCodeBlock_JPEG2K_32s_C1R, 0)});
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <stddef.h>
 
 #include "kepcore.h"
+#include "pj2decpasses.h"
 #include "pj2mq.h"
 #include "pj2passes.h"
 #include "pjdispatch.h"
@@ -77,28 +78,43 @@ int predictableTerminationFails(const OwnMQDecoder* d) {
     return d->A - (d->C >> 16) > (1u << depth);
 }
 
+static_assert(+kCleanup == +OWN_DEC_CLEANUP && +kRefine == +OWN_DEC_REFINE && +kSigProp == +OWN_DEC_SIGPROP, "pass kinds");
+
+// An MQ-coded pass (and below a raw one): the fast passes of pj2decpasses.cpp, or (kRef) the
+// generic ones.
+template <bool kRef>
 int mqPass(KepiDecodeCBProgrState_JPEG2K* s, int kind, int bp, int flags) {
     if (bp > 30) return 1;  // magnitude bits above plane 30 cannot be held in a coefficient
     const OwnCBPlane b = planeOf(s);
-    MQCoder c{s->mq};
     int r;
-    if (kind == kSigProp) r = significancePropagation(b, c, bp, flags & (OWN_CB_VCAUSAL | OWN_CB_RESET));
-    else if (kind == kRefine) r = magnitudeRefinement(b, c, bp, flags & (OWN_CB_VCAUSAL | OWN_CB_RESET));
-    else r = cleanup(b, c, bp, flags & (OWN_CB_VCAUSAL | OWN_CB_RESET | OWN_CB_SEGSYM));
-    s->mq = c.d;
+    if constexpr (kRef) {
+        MQCoder c{s->mq};
+        if (kind == kSigProp) r = significancePropagation(b, c, bp, flags & (OWN_CB_VCAUSAL | OWN_CB_RESET));
+        else if (kind == kRefine) r = magnitudeRefinement(b, c, bp, flags & (OWN_CB_VCAUSAL | OWN_CB_RESET));
+        else r = cleanup(b, c, bp, flags & (OWN_CB_VCAUSAL | OWN_CB_RESET | OWN_CB_SEGSYM));
+        s->mq = c.d;
+    } else {
+        r = ownDecodePassMQ(b, &s->mq, kind, bp, flags & (OWN_CB_VCAUSAL | OWN_CB_RESET | (kind == kCleanup ? OWN_CB_SEGSYM : 0)));
+    }
     if (flags & OWN_CB_PREDTERM) r |= predictableTerminationFails(&s->mq);
     return r;
 }
 
+template <bool kRef>
 int rawPass(KepiDecodeCBProgrState_JPEG2K* s, int kind, int bp, int flags) {
     if (bp > 30) return 1;
     const OwnCBPlane b = planeOf(s);
-    RawCoder c{&s->raw};
-    if (kind == kSigPropRaw) return significancePropagation(b, c, bp, flags & OWN_CB_VCAUSAL);
-    return magnitudeRefinement(b, c, bp, flags & OWN_CB_VCAUSAL);
+    if constexpr (kRef) {
+        RawCoder c{&s->raw};
+        if (kind == kSigPropRaw) return significancePropagation(b, c, bp, flags & OWN_CB_VCAUSAL);
+        return magnitudeRefinement(b, c, bp, flags & OWN_CB_VCAUSAL);
+    } else {
+        return ownDecodePassRaw(b, &s->raw, kind == kSigPropRaw ? kSigProp : kRefine, bp, flags);
+    }
 }
 
 // One segment under the style that terminates every pass: exactly one pass.
+template <bool kRef>
 int stepOnePass(KepiDecodeCBProgrState_JPEG2K* s, const Kep8u* src, int len) {
     const int bp = s->bitPlane, flags = s->flags;
     const int kind = s->nextKind >= 1 && s->nextKind <= 5 ? s->nextKind : kCleanup;
@@ -108,18 +124,18 @@ int stepOnePass(KepiDecodeCBProgrState_JPEG2K* s, const Kep8u* src, int len) {
     case kRefine:
     case kSigProp:
         ownMQInitDecoder(&s->mq, src, len);
-        r = mqPass(s, kind, bp, flags);
+        r = mqPass<kRef>(s, kind, bp, flags);
         s->nextKind = kind == kRefine ? kCleanup : kRefine;
         break;
     case kRefineRaw:
     case kSigPropRaw:
         ownRawInitReader(&s->raw, src, len);
-        r = rawPass(s, kind, bp, flags);
+        r = rawPass<kRef>(s, kind, bp, flags);
         s->nextKind = kind == kRefineRaw ? kCleanupAfterRaw : kRefineRaw;
         break;
     default:  // cleanup
         ownMQInitDecoder(&s->mq, src, len);
-        r = mqPass(s, kCleanup, bp, flags);
+        r = mqPass<kRef>(s, kCleanup, bp, flags);
         s->nextKind = kind == kCleanupAfterRaw || bp - 1 < s->rawStart ? kSigPropRaw : kSigProp;
         s->bitPlane = bp - 1;
         break;
@@ -129,23 +145,24 @@ int stepOnePass(KepiDecodeCBProgrState_JPEG2K* s, const Kep8u* src, int len) {
 
 // One segment carrying a run of passes (T.800 D.4.1): up to the next segment boundary or the
 // end of the counted passes, stopping after a pass that found corrupt data.
+template <bool kRef>
 int stepRun(KepiDecodeCBProgrState_JPEG2K* s, const Kep8u* src, int len) {
     const int flags = s->flags & ~OWN_CB_PREDTERM;
     const int pred = s->flags & OWN_CB_PREDTERM;
     if (s->nextKind == kSigPropRaw) {
         ownRawInitReader(&s->raw, src, len);
         s->passCounter -= 1;
-        if (rawPass(s, kSigPropRaw, s->bitPlane, flags)) return 1;
+        if (rawPass<kRef>(s, kSigPropRaw, s->bitPlane, flags)) return 1;
         if (s->passCounter < 1) return 0;
         s->passCounter -= 1;
-        const int r = rawPass(s, kRefineRaw, s->bitPlane, flags);
+        const int r = rawPass<kRef>(s, kRefineRaw, s->bitPlane, flags);
         s->nextKind = kCleanupAfterRaw;
         return r;
     }
     ownMQInitDecoder(&s->mq, src, len);
     if (s->nextKind == kCleanupAfterRaw) {
         s->passCounter -= 1;
-        const int r = mqPass(s, kCleanup, s->bitPlane, flags | pred);
+        const int r = mqPass<kRef>(s, kCleanup, s->bitPlane, flags | pred);
         if (s->passCounter > 0) {
             s->bitPlane -= 1;
             s->nextKind = kSigPropRaw;
@@ -154,7 +171,7 @@ int stepRun(KepiDecodeCBProgrState_JPEG2K* s, const Kep8u* src, int len) {
     }
     for (;;) {
         s->passCounter -= 1;
-        int r = mqPass(s, kCleanup, s->bitPlane, flags | (s->bitPlane == s->rawStart ? pred : 0));
+        int r = mqPass<kRef>(s, kCleanup, s->bitPlane, flags | (s->bitPlane == s->rawStart ? pred : 0));
         if (s->passCounter < 1) return r;
         const int old = s->bitPlane;
         s->bitPlane -= 1;
@@ -164,10 +181,10 @@ int stepRun(KepiDecodeCBProgrState_JPEG2K* s, const Kep8u* src, int len) {
         }
         if (r) return r;
         s->passCounter -= 1;
-        if (mqPass(s, kSigProp, s->bitPlane, flags)) return 1;
+        if (mqPass<kRef>(s, kSigProp, s->bitPlane, flags)) return 1;
         if (s->passCounter < 1) return 0;
         s->passCounter -= 1;
-        if (mqPass(s, kRefine, s->bitPlane, flags)) return 1;
+        if (mqPass<kRef>(s, kRefine, s->bitPlane, flags)) return 1;
         if (s->passCounter < 1) return 0;
     }
 }
@@ -287,21 +304,25 @@ KepResult own_kepiDecodeCBProgrGetCurBitPlaneNum_JPEG2K(KepiDecodeCBProgrState_J
     return kepOk;
 }
 
-KepResult own_kepiDecodeCBProgrStep_JPEG2K(const Kep8u* pSrc, int srcLen, KepiDecodeCBProgrState_JPEG2K* pState) {
+namespace {
+
+template <bool kRef>
+KepResult decodeStep(const Kep8u* pSrc, int srcLen, KepiDecodeCBProgrState_JPEG2K* pState) {
     if (!pSrc || !pState) return kepErrNullPtr;
     if (pState->id != kStateId) return kepErrContext;
     if (!pState->attached) return kepErrNoCodeBlock;
     if (pState->passCounter < 1 || pState->bitPlane < 0) return kepOk;
-    const int corrupt = (pState->flags & OWN_CB_TERMALL) ? stepOnePass(pState, pSrc, srcLen) : stepRun(pState, pSrc, srcLen);
+    const int corrupt =
+        (pState->flags & OWN_CB_TERMALL) ? stepOnePass<kRef>(pState, pSrc, srcLen) : stepRun<kRef>(pState, pSrc, srcLen);
     if (!corrupt) return kepOk;
     pState->error = 1;
     return kepErrCorruptSegment;
 }
 
-KepResult own_kepiDecodeCodeBlock_JPEG2K_1u32s_C1R(const Kep8u* pSrc, Kep32s* pDst, int dstStep, KepiSize codeBlockSize,
-                                                   int subband, int magnBits, int nPasses, const int* pSegLen,
-                                                   int nSegments, int codeStyleFlags, int* pNOfResidualBp,
-                                                   KepiDecodeCBProgrState_JPEG2K* pState) {
+template <bool kRef>
+KepResult decodeCodeBlock(const Kep8u* pSrc, Kep32s* pDst, int dstStep, KepiSize codeBlockSize, int subband, int magnBits,
+                          int nPasses, const int* pSegLen, int nSegments, int codeStyleFlags, int* pNOfResidualBp,
+                          KepiDecodeCBProgrState_JPEG2K* pState) {
     if (!pSrc || !pState) return kepErrNullPtr;
     if (codeBlockSize.width < 1 || codeBlockSize.height < 1) return kepErrSize;
     if (!pSegLen || !pDst) return kepErrNullPtr;
@@ -312,7 +333,7 @@ KepResult own_kepiDecodeCodeBlock_JPEG2K_1u32s_C1R(const Kep8u* pSrc, Kep32s* pD
     own_kepiDecodeCBProgrSetPassCounter_JPEG2K(nPasses, pState);
     KepResult result = kepOk;
     for (int i = 0; i < nSegments; ++i) {
-        result = own_kepiDecodeCBProgrStep_JPEG2K(pSrc, pSegLen[i], pState);
+        result = decodeStep<kRef>(pSrc, pSegLen[i], pState);
         if (result != kepOk) break;
         if (pSegLen[i] > 0) pSrc += pSegLen[i];  // a negative length reads nothing and skips nothing
     }
@@ -337,4 +358,29 @@ KepResult own_kepiDecodeCodeBlock_JPEG2K_1u32s_C1R(const Kep8u* pSrc, Kep32s* pD
     }
     if (!(codeStyleFlags & OWN_CB_KEEPLOWBP) && bp >= 1) forEach([=](Kep32u c) { return c & keep; });
     return result;
+}
+
+}  // namespace
+
+KepResult own_kepiDecodeCBProgrStep_JPEG2K(const Kep8u* pSrc, int srcLen, KepiDecodeCBProgrState_JPEG2K* pState) {
+    return decodeStep<false>(pSrc, srcLen, pState);
+}
+
+KepResult own_kepiDecodeCodeBlock_JPEG2K_1u32s_C1R(const Kep8u* pSrc, Kep32s* pDst, int dstStep, KepiSize codeBlockSize,
+                                                   int subband, int magnBits, int nPasses, const int* pSegLen,
+                                                   int nSegments, int codeStyleFlags, int* pNOfResidualBp,
+                                                   KepiDecodeCBProgrState_JPEG2K* pState) {
+    return decodeCodeBlock<false>(pSrc, pDst, dstStep, codeBlockSize, subband, magnBits, nPasses, pSegLen, nSegments,
+                                  codeStyleFlags, pNOfResidualBp, pState);
+}
+
+KepResult ownpj_DecodeCBProgrStepRef_JPEG2K(const Kep8u* pSrc, int srcLen, KepiDecodeCBProgrState_JPEG2K* pState) {
+    return decodeStep<true>(pSrc, srcLen, pState);
+}
+
+KepResult ownpj_DecodeCodeBlockRef_JPEG2K(const Kep8u* pSrc, Kep32s* pDst, int dstStep, KepiSize codeBlockSize, int subband,
+                                          int magnBits, int nPasses, const int* pSegLen, int nSegments, int codeStyleFlags,
+                                          int* pNOfResidualBp, KepiDecodeCBProgrState_JPEG2K* pState) {
+    return decodeCodeBlock<true>(pSrc, pDst, dstStep, codeBlockSize, subband, magnBits, nPasses, pSegLen, nSegments,
+                                 codeStyleFlags, pNOfResidualBp, pState);
 }

@@ -5,6 +5,7 @@
 #include <stddef.h>
 
 #include "kepcore.h"
+#include "pj2fastpasses.h"
 #include "pj2mq.h"
 #include "pj2passes.h"
 #include "pjdispatch.h"
@@ -239,7 +240,7 @@ const Kep32u kEncId = 0x4B324A45;  // "EJ2K" read little-endian
 // Squared-error decrease when a magnitude m becomes known down to plane bp (reconstruction at
 // the middle of what is still unknown), from knowing it down to plane bp + 1 (wasSignificant)
 // or not at all.
-double distortionDrop(Kep32u m, int bp, bool wasSignificant) {
+__attribute__((always_inline)) inline double distortionDrop(Kep32u m, int bp, bool wasSignificant) {
     const double mid = bp > 0 ? static_cast<double>(1u << (bp - 1)) : 0.0;
     const double after = static_cast<double>(m) - (static_cast<double>((m >> bp) << bp) + mid);
     double before = static_cast<double>(m);
@@ -274,6 +275,126 @@ struct EncRaw : EncBase {
         return bit;
     }
     void resetContexts() {}
+};
+
+// The MQ encoder of the segment in locals while a fast pass (pj2fastpasses.h) runs, so that A,
+// C and CT live in registers; the same arithmetic as ownMQEncode and its BYTEOUT.
+struct FastEncMQ : EncBase {
+    static constexpr bool kRaw = false;
+    Kep32u B, skipFirst, A, C, CT;
+    Kep8u* out;
+    Kep32s capacity, produced, overflow;
+    Kep32u cx[OWN_MQ_CONTEXTS];
+
+    explicit FastEncMQ(const OwnMQEncoder* e)
+        : B(e->B), skipFirst(e->skipFirst), A(e->A), C(e->C), CT(e->CT), out(e->out), capacity(e->capacity),
+          produced(e->produced), overflow(e->overflow) {
+        ownfast::packContexts(cx, e->I, e->MPS);
+    }
+    void store(OwnMQEncoder* e) const {
+        e->B = B;
+        e->skipFirst = skipFirst;
+        e->A = A;
+        e->C = C;
+        e->CT = CT;
+        e->produced = produced;
+        e->overflow = overflow;
+        ownfast::unpackContexts(cx, e->I, e->MPS);
+    }
+    void resetContexts() { ownfast::resetContexts(cx); }
+
+    __attribute__((always_inline)) void emit(Kep32u byte) {
+        if (skipFirst) {
+            skipFirst = 0;
+            return;
+        }
+        if (produced < capacity) out[produced++] = static_cast<Kep8u>(byte);
+        else overflow = 1;
+    }
+    // As mqByteOut; inline, so that the record's address never escapes.
+    __attribute__((always_inline)) void byteOut() {
+        if (B != 0xFF && C >= 0x8000000) {
+            B += 1;
+            if (B == 0xFF) C &= 0x7FFFFFF;
+        }
+        emit(B);
+        if (B == 0xFF) {
+            B = (C >> 20) & 0xFF;
+            C &= 0xFFFFF;
+            CT = 7;
+        } else {
+            B = (C >> 19) & 0xFF;
+            C &= 0x7FFFF;
+            CT = 8;
+        }
+    }
+    // T.800 RENORME in runs: the shifts A needs (possibly none), CT at a time, with a byte-out
+    // each time CT reaches 0, as the one-bit loop does.
+    __attribute__((always_inline)) void renorm() {
+        Kep32u n = static_cast<Kep32u>(__builtin_clz(A)) - 16;
+        while (__builtin_expect(n >= CT, 0)) {
+            A <<= CT;
+            C <<= CT;
+            n -= CT;
+            byteOut();
+        }
+        A <<= n;
+        C <<= n;
+        CT -= n;
+    }
+    // T.800 CODEMPS / CODELPS, as ownMQEncode: one branch for an MPS that leaves bit 15 of A
+    // set; past it the conditional exchange is selected without branching: C gains Qe and A
+    // keeps A - Qe when (MPS) != (A - Qe < Qe), else A becomes Qe.
+    __attribute__((always_inline)) int code(int k, int d) {
+        const Kep32u p = cx[k];
+        const Kep32u qe = p & 0xFFFF;
+        const bool mps = static_cast<Kep32u>(d) == ((p >> 16) & 1);
+        A -= qe;
+        if (mps && (A & 0x8000)) {
+            C += qe;
+            return d;
+        }
+        const bool small = A < qe;
+        const ownfast::MqNext& e = ownfast::kMq.e[p >> 16];
+        cx[k] = mps ? e.nmps : e.nlps;
+        C += mps != small ? qe : 0u;
+        A = mps == small ? qe : A;
+        renorm();
+        return d;
+    }
+};
+
+// The raw writer in locals for a fast pass, as ownRawWriteBit.
+struct FastEncRaw : EncBase {
+    static constexpr bool kRaw = true;
+    Kep32u acc;
+    Kep32s free;
+    Kep32u lastByte;
+    Kep8u* out;
+    Kep32s capacity, produced, overflow;
+
+    explicit FastEncRaw(const OwnRawWriter* w)
+        : acc(w->acc), free(w->free), lastByte(w->lastByte), out(w->out), capacity(w->capacity), produced(w->produced),
+          overflow(w->overflow) {}
+    void store(OwnRawWriter* w) const {
+        w->acc = acc;
+        w->free = free;
+        w->lastByte = lastByte;
+        w->produced = produced;
+        w->overflow = overflow;
+    }
+    void resetContexts() {}
+    __attribute__((always_inline)) int code(int, int bit) {
+        acc = (acc << 1) | static_cast<Kep32u>(bit & 1);
+        if (--free == 0) {
+            if (produced < capacity) out[produced++] = static_cast<Kep8u>(acc);
+            else overflow = 1;
+            lastByte = acc;
+            free = acc == 0xFF ? 7 : 8;
+            acc = 0;
+        }
+        return bit;
+    }
 };
 
 enum { kPassCleanup, kPassSigProp, kPassRefine };
@@ -325,10 +446,27 @@ KepResult own_kepiEncodeFree_JPEG2K(KepiEncodeState_JPEG2K* pState) {
     return kepOk;
 }
 
-KepResult own_kepiEncodeLoadCodeBlock_JPEG2K_32s_C1R(const Kep32s* pSrc, int srcStep, KepiSize codeBlockSize,
-                                                     KepiEncodeState_JPEG2K* pState, int subband, int magnBits,
-                                                     int mqTermType, int codeStyleFlags, int* pSfBits,
-                                                     int* pNOfPasses, int* pNOfTermPasses) {
+namespace {
+
+// One pass with the coder record r (OwnMQEncoder or OwnRawWriter): the fast passes with the
+// record in locals (Fast), or (kRef) the generic passes with the plain coder calls (Plain).
+template <bool kRef, class Plain, class Fast, class Record>
+double codePass(const OwnCBPlane& b, Record* r, int kind, int bp, int flags) {
+    if constexpr (kRef) {
+        Plain c(r);
+        return runPass(b, c, kind, bp, flags);
+    } else {
+        Fast c(r);
+        ownfast::runPass(c, b, kind == kPassCleanup ? ownfast::kCleanup : kind == kPassSigProp ? ownfast::kSigProp : ownfast::kRefine,
+                         bp, flags);
+        c.store(r);
+        return c.dist;
+    }
+}
+
+template <bool kRef>
+KepResult loadCodeBlock(const Kep32s* pSrc, int srcStep, KepiSize codeBlockSize, KepiEncodeState_JPEG2K* pState, int subband,
+                        int magnBits, int mqTermType, int codeStyleFlags, int* pSfBits, int* pNOfPasses, int* pNOfTermPasses) {
     if (!pSrc) return kepErrNullPtr;
     if (srcStep < 1) return kepErrStep;
     const KepResult st = checkEncState(pState);
@@ -386,11 +524,9 @@ KepResult own_kepiEncodeLoadCodeBlock_JPEG2K_32s_C1R(const Kep32s* pSrc, int src
             }
             double dist;
             if (raw) {
-                EncRaw c(&s->raw);
-                dist = runPass(b, c, kind, bp, passFlags & OWN_CB_VCAUSAL);
+                dist = codePass<kRef, EncRaw, FastEncRaw>(b, &s->raw, kind, bp, passFlags & OWN_CB_VCAUSAL);
             } else {
-                EncMQ c(&s->mq);
-                dist = runPass(b, c, kind, bp, passFlags);
+                dist = codePass<kRef, EncMQ, FastEncMQ>(b, &s->mq, kind, bp, passFlags);
             }
             s->passDist[pass] = static_cast<Kep32f>(dist);
             s->passSegment[pass] = s->nSegments;
@@ -437,6 +573,23 @@ KepResult own_kepiEncodeLoadCodeBlock_JPEG2K_32s_C1R(const Kep32s* pSrc, int src
     *pNOfPasses = nPasses;
     *pNOfTermPasses = s->nSegments;
     return kepOk;
+}
+
+}  // namespace
+
+KepResult own_kepiEncodeLoadCodeBlock_JPEG2K_32s_C1R(const Kep32s* pSrc, int srcStep, KepiSize codeBlockSize,
+                                                     KepiEncodeState_JPEG2K* pState, int subband, int magnBits,
+                                                     int mqTermType, int codeStyleFlags, int* pSfBits,
+                                                     int* pNOfPasses, int* pNOfTermPasses) {
+    return loadCodeBlock<false>(pSrc, srcStep, codeBlockSize, pState, subband, magnBits, mqTermType, codeStyleFlags, pSfBits,
+                                pNOfPasses, pNOfTermPasses);
+}
+
+KepResult ownpj_EncodeLoadCodeBlockRef_JPEG2K(const Kep32s* pSrc, int srcStep, KepiSize codeBlockSize,
+                                              KepiEncodeState_JPEG2K* pState, int subband, int magnBits, int mqTermType,
+                                              int codeStyleFlags, int* pSfBits, int* pNOfPasses, int* pNOfTermPasses) {
+    return loadCodeBlock<true>(pSrc, srcStep, codeBlockSize, pState, subband, magnBits, mqTermType, codeStyleFlags, pSfBits,
+                               pNOfPasses, pNOfTermPasses);
 }
 
 KepResult own_kepiEncodeStoreBits_JPEG2K_1u(Kep8u* pDst, int* pDstLen, KepiEncodeState_JPEG2K* pState, int* pIsNotFinish) {

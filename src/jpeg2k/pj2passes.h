@@ -124,8 +124,8 @@ static inline Kep32u ownPairHi(const OwnStripe& s, int x) {
 static inline Kep32u ownSeen(const OwnStripe& s, int j, Kep32u w) { return j == 3 ? w & s.lastMask : w; }
 
 // T.800 Tables D.2 and D.3: context (label + 2) and XOR bit from the direct neighbours' signs.
-static inline int ownSignContext(Kep32u w, int* xr) {
-    static const Kep8u kCx[3][3] = {{13, 12, 11}, {10, 9, 10}, {11, 12, 13}};  // [1 - h][1 - v]
+constexpr int ownSignContext(Kep32u w, int* xr) {
+    const Kep8u kCx[3][3] = {{13, 12, 11}, {10, 9, 10}, {11, 12, 13}};  // [1 - h][1 - v]
     const auto contribution = [w](Kep32u sig, Kep32u neg) { return (w & sig) ? ((w & neg) ? -1 : 1) : 0; };
     int h = contribution(OWN_NB_W, OWN_NEG_W) + contribution(OWN_NB_E, OWN_NEG_E);
     int v = contribution(OWN_NB_N, OWN_NEG_N) + contribution(OWN_NB_S, OWN_NEG_S);
@@ -286,5 +286,18 @@ static int cleanup(const OwnCBPlane& b, Coder& c, int bp, int flags) {
     if (flags & OWN_CB_RESET) c.resetContexts();
     return corrupt;
 }
+
+// The code-block exports run on the passes above (and the plain MQ coder calls of pj2mq.h)
+// instead of the fast ones of pj2fastpasses.h: the reference the exports are held to, bit for
+// bit, in the tests and the benchmarks. Same arguments, checks and results as the exports.
+KEP_HIDDEN KepResult ownpj_DecodeCBProgrStepRef_JPEG2K(const Kep8u* pSrc, int srcLen, KepiDecodeCBProgrState_JPEG2K* pState);
+KEP_HIDDEN KepResult ownpj_DecodeCodeBlockRef_JPEG2K(const Kep8u* pSrc, Kep32s* pDst, int dstStep, KepiSize codeBlockSize,
+                                                     int subband, int magnBits, int nPasses, const int* pSegLen, int nSegments,
+                                                     int codeStyleFlags, int* pNOfResidualBp,
+                                                     KepiDecodeCBProgrState_JPEG2K* pState);
+KEP_HIDDEN KepResult ownpj_EncodeLoadCodeBlockRef_JPEG2K(const Kep32s* pSrc, int srcStep, KepiSize codeBlockSize,
+                                                         KepiEncodeState_JPEG2K* pState, int subband, int magnBits,
+                                                         int mqTermType, int codeStyleFlags, int* pSfBits, int* pNOfPasses,
+                                                         int* pNOfTermPasses);
 
 #endif  // KEP_PJ2PASSES_H
