@@ -1,5 +1,5 @@
 // JP2 file format boxes around a code stream (ITU-T T.800 Annex I): signature, file type, the
-// JP2 header with image header and colour specification, and the contiguous code stream.
+// JP2 header with image header and colour (colr), and the contiguous code stream.
 #include "encoder.h"
 
 namespace kepj2k {
