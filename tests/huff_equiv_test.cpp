@@ -182,6 +182,18 @@ int makeStream(Rng& rng, const Table& dcT, const Table& acT, Kep8u* out, int cap
             default: out[at] = 0xFF; break;
         }
     }
+    // Stuffed 0xFF bytes of the coded part: often the source ends between one and its zero, or
+    // the zero becomes a marker code, so that the fast kernel's byte-wise loads meet both.
+    int stuffed[64], nstuffed = 0;
+    for (int i = 0; i + 1 < len && nstuffed < 64; ++i)
+        if (out[i] == 0xFF && out[i + 1] == 0) stuffed[nstuffed++] = i;
+    if (nstuffed && rng.chance(30)) {
+        const int at = stuffed[rng.range(0, nstuffed - 1)];
+        if (rng.chance(50))
+            len = at + 1;
+        else
+            out[at + 1] = static_cast<Kep8u>(rng.range(0xD0, 0xD7));
+    }
     if (rng.chance(30)) len = static_cast<int>(rng.range(0, len));
     if (rng.chance(10) && len > 0) out[len - 1] = 0xFF;
     return len;
