@@ -596,6 +596,7 @@ bool TileDecoder::reconstruct(std::string& err, Progress progress) {
     for (Worker& wk : workers) {
         if (kepiDecodeCBProgrInitAlloc_JPEG2K(&wk.state, {maxW, maxH}) != kepOk) {
             for (Worker& w2 : workers) kepiDecodeCBProgrFree_JPEG2K(w2.state);
+            for (TileComp& tc : comps_) std::fill(tc.plane.begin(), tc.plane.end(), 0);   // no block writes them
             return err = "out of memory", false;
         }
         wk.block.resize(std::size_t(maxW) * maxH);

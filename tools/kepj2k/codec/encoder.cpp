@@ -178,7 +178,7 @@ struct Resolution {
 struct TileComp {
     int x0, y0, x1, y1;
     std::vector<Resolution> res;
-    std::vector<std::int32_t> plane;
+    Plane plane;   // every sample is written by loadRows
 };
 
 struct Tile {
@@ -431,17 +431,24 @@ void Encoder::loadRows(Tile& t, int y0, int y1, std::vector<float>& scratch) {
     const int w = t.x1 - t.x0, h = y1 - y0;
     const std::size_t off = std::size_t(y0) * std::size_t(w), n = std::size_t(w) * std::size_t(h);
     const int shift = 1 << (prec_ - 1);
-    for (int c = 0; c < nc_; ++c) {
-        std::int32_t* plane = t.comps[std::size_t(c)].plane.data() + off;
+    // Interleaved samples to planes, every component of a row in one pass over it.
+    auto split = [&](const auto* px) {
         for (int y = 0; y < h; ++y) {
-            const std::size_t src = (std::size_t(t.y0 + y0 + y) * img_.width + t.x0) * nc_ + c;
-            std::int32_t* dst = plane + std::size_t(y) * w;
-            if (!img_.px8.empty())
-                for (int x = 0; x < w; ++x) dst[x] = img_.px8[src + std::size_t(x) * nc_] - shift;
-            else
-                for (int x = 0; x < w; ++x) dst[x] = img_.px16[src + std::size_t(x) * nc_] - shift;
+            const auto* src = px + (std::size_t(t.y0 + y0 + y) * img_.width + t.x0) * nc_;
+            const std::size_t row = off + std::size_t(y) * w;
+            if (nc_ == 3) {
+                std::int32_t *d0 = t.comps[0].plane.data() + row, *d1 = t.comps[1].plane.data() + row, *d2 = t.comps[2].plane.data() + row;
+                for (int x = 0; x < w; ++x, src += 3) d0[x] = src[0] - shift, d1[x] = src[1] - shift, d2[x] = src[2] - shift;
+            } else {
+                for (int c = 0; c < nc_; ++c) {
+                    std::int32_t* dst = t.comps[std::size_t(c)].plane.data() + row;
+                    for (int x = 0; x < w; ++x) dst[x] = src[std::size_t(x) * nc_ + c] - shift;
+                }
+            }
         }
-    }
+    };
+    if (!img_.px8.empty()) split(img_.px8.data());
+    else split(img_.px16.data());
     if (mct_) {
         Kep32s* p[3] = {t.comps[0].plane.data() + off, t.comps[1].plane.data() + off, t.comps[2].plane.data() + off};
         if (!opt_.lossy) {
@@ -469,13 +476,15 @@ bool Encoder::codeTile(Tile& t, std::string& err) {
     const std::size_t n = std::size_t(w) * h;
     const int threads = int(states_.size());
     for (TileComp& tc : t.comps) tc.plane.resize(n);
-    // Samples, component transform and fixed point in bands of 32 rows, taken dynamically.
+    // Samples, component transform and fixed point in bands of rows that stay in cache (about
+    // 32 K samples per component), taken dynamically.
     {
         std::vector<std::vector<float>> scratch(static_cast<std::size_t>(threads));
-        const int rowBands = (h + 31) / 32;
+        const int bandRows = std::clamp(32768 / w, 1, 64), rowBands = (h + bandRows - 1) / bandRows;
         std::atomic<int> next{0};
         auto work = [&](int th) {
-            for (int i; (i = next.fetch_add(1)) < rowBands;) loadRows(t, 32 * i, std::min(h, 32 * i + 32), scratch[std::size_t(th)]);
+            for (int i; (i = next.fetch_add(1)) < rowBands;)
+                loadRows(t, bandRows * i, std::min(h, bandRows * i + bandRows), scratch[std::size_t(th)]);
         };
         std::vector<std::thread> pool;
         for (int i = 1; i < std::min(threads, rowBands); ++i) pool.emplace_back(work, i);
@@ -592,7 +601,7 @@ bool Encoder::codeTile(Tile& t, std::string& err) {
     for (std::size_t i = 1; i < states_.size(); ++i) pool.emplace_back(work, states_[i]);
     work(states_[0]);
     for (std::thread& th : pool) th.join();
-    for (TileComp& tc : t.comps) std::vector<std::int32_t>().swap(tc.plane);
+    for (TileComp& tc : t.comps) Plane().swap(tc.plane);
     if (failed) return err = "code-block encoding failed", false;
     // Guard bits: enough for the largest index of any band of the tile (T.800 E.1: Mb = G + e - 1).
     for (TileComp& tc : t.comps)

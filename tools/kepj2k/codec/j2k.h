@@ -85,8 +85,9 @@ struct CodestreamInfo {
 bool parse(const std::uint8_t* data, std::size_t size, CodestreamInfo& info, std::string& err);
 std::string describe(const CodestreamInfo& info);
 
-// Allocator whose resize leaves new samples uninitialised: a decoded plane's pages are first
-// touched by the threads that write its code-blocks, not zeroed by one thread beforehand.
+// Allocator for coefficient planes: resize leaves new samples uninitialised, so that a decoded
+// plane's pages are first touched by the threads that write its code-blocks, not zeroed by one
+// thread beforehand, and an encoder plane only by the pass that loads the samples.
 template <class T>
 struct UninitAllocator : std::allocator<T> {
     template <class U>
