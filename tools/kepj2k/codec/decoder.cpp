@@ -133,7 +133,7 @@ struct TileComp {
     int pw, ph;                        // size of resolution `top`, the plane's size
     bool adopted = false;              // plane is the output's component plane, lent for the tile
     std::vector<Resolution> res;
-    std::vector<std::int32_t> plane;   // pw x ph coefficients, sub-bands in place
+    Plane plane;                       // pw x ph coefficients, sub-bands in place
 };
 
 // Packet-header bit reader with the bit stuffing of T.800 B.10.1.
@@ -204,7 +204,11 @@ public:
     // Gives each tile-component its coefficient plane: the output plane itself when the tile
     // covers the whole component (no copy; samples are then finished in place), else its own.
     void attachPlanes(Decoded& out);
-    void store(Decoded& out);
+    // Inverse component transform (when the tile has one) and the samples' rounding, level shift
+    // and clamping into the output, in row bands shared by the threads; false when the
+    // transform fails.
+    bool store(Decoded& out, std::string& err);
+    bool adopted(int c) const { return comps_[std::size_t(c)].adopted; }
 
 private:
     struct Piece {   // one codeword-segment contribution of a code-block in a packet
@@ -221,6 +225,9 @@ private:
     std::int64_t tx0_, ty0_, tx1_, ty1_;
     std::vector<TileComp> comps_;
     std::vector<Piece> pieces_;   // scratch of readPacket
+    bool mctPending_ = false;     // reconstruct left the inverse component transform to store
+    // Inverse wavelets of one component up to its kept resolution, scratch in buf; false on failure.
+    bool synthesise(int c, std::vector<Kep8u>& buf);
     const std::uint8_t* bodyData_ = nullptr;
 };
 
@@ -533,6 +540,24 @@ void dequantise(const Kep32s* src, int w, int h, std::int32_t* dst, int dstStrid
         }
 }
 
+bool TileDecoder::synthesise(int c, std::vector<Kep8u>& buf) {
+    TileComp& tc = comps_[std::size_t(c)];
+    if (tc.pw <= 0 || tc.ph <= 0) return true;
+    const bool reversible = tp_.cod[std::size_t(c)].transform == 1;
+    for (int r = 1; r <= tc.top; ++r) {
+        const Resolution& rs = tc.res[std::size_t(r)];
+        const KepiRect rect{rs.x0, rs.y0, rs.x1 - rs.x0, rs.y1 - rs.y0};
+        int size = 0;
+        if (reversible) kepiWTGetBufSize_B53_JPEG2K_32s_C1IR(&rect, &size);
+        else kepiWTGetBufSize_D97_JPEG2K_32s_C1IR(&rect, &size);
+        if (buf.size() < std::size_t(size) + 1) buf.resize(std::size_t(size) + 1);
+        const KepResult res = reversible ? kepiWTInv_B53_JPEG2K_32s_C1IR(tc.plane.data(), tc.pw * 4, &rect, buf.data())
+                                         : kepiWTInv_D97_JPEG2K_32s_C1IR(tc.plane.data(), tc.pw * 4, &rect, buf.data());
+        if (res != kepOk) return false;
+    }
+    return true;
+}
+
 template <class Progress>
 bool TileDecoder::reconstruct(std::string& err, Progress progress) {
     // Code-blocks of every kept resolution of every component, decoded in parallel: each worker
@@ -543,19 +568,27 @@ bool TileDecoder::reconstruct(std::string& err, Progress progress) {
         CodeBlock* cb;
     };
     std::vector<Job> jobs;
+    // Blocks still to decode per component: the worker that decodes a component's last block
+    // runs its inverse wavelets at once, while the others go on with the next component's blocks.
+    std::vector<std::atomic<int>> pending(comps_.size());
+    std::vector<int> blocksOf(comps_.size(), 0);
     int maxW = 4, maxH = 4;
     for (std::size_t c = 0; c < comps_.size(); ++c) {
         TileComp& tc = comps_[c];
+        const std::size_t first = jobs.size();
         maxW = std::max(maxW, 1 << tp_.cod[c].xcb), maxH = std::max(maxH, 1 << tp_.cod[c].ycb);
         for (int r = 0; r <= tc.top; ++r)
             for (Band& b : tc.res[std::size_t(r)].bands)
                 for (CodeBlock& cb : b.blocks)
                     jobs.push_back({int(c), &b, &cb});   // blocks without data write their zeros
+        blocksOf[c] = int(jobs.size() - first);
+        pending[c] = blocksOf[c];
     }
     const int threads = std::max(1, std::min(opt_.threads, 64));
     struct Worker {
         KepiDecodeCBProgrState_JPEG2K* state = nullptr;
         std::vector<Kep32s> block;
+        std::vector<Kep8u> wavelet;   // scratch of the inverse wavelets
         std::size_t failedJob = SIZE_MAX;
         const char* failure = nullptr;
     };
@@ -563,11 +596,13 @@ bool TileDecoder::reconstruct(std::string& err, Progress progress) {
     for (Worker& wk : workers) {
         if (kepiDecodeCBProgrInitAlloc_JPEG2K(&wk.state, {maxW, maxH}) != kepOk) {
             for (Worker& w2 : workers) kepiDecodeCBProgrFree_JPEG2K(w2.state);
+            for (TileComp& tc : comps_) std::fill(tc.plane.begin(), tc.plane.end(), 0);   // no block writes them
             return err = "out of memory", false;
         }
         wk.block.resize(std::size_t(maxW) * maxH);
     }
     std::atomic<int> done{0};
+    std::vector<char> waveletFailed(comps_.size(), 0);
     parallelFor(int(jobs.size()), threads, [&](int i, int t) {
         const Job& job = jobs[std::size_t(i)];
         Worker& wk = workers[std::size_t(t)];
@@ -602,6 +637,9 @@ bool TileDecoder::reconstruct(std::string& err, Progress progress) {
         std::vector<std::uint8_t>().swap(cb.data);
         const int n = done.fetch_add(1, std::memory_order_relaxed) + 1;
         if (t == 0) progress(0.9 * n / double(jobs.size()));
+        // acq_rel: the last decrement sees every other worker's writes to this component's plane.
+        if (pending[std::size_t(job.c)].fetch_sub(1, std::memory_order_acq_rel) == 1 && !synthesise(job.c, wk.wavelet))
+            waveletFailed[std::size_t(job.c)] = 1;
     });
     bool ok = true;
     const Worker* first = nullptr;
@@ -611,49 +649,20 @@ bool TileDecoder::reconstruct(std::string& err, Progress progress) {
     }
     if (first) err = first->failure, ok = false;
 
-    // Inverse wavelets up to the kept resolution, one component per worker.
-    std::vector<char> waveletFailed(comps_.size(), 0);
-    parallelFor(int(comps_.size()), threads, [&](int c, int) {
-        TileComp& tc = comps_[std::size_t(c)];
-        if (tc.pw <= 0 || tc.ph <= 0) return;
-        const bool reversible = tp_.cod[std::size_t(c)].transform == 1;
-        std::vector<Kep8u> buf;
-        for (int r = 1; r <= tc.top; ++r) {
-            const Resolution& rs = tc.res[std::size_t(r)];
-            const KepiRect rect{rs.x0, rs.y0, rs.x1 - rs.x0, rs.y1 - rs.y0};
-            int size = 0;
-            if (reversible) kepiWTGetBufSize_B53_JPEG2K_32s_C1IR(&rect, &size);
-            else kepiWTGetBufSize_D97_JPEG2K_32s_C1IR(&rect, &size);
-            if (buf.size() < std::size_t(size) + 1) buf.resize(std::size_t(size) + 1);
-            const KepResult res = reversible ? kepiWTInv_B53_JPEG2K_32s_C1IR(tc.plane.data(), tc.pw * 4, &rect, buf.data())
-                                             : kepiWTInv_D97_JPEG2K_32s_C1IR(tc.plane.data(), tc.pw * 4, &rect, buf.data());
-            if (res != kepOk) {
-                waveletFailed[std::size_t(c)] = 1;
-                return;
-            }
-        }
-    });
+    // A component without code-blocks had no worker to run its wavelets.
+    for (std::size_t c = 0; c < comps_.size(); ++c)
+        if (blocksOf[c] == 0 && !synthesise(int(c), workers[0].wavelet)) waveletFailed[c] = 1;
     for (char f : waveletFailed)
         if (f) return err = "inverse wavelet failed", false;
-    // Inverse component transform (T.800 G.2) on the first three components, in row bands.
+    // The inverse component transform (T.800 G.2) on the first three components is done row band
+    // by row band with the output conversion, in store().
     const CodingStyle& cs0 = tp_.cod[0];
     if (cs0.mct && comps_.size() >= 3) {
         const TileComp& a = comps_[0];
         for (int c = 1; c < 3; ++c)
             if (comps_[std::size_t(c)].pw != a.pw || comps_[std::size_t(c)].ph != a.ph)
                 return err = "component transform over components of different sizes", false;
-        const int w = a.pw, h = a.ph;
-        const int bands = w > 0 && h > 0 ? std::min(h, threads) : 0;
-        std::atomic<bool> failed{false};
-        parallelFor(bands, threads, [&](int i, int) {
-            const int y0 = int(std::int64_t(h) * i / bands), y1 = int(std::int64_t(h) * (i + 1) / bands);
-            const std::size_t off = std::size_t(y0) * std::size_t(w);
-            Kep32s* planes[3] = {comps_[0].plane.data() + off, comps_[1].plane.data() + off, comps_[2].plane.data() + off};
-            const KepResult res = cs0.transform == 1 ? kepiRCTInv_JPEG2K_32s_P3IR(planes, w * 4, {w, y1 - y0})
-                                                     : kepiICTInv_JPEG2K_32s_P3IR(planes, w * 4, {w, y1 - y0});
-            if (res != kepOk) failed = true;
-        });
-        if (failed) return err = "inverse component transform failed", false;
+        mctPending_ = true;
     }
     progress(1.0);
     return ok;
@@ -674,40 +683,69 @@ void TileDecoder::attachPlanes(Decoded& out) {
     }
 }
 
-void TileDecoder::store(Decoded& out) {
+bool TileDecoder::store(Decoded& out, std::string& err) {
     const int threads = std::max(1, std::min(opt_.threads, 64));
-    parallelFor(int(comps_.size()), threads, [&](int c, int) {
-        const ComponentInfo& ci = info_.comps[std::size_t(c)];
-        TileComp& tc = comps_[std::size_t(c)];
-        const int ox = originX(info_, c, opt_.reduce), oy = originY(info_, c, opt_.reduce);
-        const int lo = ci.sgnd ? -(1 << (ci.precision - 1)) : 0;
-        const int hi = ci.sgnd ? (1 << (ci.precision - 1)) - 1 : (1 << ci.precision) - 1;
-        const int shift = ci.sgnd ? 0 : 1 << (ci.precision - 1);
-        const int frac = tp_.cod[std::size_t(c)].transform == 1 ? 0 : kFracBits;
-        const std::int32_t half = frac ? std::int32_t(1) << (frac - 1) : 0;
-        const Resolution& rs = tc.res[std::size_t(tc.top)];
-        if (tc.adopted) tc.plane.swap(out.planes[std::size_t(c)]);   // finished in place below
-        if (tc.pw <= 0 || tc.ph <= 0) return;
-        const int w = tc.pw, h = tc.ph;
-        std::int32_t* base = out.planes[std::size_t(c)].data();
-        const std::size_t stride = std::size_t(out.planeWidth[std::size_t(c)]);
-        // Hostile streams can leave coefficients anywhere in the 32-bit range: bounded to +-2^30
-        // first, the rounding and the level shift cannot overflow.
-        auto finish = [=](std::int32_t v) {
-            v = v < -(1 << 30) ? -(1 << 30) : v > (1 << 30) ? (1 << 30) : v;
-            v = ((v + half) >> frac) + shift;
-            return v < lo ? lo : v > hi ? hi : v;
+    const int nc = int(comps_.size());
+    for (int c = 0; c < nc; ++c)
+        if (comps_[std::size_t(c)].adopted) comps_[std::size_t(c)].plane.swap(out.planes[std::size_t(c)]);   // finished in place
+    // Row bands of about 64 rows, each the same fraction of every component's height, taken
+    // dynamically; a band converts every component's rows while they are in cache.
+    int maxH = 0;
+    for (const TileComp& tc : comps_) maxH = std::max(maxH, tc.ph);
+    const int bands = std::max(1, (maxH + 63) / 64);
+    std::atomic<bool> failed{false};
+    parallelFor(bands, threads, [&](int i, int) {
+        auto rows = [&](const TileComp& tc, int& y0, int& y1) {
+            y0 = int(std::int64_t(tc.ph) * i / bands), y1 = int(std::int64_t(tc.ph) * (i + 1) / bands);
         };
-        for (int y = 0; y < h; ++y) {
-            std::int32_t* dst = base + std::size_t(rs.y0 + y - oy) * stride + (rs.x0 - ox);
-            if (tc.adopted) {
-                for (int x = 0; x < w; ++x) dst[x] = finish(dst[x]);
-            } else {
-                const std::int32_t* src = &tc.plane[std::size_t(y) * w];
+        if (mctPending_ && comps_[0].pw > 0) {
+            int y0, y1;
+            rows(comps_[0], y0, y1);
+            if (y1 > y0) {
+                const int w = comps_[0].pw;
+                Kep32s* planes[3];
+                for (int c = 0; c < 3; ++c) {
+                    TileComp& tc = comps_[std::size_t(c)];
+                    Kep32s* base = tc.adopted ? out.planes[std::size_t(c)].data() : tc.plane.data();
+                    planes[c] = base + std::size_t(y0) * std::size_t(w);
+                }
+                const KepResult res = tp_.cod[0].transform == 1 ? kepiRCTInv_JPEG2K_32s_P3IR(planes, w * 4, {w, y1 - y0})
+                                                                : kepiICTInv_JPEG2K_32s_P3IR(planes, w * 4, {w, y1 - y0});
+                if (res != kepOk) failed = true;
+            }
+        }
+        for (int c = 0; c < nc; ++c) {
+            const ComponentInfo& ci = info_.comps[std::size_t(c)];
+            const TileComp& tc = comps_[std::size_t(c)];
+            if (tc.pw <= 0 || tc.ph <= 0) continue;
+            const int ox = originX(info_, c, opt_.reduce), oy = originY(info_, c, opt_.reduce);
+            const int lo = ci.sgnd ? -(1 << (ci.precision - 1)) : 0;
+            const int hi = ci.sgnd ? (1 << (ci.precision - 1)) - 1 : (1 << ci.precision) - 1;
+            const int shift = ci.sgnd ? 0 : 1 << (ci.precision - 1);
+            const int frac = tp_.cod[std::size_t(c)].transform == 1 ? 0 : kFracBits;
+            const std::int32_t half = frac ? std::int32_t(1) << (frac - 1) : 0;
+            const Resolution& rs = tc.res[std::size_t(tc.top)];
+            const int w = tc.pw;
+            std::int32_t* base = out.planes[std::size_t(c)].data();
+            const std::size_t stride = std::size_t(out.planeWidth[std::size_t(c)]);
+            // Hostile streams can leave coefficients anywhere in the 32-bit range: bounded to +-2^30
+            // first, the rounding and the level shift cannot overflow.
+            auto finish = [=](std::int32_t v) {
+                v = v < -(1 << 30) ? -(1 << 30) : v > (1 << 30) ? (1 << 30) : v;
+                v = ((v + half) >> frac) + shift;
+                return v < lo ? lo : v > hi ? hi : v;
+            };
+            int y0, y1;
+            rows(tc, y0, y1);
+            for (int y = y0; y < y1; ++y) {
+                std::int32_t* dst = base + std::size_t(rs.y0 + y - oy) * stride + (rs.x0 - ox);
+                const std::int32_t* src = tc.adopted ? dst : &tc.plane[std::size_t(y) * w];
                 for (int x = 0; x < w; ++x) dst[x] = finish(src[x]);
             }
         }
     });
+    if (failed) return err = "inverse component transform failed", false;
+    return true;
 }
 
 }  // namespace
@@ -742,10 +780,25 @@ bool decode(const std::uint8_t* data, std::size_t size, Decoded& out, std::strin
         if (total > opt.maxSamples) return out = Decoded(), err = "image too large", false;
         out.planeWidth.push_back(w), out.planeHeight.push_back(h);
     }
-    for (std::size_t c = 0; c < info.comps.size(); ++c) {
+    // Planes start uninitialised: a tile that covers a whole component writes every sample of
+    // it (its code-blocks, on the worker threads); any other component is first filled with the
+    // middle of its range (what tiles that are missing or fail leave), on all threads.
+    const int threads = std::max(1, std::min(opt.threads, 64));
+    out.planes.resize(info.comps.size());
+    for (std::size_t c = 0; c < info.comps.size(); ++c) out.planes[c].resize(std::size_t(out.planeWidth[c]) * out.planeHeight[c]);
+    std::vector<char> ready(info.comps.size(), 0);
+    auto fill = [&](std::size_t c) {
+        if (ready[c]) return;
+        ready[c] = 1;
         const ComponentInfo& ci = info.comps[c];
-        out.planes.emplace_back(std::size_t(out.planeWidth[c]) * out.planeHeight[c], ci.sgnd ? 0 : 1 << (ci.precision - 1));
-    }
+        Plane& p = out.planes[c];
+        const int chunks = int(std::min<std::size_t>(64, p.size() / 4096 + 1));
+        parallelFor(chunks, threads, [&](int i, int) {
+            std::fill(p.begin() + std::ptrdiff_t(p.size() * std::size_t(i) / std::size_t(chunks)),
+                      p.begin() + std::ptrdiff_t(p.size() * std::size_t(i + 1) / std::size_t(chunks)),
+                      ci.sgnd ? 0 : 1 << (ci.precision - 1));
+        });
+    };
     err = !jp2Err.empty() ? jp2Err : parseErr;
     bool ok = err.empty();
     std::vector<std::vector<const TilePart*>> partsOf(info.tiles.size());
@@ -775,11 +828,16 @@ bool decode(const std::uint8_t* data, std::size_t size, Decoded& out, std::strin
             s = stream.data(), n = stream.size();
         }
         td.attachPlanes(out);
+        for (std::size_t c = 0; c < info.comps.size(); ++c) {
+            if (td.adopted(int(c))) ready[c] = 1;
+            else fill(c);
+        }
         const std::vector<std::uint8_t>* headers = info.packedHeaders[std::size_t(t)] ? &info.packed[std::size_t(t)] : nullptr;
         if (!td.readPackets(s, 0, n, headers, e) && ok) err = e, ok = false;
         if (!td.reconstruct(e, progress) && ok) err = e, ok = false;
-        td.store(out);
+        if (!td.store(out, e) && ok) err = e, ok = false;
     }
+    for (std::size_t c = 0; c < info.comps.size(); ++c) fill(c);
     return ok;
 }
 

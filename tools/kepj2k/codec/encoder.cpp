@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cmath>
 #include <cstring>
+#include <memory>
 #include <thread>
 
 #include "encoder.h"
@@ -159,6 +160,7 @@ struct Band {
     double step = 1;             // quantization step in fixed-point coefficient units (lossy)
     double weight = 1;           // squared-error weight of one index unit in the image
     int cbw, cbh, cbx0 = 0, cby0 = 0, ncbx = 0, ncby = 0;
+    int bits = 0;                // bits of the largest index magnitude
     std::vector<Block> blocks;
 };
 
@@ -176,7 +178,7 @@ struct Resolution {
 struct TileComp {
     int x0, y0, x1, y1;
     std::vector<Resolution> res;
-    std::vector<std::int32_t> plane;
+    Plane plane;   // every sample is written by loadRows
 };
 
 struct Tile {
@@ -208,6 +210,7 @@ public:
 private:
     bool setup(std::string& err);
     void buildTile(Tile& t, int index);
+    void loadRows(Tile& t, int y0, int y1, std::vector<float>& scratch);
     void transformComponent(Tile& t, int c);
     bool codeTile(Tile& t, std::string& err);
     double allocate(const std::vector<double>& budgets, const std::vector<double>& overhead, double lastLambda);
@@ -394,94 +397,120 @@ void Encoder::transformComponent(Tile& t, int c) {
     }
     // Sign-magnitude code-block samples in place: quantization indices (E.1.1) or the reversible
     // coefficients themselves.
+    // The OR of the magnitudes gives each band's largest bit for the guard bits.
     for (Resolution& rs : tc.res)
         for (Band& b : rs.bands) {
             const double inv = 1.0 / b.step;
+            const int w = b.x1 - b.x0;
+            std::uint32_t all = 0;
             for (int y = b.y0; y < b.y1; ++y) {
                 std::int32_t* row = &tc.plane[std::size_t(b.planeY + y - b.y0) * planeW + b.planeX];
-                for (int x = 0; x < b.x1 - b.x0; ++x) {
-                    const std::int32_t v = row[x];
-                    std::uint32_t m = v < 0 ? std::uint32_t(0) - std::uint32_t(v) : std::uint32_t(v);
-                    if (opt_.lossy) m = std::uint32_t(double(m) * inv);
-                    row[x] = std::int32_t(m | (v < 0 && m ? 0x80000000u : 0));
+                if (opt_.lossy) {
+                    for (int x = 0; x < w; ++x) {
+                        const std::int32_t v = row[x];
+                        const std::uint32_t m = std::uint32_t(double(v < 0 ? std::uint32_t(0) - std::uint32_t(v) : std::uint32_t(v)) * inv);
+                        all |= m;
+                        row[x] = std::int32_t(m | (v < 0 && m ? 0x80000000u : 0));
+                    }
+                } else {
+                    for (int x = 0; x < w; ++x) {
+                        const std::int32_t v = row[x];
+                        const std::uint32_t m = v < 0 ? std::uint32_t(0) - std::uint32_t(v) : std::uint32_t(v);
+                        all |= m;
+                        row[x] = std::int32_t(m | (v < 0 ? 0x80000000u : 0));
+                    }
                 }
             }
+            b.bits = bitsOf(all & 0x7FFFFFFFu);
+        }
+}
+
+// Rows y0..y1 of the tile into the component planes: DC level shift (T.800 G.1), then the forward
+// component transform, and the irreversible path's fixed point.
+void Encoder::loadRows(Tile& t, int y0, int y1, std::vector<float>& scratch) {
+    const int w = t.x1 - t.x0, h = y1 - y0;
+    const std::size_t off = std::size_t(y0) * std::size_t(w), n = std::size_t(w) * std::size_t(h);
+    const int shift = 1 << (prec_ - 1);
+    // Interleaved samples to planes, every component of a row in one pass over it.
+    auto split = [&](const auto* px) {
+        for (int y = 0; y < h; ++y) {
+            const auto* src = px + (std::size_t(t.y0 + y0 + y) * img_.width + t.x0) * nc_;
+            const std::size_t row = off + std::size_t(y) * w;
+            if (nc_ == 3) {
+                std::int32_t *d0 = t.comps[0].plane.data() + row, *d1 = t.comps[1].plane.data() + row, *d2 = t.comps[2].plane.data() + row;
+                for (int x = 0; x < w; ++x, src += 3) d0[x] = src[0] - shift, d1[x] = src[1] - shift, d2[x] = src[2] - shift;
+            } else {
+                for (int c = 0; c < nc_; ++c) {
+                    std::int32_t* dst = t.comps[std::size_t(c)].plane.data() + row;
+                    for (int x = 0; x < w; ++x) dst[x] = src[std::size_t(x) * nc_ + c] - shift;
+                }
+            }
+        }
+    };
+    if (!img_.px8.empty()) split(img_.px8.data());
+    else split(img_.px16.data());
+    if (mct_) {
+        Kep32s* p[3] = {t.comps[0].plane.data() + off, t.comps[1].plane.data() + off, t.comps[2].plane.data() + off};
+        if (!opt_.lossy) {
+            kepiRCTFwd_JPEG2K_32s_P3IR(p, w * 4, {w, h});
+        } else {
+            // The ICT in single precision, then fixed point for the 9/7 wavelet.
+            scratch.resize(3 * n);
+            Kep32f* fp[3] = {scratch.data(), scratch.data() + n, scratch.data() + 2 * n};
+            for (int c = 0; c < 3; ++c) std::copy(p[c], p[c] + n, fp[c]);
+            kepiICTFwd_JPEG2K_32f_P3IR(fp, w * 4, {w, h});
+            const float scale = float(1 << frac_);
+            for (int c = 0; c < 3; ++c)
+                for (std::size_t i = 0; i < n; ++i) p[c][i] = std::int32_t(std::lrint(fp[c][i] * scale));
+        }
+    }
+    if (opt_.lossy)
+        for (int c = mct_ ? 3 : 0; c < nc_; ++c) {
+            std::int32_t* plane = t.comps[std::size_t(c)].plane.data() + off;
+            for (std::size_t i = 0; i < n; ++i) plane[i] *= 1 << frac_;
         }
 }
 
 bool Encoder::codeTile(Tile& t, std::string& err) {
     const int w = t.x1 - t.x0, h = t.y1 - t.y0;
     const std::size_t n = std::size_t(w) * h;
-    for (int c = 0; c < nc_; ++c) {
-        std::vector<std::int32_t>& plane = t.comps[std::size_t(c)].plane;
-        plane.resize(n);
-        const int shift = 1 << (prec_ - 1);
-        for (int y = 0; y < h; ++y) {
-            const std::size_t src = (std::size_t(t.y0 + y) * img_.width + t.x0) * nc_ + c;
-            std::int32_t* dst = &plane[std::size_t(y) * w];
-            if (!img_.px8.empty())
-                for (int x = 0; x < w; ++x) dst[x] = img_.px8[src + std::size_t(x) * nc_] - shift;
-            else
-                for (int x = 0; x < w; ++x) dst[x] = img_.px16[src + std::size_t(x) * nc_] - shift;
-        }
-    }
-    if (mct_) {
-        Kep32s* p[3] = {t.comps[0].plane.data(), t.comps[1].plane.data(), t.comps[2].plane.data()};
-        if (!opt_.lossy) {
-            if (kepiRCTFwd_JPEG2K_32s_P3IR(p, w * 4, {w, h}) != kepOk) return err = "component transform failed", false;
-        } else {
-            // The ICT in single precision, then fixed point for the 9/7 wavelet.
-            std::vector<float> f[3];
-            Kep32f* fp[3];
-            for (int c = 0; c < 3; ++c) {
-                f[c].assign(p[c], p[c] + n);
-                fp[c] = f[c].data();
-            }
-            if (kepiICTFwd_JPEG2K_32f_P3IR(fp, w * 4, {w, h}) != kepOk) return err = "component transform failed", false;
-            const float scale = float(1 << frac_);
-            for (int c = 0; c < 3; ++c)
-                for (std::size_t i = 0; i < n; ++i) p[c][i] = std::int32_t(std::lrint(f[c][i] * scale));
-        }
-    }
-    if (opt_.lossy)
-        for (int c = mct_ ? 3 : 0; c < nc_; ++c)
-            for (std::int32_t& v : t.comps[std::size_t(c)].plane) v *= 1 << frac_;
-    // Wavelets, one component per thread.
+    const int threads = int(states_.size());
+    for (TileComp& tc : t.comps) tc.plane.resize(n);
+    // Samples, component transform and fixed point in bands of rows that stay in cache (about
+    // 32 K samples per component), taken dynamically.
     {
-        std::vector<std::thread> pool;
+        std::vector<std::vector<float>> scratch(static_cast<std::size_t>(threads));
+        const int bandRows = std::clamp(32768 / w, 1, 64), rowBands = (h + bandRows - 1) / bandRows;
         std::atomic<int> next{0};
-        auto work = [&]() {
-            for (int c; (c = next++) < nc_;) transformComponent(t, c);
+        auto work = [&](int th) {
+            for (int i; (i = next.fetch_add(1)) < rowBands;)
+                loadRows(t, bandRows * i, std::min(h, bandRows * i + bandRows), scratch[std::size_t(th)]);
         };
-        for (int i = 1; i < std::min(opt_.threads, nc_); ++i) pool.emplace_back(work);
-        work();
+        std::vector<std::thread> pool;
+        for (int i = 1; i < std::min(threads, rowBands); ++i) pool.emplace_back(work, i);
+        work(0);
         for (std::thread& th : pool) th.join();
     }
-    // Guard bits: enough for the largest index of any band of the tile (T.800 E.1: Mb = G + e - 1).
-    for (TileComp& tc : t.comps) {
-        const int planeW = tc.x1 - tc.x0;
-        for (Resolution& rs : tc.res)
-            for (Band& b : rs.bands) {
-                std::uint32_t all = 0;
-                for (int y = b.y0; y < b.y1; ++y) {
-                    const std::int32_t* row = &tc.plane[std::size_t(b.planeY + y - b.y0) * planeW + b.planeX];
-                    for (int x = 0; x < b.x1 - b.x0; ++x) all |= std::uint32_t(row[x]) & 0x7FFFFFFFu;
-                }
-                t.guard = std::max(t.guard, bitsOf(all) - b.expn + 1);
-            }
-    }
-    if (t.guard > 7) return err = "coefficients too large for the quantization exponents", false;
+    // Then wavelets and code-blocks in one pool: the wavelet of each component (with its sign-
+    // magnitude conversion) is taken first, and a component's code-blocks can be coded as soon as
+    // its wavelet is done, while another thread still transforms the next component. The guard
+    // bits (and so each band's Mb) are only known once every component is transformed; blocks are
+    // coded with Mb = 31, which changes only their count of zero bit planes (the coder starts at
+    // the most significant non-zero plane), corrected below.
     // Code-blocks, shared out among the threads; each thread has its own encoder state.
     struct Job {
-        TileComp* tc;
+        int c;
         Band* b;
         Block* cb;
     };
     std::vector<Job> jobs;
-    for (TileComp& tc : t.comps)
-        for (Resolution& rs : tc.res)
+    for (int c = 0; c < nc_; ++c)
+        for (Resolution& rs : t.comps[std::size_t(c)].res)
             for (Band& b : rs.bands)
-                for (Block& cb : b.blocks) jobs.push_back({&tc, &b, &cb});
+                for (Block& cb : b.blocks) jobs.push_back({c, &b, &cb});
+    std::atomic<int> nextComp{0};
+    std::unique_ptr<std::atomic<bool>[]> transformed(new std::atomic<bool>[std::size_t(nc_)]);
+    for (int c = 0; c < nc_; ++c) transformed[std::size_t(c)] = false;
     int lib = 0;
     if (opt_.cbstyle & 0x01) lib |= KEP_J2K_CB_BYPASS;
     if (opt_.cbstyle & 0x02) lib |= KEP_J2K_CB_RESET;
@@ -492,17 +521,22 @@ bool Encoder::codeTile(Tile& t, std::string& err) {
     std::atomic<std::size_t> next{0};
     std::atomic<bool> failed{false};
     auto work = [&](KepiEncodeState_JPEG2K* st) {
+        for (int c; (c = nextComp.fetch_add(1)) < nc_;) {
+            transformComponent(t, c);
+            transformed[std::size_t(c)].store(true, std::memory_order_release);
+        }
         for (std::size_t j; !failed && (j = next++) < jobs.size();) {
             const Job& job = jobs[j];
+            // The component's wavelet is under way on another thread (every one was taken above).
+            while (!transformed[std::size_t(job.c)].load(std::memory_order_acquire)) std::this_thread::yield();
             Block& cb = *job.cb;
             const Band& b = *job.b;
-            const int planeW = job.tc->x1 - job.tc->x0;
-            const std::int32_t* src = &job.tc->plane[std::size_t(b.planeY + cb.y0 - b.y0) * planeW + b.planeX + cb.x0 - b.x0];
+            const TileComp& tc = t.comps[std::size_t(job.c)];
+            const int planeW = tc.x1 - tc.x0;
+            const std::int32_t* src = &tc.plane[std::size_t(b.planeY + cb.y0 - b.y0) * planeW + b.planeX + cb.x0 - b.x0];
             const int subband = b.orient == 0 ? 0 : b.orient == 1 ? 2 : b.orient == 2 ? 1 : 3;
             int sf = 0, np = 0, nt = 0;
-            const int mb = t.guard + b.expn - 1;
-            if (mb < 1 || mb > 31 ||
-                kepiEncodeLoadCodeBlock_JPEG2K_32s_C1R(src, planeW * 4, {cb.x1 - cb.x0, cb.y1 - cb.y0}, st, subband, mb, term,
+            if (kepiEncodeLoadCodeBlock_JPEG2K_32s_C1R(src, planeW * 4, {cb.x1 - cb.x0, cb.y1 - cb.y0}, st, subband, 31, term,
                                                        lib, &sf, &np, &nt) != kepOk) {
                 failed = true;
                 break;
@@ -567,8 +601,20 @@ bool Encoder::codeTile(Tile& t, std::string& err) {
     for (std::size_t i = 1; i < states_.size(); ++i) pool.emplace_back(work, states_[i]);
     work(states_[0]);
     for (std::thread& th : pool) th.join();
-    for (TileComp& tc : t.comps) std::vector<std::int32_t>().swap(tc.plane);
+    for (TileComp& tc : t.comps) Plane().swap(tc.plane);
     if (failed) return err = "code-block encoding failed", false;
+    // Guard bits: enough for the largest index of any band of the tile (T.800 E.1: Mb = G + e - 1).
+    for (TileComp& tc : t.comps)
+        for (Resolution& rs : tc.res)
+            for (Band& b : rs.bands) t.guard = std::max(t.guard, b.bits - b.expn + 1);
+    if (t.guard > 7) return err = "coefficients too large for the quantization exponents", false;
+    for (TileComp& tc : t.comps)
+        for (Resolution& rs : tc.res)
+            for (Band& b : rs.bands) {
+                const int mb = t.guard + b.expn - 1;
+                if (mb > 31) return err = "code-block encoding failed", false;
+                for (Block& cb : b.blocks) cb.zeroPlanes -= 31 - mb;
+            }
     return true;
 }
 
@@ -750,6 +796,11 @@ void Encoder::writeTile(Tile& t, int index, std::vector<std::uint8_t>& out, std:
     if (t.guard != 2) writeQcd(out, t.guard);
     put16(out, 0xFF93);
     int nsop = 0;
+    struct Piece {
+        int len, passes;
+    };
+    std::vector<Piece> pieces;   // codeword segments of one block's contribution
+    std::vector<std::pair<const Block*, int>> body;
     for (const Packet& pk : packets) {
         const std::size_t start = out.size();
         if (opt_.sop) put16(out, 0xFF91), put16(out, 4), put16(out, nsop & 0xFFFF);
@@ -765,7 +816,7 @@ void Encoder::writeTile(Tile& t, int index, std::vector<std::uint8_t>& out, std:
                     any |= newPasses(rs.bands[bi].blocks[std::size_t(pbs[bi].cy0 + j) * rs.bands[bi].ncbx + pbs[bi].cx0 + i]) > 0;
         BitWriter bw{out};
         bw.put(any);
-        std::vector<std::pair<const Block*, int>> body;
+        body.clear();
         if (any)
             for (std::size_t bi = 0; bi < pbs.size(); ++bi) {
                 PrecinctBand& pb = pbs[bi];
@@ -789,10 +840,7 @@ void Encoder::writeTile(Tile& t, int index, std::vector<std::uint8_t>& out, std:
                         else bw.bits(511, 9), bw.bits(np - 37, 7);
                         // Lengths, one per codeword segment the new passes reach (B.10.7).
                         const int p0 = cb.cum[std::size_t(l)] - np, p1 = cb.cum[std::size_t(l)];
-                        struct Piece {
-                            int len, passes;
-                        };
-                        std::vector<Piece> pieces;
+                        pieces.clear();
                         int inc = 0;
                         for (int a = p0; a < p1;) {
                             int e = a;
@@ -823,6 +871,10 @@ void Encoder::writeTile(Tile& t, int index, std::vector<std::uint8_t>& out, std:
 
 std::vector<std::uint8_t> Encoder::writeStream(std::vector<double>& layerBytes) {
     std::vector<std::uint8_t> o;
+    // Room for every coded byte and the packet headers up front: the stream is not moved as it grows.
+    std::size_t coded = 0;
+    forEachBlock([&](const Block& cb) { coded += cb.data.size(); });
+    o.reserve(coded + coded / 16 + 4096 + 64 * tiles_.size());
     put16(o, 0xFF4F);
     put16(o, 0xFF51), put16(o, 38 + 3 * nc_), put16(o, 0);
     put32(o, std::uint32_t(img_.width)), put32(o, std::uint32_t(img_.height)), put32(o, 0), put32(o, 0);

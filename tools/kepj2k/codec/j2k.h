@@ -8,7 +8,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <new>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace kepj2k {
@@ -82,12 +85,35 @@ struct CodestreamInfo {
 bool parse(const std::uint8_t* data, std::size_t size, CodestreamInfo& info, std::string& err);
 std::string describe(const CodestreamInfo& info);
 
+// Allocator for coefficient planes: resize leaves new samples uninitialised, so that a decoded
+// plane's pages are first touched by the threads that write its code-blocks, not zeroed by one
+// thread beforehand, and an encoder plane only by the pass that loads the samples.
+template <class T>
+struct UninitAllocator : std::allocator<T> {
+    template <class U>
+    struct rebind {
+        using other = UninitAllocator<U>;
+    };
+    UninitAllocator() = default;
+    template <class U>
+    UninitAllocator(const UninitAllocator<U>&) noexcept {}
+    template <class U>
+    void construct(U* p) noexcept {
+        ::new (static_cast<void*>(p)) U;
+    }
+    template <class U, class... A>
+    void construct(U* p, A&&... a) {
+        ::new (static_cast<void*>(p)) U(std::forward<A>(a)...);
+    }
+};
+using Plane = std::vector<std::int32_t, UninitAllocator<std::int32_t>>;
+
 // Decoded components on the image area, samples as signed 32-bit values (DC level shift undone,
 // clamped to each component's range).
 struct Decoded {
     int width = 0, height = 0;
     std::vector<ComponentInfo> comps;
-    std::vector<std::vector<std::int32_t>> planes;   // per component, ceil-divided sizes
+    std::vector<Plane> planes;   // per component, ceil-divided sizes
     std::vector<int> planeWidth, planeHeight;
 };
 
