@@ -49,8 +49,21 @@ constexpr Mask scatter48(int base, int c) {
     return m;
 }
 
+// Channels (a, b) of four 3-byte pixels starting at byte `from` as 16-bit pairs (a, b) in each
+// 32-bit lane, the pmaddwd operand layout.
+constexpr Mask pairs3(int a, int b, int from) {
+    Mask m{};
+    for (int t = 0; t < 4; ++t) {
+        m.b[4 * t] = static_cast<Kep8u>(from + 3 * t + a);
+        m.b[4 * t + 2] = static_cast<Kep8u>(from + 3 * t + b);
+        m.b[4 * t + 1] = m.b[4 * t + 3] = kNone;
+    }
+    return m;
+}
+
 struct Masks {
     Mask c3[3][2], c4[4][2], out3[2][2], out48[3][3];
+    Mask rg[2][2], gb[2][2], rb[2][2];  // [BGR][start at byte 0 or 4]
 };
 constexpr Masks makeMasks() {
     Masks m{};
@@ -62,6 +75,13 @@ constexpr Masks makeMasks() {
         for (int s = 0; s < 2; ++s) m.out3[h][s] = scatter3(16 * h, s == 1);
     for (int h = 0; h < 3; ++h)
         for (int c = 0; c < 3; ++c) m.out48[h][c] = scatter48(16 * h, c);
+    for (int bgr = 0; bgr < 2; ++bgr)
+        for (int f = 0; f < 2; ++f) {
+            const int r = bgr ? 2 : 0, b = bgr ? 0 : 2;
+            m.rg[bgr][f] = pairs3(r, 1, 4 * f);
+            m.gb[bgr][f] = pairs3(1, b, 4 * f);
+            m.rb[bgr][f] = pairs3(r, b, 4 * f);
+        }
     return m;
 }
 constexpr Masks kMasks = makeMasks();
@@ -233,12 +253,48 @@ inline void ycc8At(const void* const* src, int x, __m128i* y, __m128i* cb, __m12
     }
 }
 
+// Y, Cb, Cr of four 3-byte pixels (bytes f*4.. of v, f = 0 or 1) as 32-bit lanes. The channel
+// pairs come straight from the pixel bytes by pshufb, and every output is two pmaddwd:
+//   Y  = (19595 R + 19235 G) + (19235 G + 7471 B)                  + 32768
+//   Cb = (-11059 R + 16384 B) + (-21709 G + 16384 B)               + 128 * 65536 + 32767
+//   Cr = (16384 R - 5329 B) + (16384 R - 27439 G)                  + 128 * 65536 + 32767
+template <bool Bgr>
+inline void ycc4(__m128i v, int f, __m128i* y, __m128i* cb, __m128i* cr) {
+    const __m128i rg = _mm_shuffle_epi8(v, mask(kMasks.rg[Bgr][f]));
+    const __m128i gb = _mm_shuffle_epi8(v, mask(kMasks.gb[Bgr][f]));
+    const __m128i rb = _mm_shuffle_epi8(v, mask(kMasks.rb[Bgr][f]));
+    const __m128i cbias = _mm_set1_epi32(8388608 + 32767);
+    *y = _mm_add_epi32(_mm_madd_epi16(rg, pair(19595, 19235)), _mm_madd_epi16(gb, pair(19235, 7471)));
+    *y = _mm_srli_epi32(_mm_add_epi32(*y, _mm_set1_epi32(32768)), 16);
+    *cb = _mm_add_epi32(_mm_madd_epi16(rb, pair(-11059, 16384)), _mm_madd_epi16(gb, pair(-21709, 16384)));
+    *cb = _mm_srli_epi32(_mm_add_epi32(*cb, cbias), 16);
+    *cr = _mm_add_epi32(_mm_madd_epi16(rb, pair(16384, -5329)), _mm_madd_epi16(rg, pair(16384, -27439)));
+    *cr = _mm_srli_epi32(_mm_add_epi32(*cr, cbias), 16);
+}
+
+// Sixteen 3-byte pixels (48 bytes) to sixteen Y, Cb and Cr.
+template <bool Bgr>
+inline void fwd3x16(const Kep8u* p, Kep8u* y, Kep8u* cb, Kep8u* cr) {
+    const __m128i a = load16(p), b = load16(p + 16), c = load16(p + 32);
+    __m128i Y[4], B[4], R[4];
+    ycc4<Bgr>(a, 0, &Y[0], &B[0], &R[0]);
+    ycc4<Bgr>(_mm_alignr_epi8(b, a, 12), 0, &Y[1], &B[1], &R[1]);
+    ycc4<Bgr>(_mm_alignr_epi8(c, b, 8), 0, &Y[2], &B[2], &R[2]);
+    ycc4<Bgr>(c, 1, &Y[3], &B[3], &R[3]);
+    store16(y, _mm_packus_epi16(_mm_packs_epi32(Y[0], Y[1]), _mm_packs_epi32(Y[2], Y[3])));
+    store16(cb, _mm_packus_epi16(_mm_packs_epi32(B[0], B[1]), _mm_packs_epi32(B[2], B[3])));
+    store16(cr, _mm_packus_epi16(_mm_packs_epi32(R[0], R[1]), _mm_packs_epi32(R[2], R[3])));
+}
+
 // Sixteen pixels per step where the row allows, stored 16 bytes at a time (a following 16-byte
 // load of the plane, as in the MCU down-sampling, then forwards from one store), then eight.
 template <int S>
 void fwd(const void* const* src, Kep8u* const* dst, int width) {
     const bool four = S == kCcSrcCMYK || S == kCcSrcCMYKP4;
     int x = 0;
+    if (S == kCcSrcRGB || S == kCcSrcBGR)
+        for (; x + 16 <= width; x += 16)
+            fwd3x16<S == kCcSrcBGR>(static_cast<const Kep8u*>(src[0]) + 3 * x, dst[0] + x, dst[1] + x, dst[2] + x);
     for (; x + 16 <= width; x += 16) {
         __m128i y0, cb0, cr0, k0, y1, cb1, cr1, k1;
         ycc8At<S>(src, x, &y0, &cb0, &cr0, &k0);
