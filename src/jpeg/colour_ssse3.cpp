@@ -1,6 +1,7 @@
 // SSSE3 colour conversion and resampling kernels. Rows go sixteen or eight pixels at a time
-// (thirty-two or sixteen outputs for the resamplers) with 32-bit intermediate sums, so that every pixel equals the
-// table formulas of colour.h exactly; the pixels left over at the end of a row, and the edges of
+// (thirty-two or sixteen outputs for the resamplers) with 32-bit intermediate sums, or 16-bit
+// rounded products where they are exact over all inputs, so that every pixel equals the table
+// formulas of colour.h exactly; the pixels left over at the end of a row, and the edges of
 // the row triangle filters, go through the scalar routines of colour.h. No load reaches past
 // the samples the scalar formulas read.
 
