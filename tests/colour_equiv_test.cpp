@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 #include "colour.h"
 #include "colour_harness.h"
 #include "pjdispatch.h"
@@ -164,6 +166,29 @@ TEST(ColourEquivalence, InverseSubsampled) {
                driver([](const OwnCcKernels& k, const Kep8u* const* s, Kep8u* const* d, int ss, int ds, KepiSize roi) {
                    ownCcInv422C2(k, kCcDstRGB, s[0], ss, d[0], ds, roi);
                }));
+}
+
+// Every (Cb, Cr) pair, each with a different Y, through every inverse row layout: the fixed-point
+// multipliers of the SSSE3 rows are only exact over the 256 chroma values, so all of them are run.
+TEST(ColourEquivalence, InverseAllChromaPairs) {
+    constexpr int kW = 256;
+    Kep8u y[kW], cb[kW], cr[kW], ref[4 * kW], got[4 * kW];
+    for (int d = 0; d < kCcDstCount; ++d)
+        for (int row = 0; row < 256; ++row) {
+            for (int x = 0; x < kW; ++x) {
+                y[x] = static_cast<Kep8u>(x * 37 + row * 11 + d);
+                cb[x] = static_cast<Kep8u>(row);
+                cr[x] = static_cast<Kep8u>(x);
+            }
+            const Kep8u* src[4] = {y, cb, cr, y};
+            void* dr[4] = {ref, ref + kW, ref + 2 * kW, ref + 3 * kW};
+            void* dg[4] = {got, got + kW, got + 2 * kW, got + 3 * kW};
+            std::memset(ref, 0, sizeof ref);
+            std::memset(got, 0, sizeof got);
+            ownCcKernels_c.inv[d](src, dr, kW, 7);
+            ownCcKernels_ssse3.inv[d](src, dg, kW, 7);
+            ASSERT_EQ(0, std::memcmp(ref, got, sizeof ref)) << "layout " << d << " Cb " << row;
+        }
 }
 
 // ---- Resampling ------------------------------------------------------------------------------------

@@ -1,6 +1,7 @@
-// SSSE3 colour conversion and resampling kernels. Rows go eight pixels at a time (sixteen
-// outputs for the resamplers) with 32-bit intermediate sums, so that every pixel equals the
-// table formulas of colour.h exactly; the pixels left over at the end of a row, and the edges of
+// SSSE3 colour conversion and resampling kernels. Rows go sixteen or eight pixels at a time
+// (thirty-two or sixteen outputs for the resamplers) with 32-bit intermediate sums, or 16-bit
+// rounded products where they are exact over all inputs, so that every pixel equals the table
+// formulas of colour.h exactly; the pixels left over at the end of a row, and the edges of
 // the row triangle filters, go through the scalar routines of colour.h. No load reaches past
 // the samples the scalar formulas read.
 
@@ -41,8 +42,29 @@ constexpr Mask scatter3(int base, bool fromB) {
     return m;
 }
 
+// Output byte k of sixteen 3-byte pixels, k in [base, base + 16), that comes from channel c
+// (pixel t in byte t of that channel's register).
+constexpr Mask scatter48(int base, int c) {
+    Mask m{};
+    for (int k = 0; k < 16; ++k) m.b[k] = (base + k) % 3 == c ? static_cast<Kep8u>((base + k) / 3) : kNone;
+    return m;
+}
+
+// Channels (a, b) of four 3-byte pixels starting at byte `from` as 16-bit pairs (a, b) in each
+// 32-bit lane, the pmaddwd operand layout.
+constexpr Mask pairs3(int a, int b, int from) {
+    Mask m{};
+    for (int t = 0; t < 4; ++t) {
+        m.b[4 * t] = static_cast<Kep8u>(from + 3 * t + a);
+        m.b[4 * t + 2] = static_cast<Kep8u>(from + 3 * t + b);
+        m.b[4 * t + 1] = m.b[4 * t + 3] = kNone;
+    }
+    return m;
+}
+
 struct Masks {
-    Mask c3[3][2], c4[4][2], out3[2][2];
+    Mask c3[3][2], c4[4][2], out3[2][2], out48[3][3];
+    Mask rg[2][2], gb[2][2], rb[2][2];  // [BGR][start at byte 0 or 4]
 };
 constexpr Masks makeMasks() {
     Masks m{};
@@ -52,6 +74,15 @@ constexpr Masks makeMasks() {
         for (int s = 0; s < 2; ++s) m.c4[c][s] = gather(4, c, s == 1);
     for (int h = 0; h < 2; ++h)
         for (int s = 0; s < 2; ++s) m.out3[h][s] = scatter3(16 * h, s == 1);
+    for (int h = 0; h < 3; ++h)
+        for (int c = 0; c < 3; ++c) m.out48[h][c] = scatter48(16 * h, c);
+    for (int bgr = 0; bgr < 2; ++bgr)
+        for (int f = 0; f < 2; ++f) {
+            const int r = bgr ? 2 : 0, b = bgr ? 0 : 2;
+            m.rg[bgr][f] = pairs3(r, 1, 4 * f);
+            m.gb[bgr][f] = pairs3(1, b, 4 * f);
+            m.rb[bgr][f] = pairs3(r, b, 4 * f);
+        }
     return m;
 }
 constexpr Masks kMasks = makeMasks();
@@ -186,22 +217,22 @@ inline void ycc8(__m128i r, __m128i g, __m128i b, __m128i* y, __m128i* cb, __m12
     *cr = _mm_packs_epi32(chromaHalf(gbL, mCr, _mm_unpacklo_epi16(r, zero)), chromaHalf(gbH, mCr, _mm_unpackhi_epi16(r, zero)));
 }
 
-// floor((m c + 32768) / 65536) for 16-bit c: the high half of the product plus one when bit 15 of
-// the low half is set.
-inline __m128i mulRound16(__m128i c, __m128i m) {
-    return _mm_sub_epi16(_mm_mulhi_epi16(c, m), _mm_srai_epi16(_mm_mullo_epi16(c, m), 15));
-}
-// The inverse tables in registers (c = chroma - 128):
+// The inverse tables in registers (c = chroma - 128, in -128..127), with pmulhrsw giving
+// (a m + 16384) >> 15:
 //   cr_r = (91881 c + 32768) >> 16 = c + ((26345 c + 32768) >> 16)       (91881 = 65536 + 26345)
+//        = c + ((13173 c + 16384) >> 15): 2 x 13173 = 26346 is off by one c, which shifts the
+//          sum by at most 128 / 65536 and, checked for all 256 values of c, never crosses a
+//          multiple of 65536 that the exact sum does not
 //   cb_b = (116130 c + 32768) >> 16 = 2c + ((-14942 c + 32768) >> 16)    (116130 = 131072 - 14942)
+//        = 2c + ((-7471 c + 16384) >> 15)                                 (-14942 even: exact)
 //   (cb_g + cr_g) >> 16 = -cr + ((-22554 cb + 18734 cr + 32768) >> 16)   (-46802 = -65536 + 18734)
 // R, G, B as 16-bit lanes, not yet clamped.
 inline void rgb8(__m128i y, __m128i cb, __m128i cr, __m128i* r, __m128i* g, __m128i* b) {
     const __m128i c128 = _mm_set1_epi16(128);
     cb = _mm_sub_epi16(cb, c128);
     cr = _mm_sub_epi16(cr, c128);
-    *r = _mm_add_epi16(y, _mm_add_epi16(cr, mulRound16(cr, _mm_set1_epi16(26345))));
-    *b = _mm_add_epi16(y, _mm_add_epi16(_mm_add_epi16(cb, cb), mulRound16(cb, _mm_set1_epi16(-14942))));
+    *r = _mm_add_epi16(y, _mm_add_epi16(cr, _mm_mulhrs_epi16(cr, _mm_set1_epi16(13173))));
+    *b = _mm_add_epi16(y, _mm_add_epi16(_mm_add_epi16(cb, cb), _mm_mulhrs_epi16(cb, _mm_set1_epi16(-7471))));
     const __m128i m = pair(-22554, 18734), half = _mm_set1_epi32(32768);
     const __m128i lo = _mm_srai_epi32(_mm_add_epi32(_mm_madd_epi16(_mm_unpacklo_epi16(cb, cr), m), half), 16);
     const __m128i hi = _mm_srai_epi32(_mm_add_epi32(_mm_madd_epi16(_mm_unpackhi_epi16(cb, cr), m), half), 16);
@@ -223,12 +254,48 @@ inline void ycc8At(const void* const* src, int x, __m128i* y, __m128i* cb, __m12
     }
 }
 
+// Y, Cb, Cr of four 3-byte pixels (bytes f*4.. of v, f = 0 or 1) as 32-bit lanes. The channel
+// pairs come straight from the pixel bytes by pshufb, and every output is two pmaddwd:
+//   Y  = (19595 R + 19235 G) + (19235 G + 7471 B)                  + 32768
+//   Cb = (-11059 R + 16384 B) + (-21709 G + 16384 B)               + 128 * 65536 + 32767
+//   Cr = (16384 R - 5329 B) + (16384 R - 27439 G)                  + 128 * 65536 + 32767
+template <bool Bgr>
+inline void ycc4(__m128i v, int f, __m128i* y, __m128i* cb, __m128i* cr) {
+    const __m128i rg = _mm_shuffle_epi8(v, mask(kMasks.rg[Bgr][f]));
+    const __m128i gb = _mm_shuffle_epi8(v, mask(kMasks.gb[Bgr][f]));
+    const __m128i rb = _mm_shuffle_epi8(v, mask(kMasks.rb[Bgr][f]));
+    const __m128i cbias = _mm_set1_epi32(8388608 + 32767);
+    *y = _mm_add_epi32(_mm_madd_epi16(rg, pair(19595, 19235)), _mm_madd_epi16(gb, pair(19235, 7471)));
+    *y = _mm_srli_epi32(_mm_add_epi32(*y, _mm_set1_epi32(32768)), 16);
+    *cb = _mm_add_epi32(_mm_madd_epi16(rb, pair(-11059, 16384)), _mm_madd_epi16(gb, pair(-21709, 16384)));
+    *cb = _mm_srli_epi32(_mm_add_epi32(*cb, cbias), 16);
+    *cr = _mm_add_epi32(_mm_madd_epi16(rb, pair(16384, -5329)), _mm_madd_epi16(rg, pair(16384, -27439)));
+    *cr = _mm_srli_epi32(_mm_add_epi32(*cr, cbias), 16);
+}
+
+// Sixteen 3-byte pixels (48 bytes) to sixteen Y, Cb and Cr.
+template <bool Bgr>
+inline void fwd3x16(const Kep8u* p, Kep8u* y, Kep8u* cb, Kep8u* cr) {
+    const __m128i a = load16(p), b = load16(p + 16), c = load16(p + 32);
+    __m128i Y[4], B[4], R[4];
+    ycc4<Bgr>(a, 0, &Y[0], &B[0], &R[0]);
+    ycc4<Bgr>(_mm_alignr_epi8(b, a, 12), 0, &Y[1], &B[1], &R[1]);
+    ycc4<Bgr>(_mm_alignr_epi8(c, b, 8), 0, &Y[2], &B[2], &R[2]);
+    ycc4<Bgr>(c, 1, &Y[3], &B[3], &R[3]);
+    store16(y, _mm_packus_epi16(_mm_packs_epi32(Y[0], Y[1]), _mm_packs_epi32(Y[2], Y[3])));
+    store16(cb, _mm_packus_epi16(_mm_packs_epi32(B[0], B[1]), _mm_packs_epi32(B[2], B[3])));
+    store16(cr, _mm_packus_epi16(_mm_packs_epi32(R[0], R[1]), _mm_packs_epi32(R[2], R[3])));
+}
+
 // Sixteen pixels per step where the row allows, stored 16 bytes at a time (a following 16-byte
 // load of the plane, as in the MCU down-sampling, then forwards from one store), then eight.
 template <int S>
 void fwd(const void* const* src, Kep8u* const* dst, int width) {
     const bool four = S == kCcSrcCMYK || S == kCcSrcCMYKP4;
     int x = 0;
+    if (S == kCcSrcRGB || S == kCcSrcBGR)
+        for (; x + 16 <= width; x += 16)
+            fwd3x16<S == kCcSrcBGR>(static_cast<const Kep8u*>(src[0]) + 3 * x, dst[0] + x, dst[1] + x, dst[2] + x);
     for (; x + 16 <= width; x += 16) {
         __m128i y0, cb0, cr0, k0, y1, cb1, cr1, k1;
         ycc8At<S>(src, x, &y0, &cb0, &cr0, &k0);
@@ -260,10 +327,30 @@ void luma(const void* const* src, Kep8u* const* dst, int width) {
     ownCcFwdPixels<S, true>(src, dst, x, width);
 }
 
+// Sixteen 3-byte pixels from the channels c0, c1, c2 (16 bytes each), in three 16-byte stores.
+inline void store48(Kep8u* p, __m128i c0, __m128i c1, __m128i c2) {
+    const auto& m = kMasks.out48;
+    for (int h = 0; h < 3; ++h)
+        store16(p + 16 * h, _mm_or_si128(_mm_or_si128(_mm_shuffle_epi8(c0, mask(m[h][0])), _mm_shuffle_epi8(c1, mask(m[h][1]))),
+                                         _mm_shuffle_epi8(c2, mask(m[h][2]))));
+}
+
 template <int D>
 void inv(const Kep8u* const* src, void* const* dst, int width, Kep8u alpha) {
     const __m128i a = _mm_set1_epi8(static_cast<char>(alpha));
     int x = 0;
+    // 3-byte pixels: sixteen per step, one pack per channel and whole 16-byte stores.
+    if (D == kCcDstRGB || D == kCcDstBGR) {
+        const __m128i zero = _mm_setzero_si128();
+        for (; x + 16 <= width; x += 16) {
+            const __m128i y = load16(src[0] + x), cb = load16(src[1] + x), cr = load16(src[2] + x);
+            __m128i r0, g0, b0, r1, g1, b1;
+            rgb8(widen(y), widen(cb), widen(cr), &r0, &g0, &b0);
+            rgb8(_mm_unpackhi_epi8(y, zero), _mm_unpackhi_epi8(cb, zero), _mm_unpackhi_epi8(cr, zero), &r1, &g1, &b1);
+            const __m128i r = _mm_packus_epi16(r0, r1), g = _mm_packus_epi16(g0, g1), b = _mm_packus_epi16(b0, b1);
+            store48(static_cast<Kep8u*>(dst[0]) + 3 * x, D == kCcDstBGR ? b : r, g, D == kCcDstBGR ? r : b);
+        }
+    }
     for (; x + 8 <= width; x += 8) {
         __m128i r = widen(load8(src[0] + x)), g = widen(load8(src[1] + x)), b = widen(load8(src[2] + x));
         if (D != kCcDstYCC) rgb8(r, g, b, &r, &g, &b);
@@ -332,12 +419,36 @@ inline __m128i colSums(const Kep8u* p, const Kep8u* q) {
     const __m128i a = widen(load8(p));
     return _mm_add_epi16(_mm_add_epi16(_mm_add_epi16(a, a), a), widen(load8(q)));
 }
-inline void tri22(const Kep8u* p, const Kep8u* q, Kep8u* d) {
-    const __m128i l = colSums(p - 1, q - 1), c = colSums(p, q), r = colSums(p + 1, q + 1);
+// The even and odd outputs (3 c + l + 8) >> 4 and (3 c + r + 7) >> 4 of column sums c and their
+// left and right neighbours l, r.
+inline void tri22Pair(__m128i c, __m128i l, __m128i r, __m128i* e, __m128i* o) {
     const __m128i c3 = _mm_add_epi16(_mm_add_epi16(c, c), c);
-    const __m128i e = _mm_srli_epi16(_mm_add_epi16(_mm_add_epi16(c3, l), _mm_set1_epi16(8)), 4);
-    const __m128i o = _mm_srli_epi16(_mm_add_epi16(_mm_add_epi16(c3, r), _mm_set1_epi16(7)), 4);
+    *e = _mm_srli_epi16(_mm_add_epi16(_mm_add_epi16(c3, l), _mm_set1_epi16(8)), 4);
+    *o = _mm_srli_epi16(_mm_add_epi16(_mm_add_epi16(c3, r), _mm_set1_epi16(7)), 4);
+}
+inline void tri22(const Kep8u* p, const Kep8u* q, Kep8u* d) {
+    __m128i e, o;
+    tri22Pair(colSums(p, q), colSums(p - 1, q - 1), colSums(p + 1, q + 1), &e, &o);
     store16(d, _mm_unpacklo_epi8(narrow(e), narrow(o)));
+}
+
+// Thirty-two triangle outputs d[2i..2i+31] from s[i-1..i+16]. The column sums 3 p + q come from
+// one pmaddubsw of the interleaved rows (weights 3, 1; at most 1020, no saturation). The sums at
+// i..i+15 give their neighbours i+1..i+8 and i+7..i+14 by palignr; only i-1..i+6 and i+9..i+16
+// need loads of their own.
+inline void tri22x32(const Kep8u* p, const Kep8u* q, Kep8u* d) {
+    const __m128i w31 = _mm_set1_epi16(0x0103);  // bytes 3, 1: 3 p + q from the pair (p, q)
+    const __m128i pc = load16(p), qc = load16(q);
+    const __m128i c0 = _mm_maddubs_epi16(_mm_unpacklo_epi8(pc, qc), w31);
+    const __m128i c1 = _mm_maddubs_epi16(_mm_unpackhi_epi8(pc, qc), w31);
+    const __m128i l0 = _mm_maddubs_epi16(_mm_unpacklo_epi8(load16(p - 1), load16(q - 1)), w31);
+    const __m128i r1 = _mm_maddubs_epi16(_mm_unpackhi_epi8(load16(p + 1), load16(q + 1)), w31);
+    __m128i e0, o0, e1, o1;
+    tri22Pair(c0, l0, _mm_alignr_epi8(c1, c0, 2), &e0, &o0);
+    tri22Pair(c1, _mm_alignr_epi8(c1, c0, 14), r1, &e1, &o1);
+    const __m128i e = _mm_packus_epi16(e0, e1), o = _mm_packus_epi16(o0, o1);
+    store16(d, _mm_unpacklo_epi8(e, o));
+    store16(d + 16, _mm_unpackhi_epi8(e, o));
 }
 
 void upPlane21(const Kep8u* s, Kep8u* d, int dw) {
@@ -347,6 +458,7 @@ void upPlane21(const Kep8u* s, Kep8u* d, int dw) {
 }
 void upPlane22(const Kep8u* p, const Kep8u* q, Kep8u* d, int dw) {
     int i = 0;
+    for (; 2 * i + 32 <= dw; i += 16) tri22x32(p + i, q + i, d + 2 * i);
     for (; 2 * i + 16 <= dw; i += 8) tri22(p + i, q + i, d + 2 * i);
     for (int j = 2 * i; j < dw; ++j) d[j] = ownUpPlane22At(p, q, j);
 }
@@ -362,6 +474,7 @@ void upRow21(const Kep8u* s, int n, int j0, int j1, Kep8u* d) {
 void upRow22(const Kep8u* p, const Kep8u* q, int n, int j0, int j1, Kep8u* d) {
     int j = j0;
     for (; j < j1 && (j < 2 || (j & 1)); ++j) d[j - j0] = ownUp22At(p, q, n, j);
+    for (; j + 32 <= j1 && j / 2 + 16 <= n - 1; j += 32) tri22x32(p + j / 2, q + j / 2, d + (j - j0));
     for (; j + 16 <= j1 && j / 2 + 8 <= n - 1; j += 16) tri22(p + j / 2, q + j / 2, d + (j - j0));
     for (; j < j1; ++j) d[j - j0] = ownUp22At(p, q, n, j);
 }

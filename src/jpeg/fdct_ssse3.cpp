@@ -78,12 +78,15 @@ inline __m128i row(__m128i y, int group) {
 // 2 hi + carry with carry = (lo + 16383 + (lo >> 15)) >> 15 = [lo >= 16385] + [lo >= 49152],
 // saturated; hi + (hi + carry) saturates exactly when 2 hi + carry does. The unsigned comparisons
 // are signed ones after flipping the top bit.
-// Small: every f is below 32768, so the signed high product needs no correction.
+// Small: every f is below 32768. Then |p| < 2^30 and pmulhrsw's (p + 16384) >> 15 fits 16 bits;
+// it differs from the rounding above only where bit 15 of p is clear and the low 15 bits are
+// 16384 (a tie that rounds down to the even quotient), that is where the low half of p is 0x4000.
 template <bool Small>
 inline __m128i quantize(__m128i x, __m128i f) {
+    if constexpr (Small)
+        return _mm_add_epi16(_mm_mulhrs_epi16(x, f), _mm_cmpeq_epi16(_mm_mullo_epi16(x, f), _mm_set1_epi16(0x4000)));
     const __m128i lo = _mm_xor_si128(_mm_mullo_epi16(x, f), _mm_set1_epi16(-32768));
-    __m128i hi = _mm_mulhi_epi16(x, f);
-    if constexpr (!Small) hi = _mm_add_epi16(hi, _mm_and_si128(x, _mm_srai_epi16(f, 15)));
+    const __m128i hi = _mm_add_epi16(_mm_mulhi_epi16(x, f), _mm_and_si128(x, _mm_srai_epi16(f, 15)));
     const __m128i ge16385 = _mm_cmpgt_epi16(lo, _mm_set1_epi16(16384 - 32768));
     const __m128i ge49152 = _mm_cmpgt_epi16(lo, _mm_set1_epi16(49151 - 32768));
     const __m128i carry = _mm_add_epi16(ge16385, ge49152);  // 0, -1 or -2
