@@ -50,14 +50,7 @@ Image& image(int quality) {
     static std::map<int, Image> cache;
     auto it = cache.find(quality);
     if (it != cache.end()) return it->second;
-    hufftest::MakeOptions o;
-    o.width = 1920;
-    o.height = 1200;
-    o.components = 3;
-    o.hSamp = 2;
-    o.vSamp = 2;
-    o.quality = quality;
-    o.seed = 7;
+    const hufftest::MakeOptions o = benchjpeg::imageOptions(quality);
     Image& im = cache[quality];
     im.file = hufftest::readJpeg(hufftest::makeJpeg(o));
     im.scan.assign(im.file.bytes.begin() + static_cast<long>(im.file.scanStart), im.file.bytes.end());

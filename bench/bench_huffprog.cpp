@@ -31,13 +31,7 @@ Progressive& progressive(int quality) {
     static std::map<int, Progressive> cache;
     auto it = cache.find(quality);
     if (it != cache.end()) return it->second;
-    hufftest::MakeOptions o;
-    o.width = 1920;
-    o.height = 1200;
-    o.components = 3;
-    o.hSamp = o.vSamp = 2;
-    o.quality = quality;
-    o.seed = 7;
+    const hufftest::MakeOptions o = benchjpeg::imageOptions(quality);
     Progressive& p = cache[quality];
     p.file = progtest::readProgressive(progtest::makeProgressiveJpeg(o));
     for (const auto& c : p.file.comps) {

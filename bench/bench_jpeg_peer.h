@@ -11,6 +11,19 @@
 
 namespace benchjpeg {
 
+// The photograph-sized test image both Huffman benchmarks code: 1920x1200, three components in
+// 4:2:0, at the given quality, always from the same seed.
+inline hufftest::MakeOptions imageOptions(int quality) {
+    hufftest::MakeOptions o;
+    o.width = 1920;
+    o.height = 1200;
+    o.components = 3;
+    o.hSamp = o.vSamp = 2;
+    o.quality = quality;
+    o.seed = 7;
+    return o;
+}
+
 // Seconds per image: kIsRate divides by the elapsed time, kInvert turns images/s into s/image.
 inline void perImage(benchmark::State& state) {
     state.counters["s/image"] = benchmark::Counter(static_cast<double>(state.iterations()),
