@@ -41,58 +41,63 @@ int ownPackBitsLiteral_ssse3(const Kep8u* s) {
 
 // ---- Decoder -----------------------------------------------------------------------------------
 //
-// Far from both ends of the buffers (at least 128 source bytes behind the header, so that a
-// literal of 128 bytes and a 16-byte load behind any header stay inside the source, and at least
-// 128 bytes of row left, so that any run fits) no run can fail, and the runs are moved without
-// checks; elsewhere, and until 16 bytes of the row are done, they go one at a time with the
-// reference's checks. Nothing is written past the bytes produced, so a call that fails later
-// leaves the row as the reference does.
+// Once 16 bytes of the row are done, while at least 129 source bytes lie behind the header (so
+// that a literal of 128 bytes and a 16-byte load behind any header stay inside the source) and
+// at least 15 before it (the load that ends a short literal starts up to 14 bytes before its
+// header), runs are moved 16 bytes at a time with one check each: that the run fits in the row.
+// Elsewhere they go one at a time with the reference's checks. Nothing is written past the bytes
+// produced, so a call that fails later leaves the row as the reference does.
 //
-// Short runs (literals of 1..16 bytes, replicates of 2..16) are one 16-byte store: the 16 bytes
-// that end where the run ends are the last 16 - r bytes already produced (kept in a register)
-// followed by the r bytes of the run, merged with two shuffles; the finished bytes are rewritten
-// with their own values. Longer runs use a fixed number of 16-byte moves at offsets
-// min(16k, r - 16) (four up to 64 bytes, else eight) instead of a loop whose exit the branch
-// predictor would miss on nearly every run.
+// The last 16 bytes produced are kept in a register. A run of r bytes ends with one 16-byte store
+// at d + r - 16: the kept bytes moved down by r (one shuffle) merged with the run's last bytes
+// (for r < 16 the finished bytes before d are rewritten with their own values). A literal longer
+// than 16 bytes first moves its body in 16-byte pieces from d; a long replicate writes a fixed
+// number of pieces at offsets min(16k, r - 16), since nearly every replicate on real rows is short
+// and a loop's exit would cost a mispredicted branch on the rare long one.
+//
+// Checking each run against the end of the row, rather than keeping 128 bytes of margin, keeps
+// the last runs of every row on this path as well; the row end is where most calls stop.
 
 namespace {
 
-struct alignas(16) ShortRun {
-    Kep8u keep[16];  // lane j <- produced byte j + r of the last 16 (0x80: zero)
-    Kep8u take[16];  // lane j <- literal byte j - (16 - r), or the replicated byte (0x80: zero)
+// For a run of r = 1..128 bytes: lane j of the new last-16 register is lane j + r of the old one
+// (keep; 0x80 gives zero when j + r >= 16), or for j >= 16 - r a byte of the run (mask).
+struct alignas(16) RunTail {
+    Kep8u keep[16];
+    Kep8u mask[16];
 };
 
-struct ShortRuns {
-    ShortRun h[31];  // headers -15..15
+struct RunTails {
+    RunTail r[kPackBitsMaxRun + 1];
 };
 
-constexpr ShortRuns makeShortRuns() {
-    ShortRuns t{};
-    for (int n = -15; n <= 15; ++n) {
-        ShortRun& e = t.h[n + 15];
-        const bool literal = n >= 0;
-        const int run = literal ? n + 1 : 1 - n;
+constexpr RunTails makeRunTails() {
+    RunTails t{};
+    for (int run = 1; run <= kPackBitsMaxRun; ++run) {
+        RunTail& e = t.r[run];
         for (int j = 0; j < 16; ++j) {
             e.keep[j] = static_cast<Kep8u>(j + run < 16 ? j + run : 0x80);
-            e.take[j] = static_cast<Kep8u>(j < 16 - run ? 0x80 : literal ? j - (16 - run) : 0);
+            e.mask[j] = static_cast<Kep8u>(j >= 16 - run ? 0xFF : 0x00);
         }
     }
     return t;
 }
 
-constexpr ShortRuns kShortRuns = makeShortRuns();
+constexpr RunTails kRunTails = makeRunTails();
 
 inline __m128i loadAligned(const Kep8u* p) { return _mm_load_si128(reinterpret_cast<const __m128i*>(p)); }
 inline void store(Kep8u* p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); }
 
-// Writes run = 16..128 bytes at d: the literal bytes at s, or v repeated; returns the last 16.
-template <bool kLiteral>
-inline __m128i putLong(Kep8u* d, const Kep8u* s, __m128i v, int run) {
+// The new last 16 bytes after a run of r bytes whose own last bytes are the high lanes of `run`.
+inline __m128i nextTail(__m128i tail, __m128i run, int r) {
+    const RunTail& e = kRunTails.r[r];
+    return _mm_or_si128(_mm_shuffle_epi8(tail, loadAligned(e.keep)), _mm_and_si128(run, loadAligned(e.mask)));
+}
+
+// Writes the replicate of v over d[0 .. run) for run = 17..128.
+inline void fillLong(Kep8u* d, __m128i v, int run) {
     const int last = run - 16;
-    auto piece = [&](int k) {
-        const int o = k < last ? k : last;
-        store(d + o, kLiteral ? load(s + o) : v);
-    };
+    auto piece = [&](int k) { store(d + (k < last ? k : last), v); };
     piece(0);
     piece(16);
     piece(32);
@@ -103,7 +108,6 @@ inline __m128i putLong(Kep8u* d, const Kep8u* s, __m128i v, int run) {
         piece(96);
         piece(112);
     }
-    return kLiteral ? load(s + last) : v;
 }
 
 }  // namespace
@@ -113,46 +117,39 @@ KepResult ownUnpackBitsRow_ssse3(const Kep8u* pSrc, int* pSrcCurrPos, int srcLen
     if (pos < 0 || pos >= srcLen) return kepErrPackBitsOverrun;  // nothing read: position kept
     int done = 0;
     for (;;) {
-        if (done >= 16 && srcLen - pos >= 129 && dstLen - done >= 128) {
+        if (done >= 16 && pos >= 15 && srcLen - pos >= 129) {
             // The next header's address is the one dependency from run to run. It is kept
             // behind a branch on the run's kind: a replicate moves it by a constant, so only
             // literals make it wait for the header's value (a select would make every run wait).
             const Kep8u* s = pSrc + pos;
             const Kep8u* const sEnd = pSrc + srcLen - 129;
             Kep8u* d = pDst + done;
-            Kep8u* const dEnd = pDst + dstLen - 128;
+            Kep8u* const dEnd = pDst + dstLen;
             __m128i tail = load(d - 16);
             do {
                 const int n = static_cast<int8_t>(*s);
-                const __m128i data = load(s + 1);
                 if (n >= 0) {
                     const int run = n + 1;
-                    if (n < 16) {
-                        const ShortRun& e = kShortRuns.h[n + 15];
-                        tail = _mm_or_si128(_mm_shuffle_epi8(tail, loadAligned(e.keep)),
-                                            _mm_shuffle_epi8(data, loadAligned(e.take)));
-                        store(d + run - 16, tail);
-                    } else {
-                        tail = putLong<true>(d, s + 1, data, run);
-                    }
+                    if (run > dEnd - d) break;  // does not fit: reported below
+                    const int last = run - 16;
+                    for (int o = 0; o < last; o += 16) store(d + o, load(s + 1 + o));
+                    tail = nextTail(tail, load(s + 1 + last), run);
+                    store(d + last, tail);
                     s += run + 1;
                     d += run;
                 } else if (n != -128) {
                     const int run = 1 - n;
-                    if (n >= -15) {
-                        const ShortRun& e = kShortRuns.h[n + 15];
-                        tail = _mm_or_si128(_mm_shuffle_epi8(tail, loadAligned(e.keep)),
-                                            _mm_shuffle_epi8(data, loadAligned(e.take)));
-                        store(d + run - 16, tail);
-                    } else {
-                        tail = putLong<false>(d, s + 1, _mm_shuffle_epi8(data, _mm_setzero_si128()), run);
-                    }
+                    if (run > dEnd - d) break;
+                    const __m128i v = _mm_shuffle_epi8(load(s + 1), _mm_setzero_si128());
+                    if (n < -15) fillLong(d, v, run);
+                    tail = nextTail(tail, v, run);
+                    store(d + run - 16, tail);
                     s += 2;
                     d += run;
                 } else {
                     s += 1;
                 }
-            } while (s <= sEnd && d <= dEnd);
+            } while (s <= sEnd && d < dEnd);
             pos = static_cast<int>(s - pSrc);
             done = static_cast<int>(d - pDst);
             if (done == dstLen) break;
