@@ -387,13 +387,12 @@ struct FastEncMQ : FastDist {
         const Kep32u qe = p & 0xFFFF;
         const Kep32u mps = ~(static_cast<Kep32u>(d) ^ (p >> 16)) & 1u;
         A -= qe;
-        if (mps & (A >> 15)) {  // A - Qe is below 0x10000
-            C += qe;
-            return d;
-        }
-        const Kep32u small = A < qe ? 1u : 0u;
+        Kep32u fast = mps & (A >> 15);  // A - Qe is below 0x10000
+        Kep32u small = A < qe ? 1u : 0u;
+        asm("" : "+r"(fast), "+r"(small));
         const ownfast::MqNext& e = ownfast::kMq.e[p >> 16];
-        cx[k] = mps ? e.nmps : e.nlps;
+        const Kep32u next = mps ? e.nmps : e.nlps;
+        cx[k] = fast ? p : next;
         const Kep32u keep = 0u - (mps ^ small);  // all ones: C gains Qe, A stays
         C += qe & keep;
         A = (A & keep) | (qe & ~keep);
