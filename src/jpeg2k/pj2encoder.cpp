@@ -378,10 +378,13 @@ struct FastEncMQ : FastDist {
         C <<= n;
         CT -= n;
     }
-    // T.800 CODEMPS / CODELPS, as ownMQEncode: one branch, on one bit, for an MPS that leaves
-    // bit 15 of A set (two tests would give the predictor the decision and the interval apart);
-    // past it the conditional exchange is selected with masks: C gains Qe and A keeps A - Qe
-    // when (MPS) != (A - Qe < Qe), else A becomes Qe.
+    // T.800 CODEMPS / CODELPS, as ownMQEncode, without a branch outside byte-out: the encoder's
+    // decisions are known to the pass, whose own branches never wait for A or C, so the MQ
+    // arithmetic runs alongside them instead of costing a mispredicted branch whenever an MPS
+    // and an LPS or renormalisation alternate. An MPS that leaves bit 15 of A set keeps its
+    // context (fast); otherwise the successor is taken. The conditional exchange: C gains Qe and
+    // A keeps A - Qe when (MPS) != (A - Qe < Qe), else A becomes Qe; renormalisation shifts by
+    // the leading zeros of A, none in the fast case.
     __attribute__((always_inline)) int code(int k, int d) {
         const Kep32u p = cx[k];
         const Kep32u qe = p & 0xFFFF;
@@ -389,7 +392,7 @@ struct FastEncMQ : FastDist {
         A -= qe;
         Kep32u fast = mps & (A >> 15);  // A - Qe is below 0x10000
         Kep32u small = A < qe ? 1u : 0u;
-        asm("" : "+r"(fast), "+r"(small));
+        asm("" : "+r"(fast), "+r"(small));  // opaque: kept as data, not turned into branches
         const ownfast::MqNext& e = ownfast::kMq.e[p >> 16];
         const Kep32u next = mps ? e.nmps : e.nlps;
         cx[k] = fast ? p : next;
