@@ -265,22 +265,23 @@ struct FastDist {
     bool exact = false;
     Kep64s sum = 0;
     double dist = 0;
+    // The error left when m is known down to plane bp: it is reconstructed at
+    // (m >> bp << bp) + 2^(bp-1).
+    static Kep64s errorAt(Kep32u m, int bp) { return static_cast<Kep64s>(m & ((1u << bp) - 1)) - (bp > 0 ? 1 << (bp - 1) : 0); }
     __attribute__((always_inline)) void significant(Kep32u m, int bp) {
         if (!exact) {
             dist += distortionDrop(m, bp, false);
             return;
         }
-        // Known down to plane bp: reconstructed at (m >> bp << bp) + 2^(bp-1); before: 0.
-        const Kep64s after = static_cast<Kep64s>(m & ((1u << bp) - 1)) - (bp > 0 ? 1 << (bp - 1) : 0);
-        sum += static_cast<Kep64s>(m) * m - after * after;
+        const Kep64s after = errorAt(m, bp);
+        sum += static_cast<Kep64s>(m) * m - after * after;  // before: the whole of m
     }
     __attribute__((always_inline)) void refined(Kep32u m, int bp) {
         if (!exact) {
             dist += distortionDrop(m, bp, true);
             return;
         }
-        const Kep64s before = static_cast<Kep64s>(m & ((2u << bp) - 1)) - (1 << bp);
-        const Kep64s after = static_cast<Kep64s>(m & ((1u << bp) - 1)) - (bp > 0 ? 1 << (bp - 1) : 0);
+        const Kep64s before = errorAt(m, bp + 1), after = errorAt(m, bp);
         sum += before * before - after * after;
     }
     double total() const { return exact ? static_cast<double>(sum) : dist; }
