@@ -539,6 +539,33 @@ TEST(J2kEncoder, SegmentsRatesAndDistortions) {
     }
 }
 
+// The fast passes sum the distortion decreases in 64-bit integers while that is exact, else in
+// doubles: on both sides of that switch, with magnitudes near the top of the range (the largest
+// squares and sums), the per-pass figures equal the generic passes' bit for bit.
+TEST(J2kEncoder, DistortionsExactAtTheIntegerSumLimit) {
+    Rng rng(kepcheck::seed() + 11);
+    struct Shape {
+        int w, h, planes;
+    };
+    for (const Shape sh : {Shape{64, 64, 20}, Shape{64, 64, 21}, Shape{256, 256, 18}, Shape{256, 256, 19}, Shape{1, 1, 26},
+                           Shape{1, 3, 26}, Shape{1, 1, 27}}) {
+        std::vector<Kep32s> c(static_cast<size_t>(sh.w) * sh.h);
+        const Kep32u top = (1u << sh.planes) - 1;
+        for (auto& v : c) v = static_cast<Kep32s>((top - static_cast<Kep32u>(rng.range(0, 3)) * (top >> 3)) | (rng.chance(50) ? 0x80000000u : 0u));
+        float dist[2][93] = {};
+        int np[2] = {};
+        for (int k = 0; k < 2; ++k) {
+            EncState es({sh.w, sh.h});
+            int sf = 0, nt = 0;
+            const auto load = k ? ownpj_EncodeLoadCodeBlockRef_JPEG2K : kepiEncodeLoadCodeBlock_JPEG2K_32s_C1R;
+            ASSERT_EQ(kepOk, load(c.data(), sh.w * 4, {sh.w, sh.h}, es.p, 3, sh.planes, kepMQTermFlush, 0, &sf, &np[k], &nt));
+            for (int p = 0; p < np[k]; ++p) ASSERT_EQ(kepOk, kepiEncodeGetDist_JPEG2K(es.p, p, &dist[k][p]));
+        }
+        ASSERT_EQ(np[0], np[1]);
+        for (int p = 0; p < np[0]; ++p) EXPECT_EQ(dist[1][p], dist[0][p]) << sh.w << "x" << sh.h << ", " << sh.planes << " planes, pass " << p;
+    }
+}
+
 TEST(J2kEncoder, ArgumentChecksAndStoreBits) {
     KepiEncodeState_JPEG2K* st = nullptr;
     EXPECT_EQ(kepErrNullPtr, kepiEncodeInitAlloc_JPEG2K(nullptr, {4, 4}));

@@ -19,11 +19,17 @@ struct MqDecoder {
     Kep32s length;
     Kep32s position;
     Kep32u A, C, CT, endReached;
+    Kep32u D;  // max(C >> 16, 0x7FFF): the cheap MPS case is exactly A - Qe > D
     Kep32u cx[OWN_MQ_CONTEXTS];
 
     explicit MqDecoder(const OwnMQDecoder* d)
         : data(d->data), length(d->length), position(d->position), A(d->A), C(d->C), CT(d->CT), endReached(d->endReached) {
+        setD();
         ownfast::packContexts(cx, d->I, d->MPS);
+    }
+    __attribute__((always_inline)) void setD() {
+        const Kep32u hi = C >> 16;
+        D = hi > 0x7FFFu ? hi : 0x7FFFu;
     }
     void store(OwnMQDecoder* d) const {
         d->position = position;
@@ -74,26 +80,34 @@ struct MqDecoder {
         CT -= n;
     }
 
-    // T.800 DECODE with conditional exchange, as mqDecoderDecode: one branch for the MPS
-    // sub-interval without renormalisation; past it the sub-interval and the exchange are
-    // selected without branching (on high-rate code-blocks most decisions get there, and which
-    // way they go cannot be predicted): the decision is MPS ^ (lps ^ exchange), and the LPS
-    // successor is taken exactly when that decision is the LPS.
+    // T.800 DECODE with conditional exchange, as mqDecoderDecode: one compare for the MPS
+    // sub-interval without renormalisation (the code value below A - Qe and A - Qe still at
+    // least 0x8000: both at once as A - Qe > D, D refreshed whenever C changes, which is only
+    // on the other path); past it the sub-interval and the exchange are selected without
+    // branching (on high-rate code-blocks most decisions get there, and which way they go
+    // cannot be predicted): the decision is MPS ^ (lps ^ exchange), and the LPS successor is
+    // taken exactly when that decision is the LPS.
     __attribute__((always_inline)) int code(int k, int) {
         const Kep32u p = cx[k];
         const Kep32u qe = p & 0xFFFF, mps = (p >> 16) & 1;
         const Kep32u a = A - qe;
-        const bool lps = (C >> 16) >= a;
-        if (!lps && (a & 0x8000)) {
+        if (a > D) {
             A = a;
             return static_cast<int>(mps);
         }
-        const bool flip = lps != (a < qe);
+        Kep32u lps = (C >> 16) >= a ? 1u : 0u;
+        Kep32u flip = lps ^ (a < qe ? 1u : 0u);
+        // Opaque to the optimiser: told that they are 0 or 1, it duplicates the rest of the
+        // pass for each value behind a branch that cannot be predicted.
+        asm("" : "+r"(lps), "+r"(flip));
         const ownfast::MqNext& e = ownfast::kMq.e[p >> 16];
         cx[k] = flip ? e.nlps : e.nmps;
-        C -= lps ? a << 16 : 0u;
-        A = lps ? qe : a;
+        // Masks, not selects: left to itself the compiler branches on lps here.
+        const Kep32u lpsMask = 0u - lps;
+        C -= (a << 16) & lpsMask;
+        A = (qe & lpsMask) | (a & ~lpsMask);
         renorm();
+        setD();
         return static_cast<int>(mps ^ static_cast<Kep32u>(flip));
     }
 };

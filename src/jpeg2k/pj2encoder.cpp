@@ -255,6 +255,43 @@ struct EncBase {
     void refined(Kep32u m, int bp) { dist += distortionDrop(m, bp, true); }
 };
 
+// The same decreases for the fast passes. While every term and every partial sum is an integer
+// below 2^53 (magnitudes below 2^planes, at most 2^(53 - 2 * planes) coefficients: each square
+// stays below 2^(2 * planes)), the double arithmetic above is exact and equals a sum in 64-bit
+// integers, which is several times cheaper and does not chain the additions through a 4-cycle
+// floating-point latency. Deeper blocks keep the double form.
+struct FastDist {
+    static constexpr bool kEncode = true;
+    bool exact = false;
+    Kep64s sum = 0;
+    double dist = 0;
+    // The error left when m is known down to plane bp: it is reconstructed at
+    // (m >> bp << bp) + 2^(bp-1).
+    static Kep64s errorAt(Kep32u m, int bp) { return static_cast<Kep64s>(m & ((1u << bp) - 1)) - (bp > 0 ? 1 << (bp - 1) : 0); }
+    __attribute__((always_inline)) void significant(Kep32u m, int bp) {
+        if (!exact) {
+            dist += distortionDrop(m, bp, false);
+            return;
+        }
+        const Kep64s after = errorAt(m, bp);
+        sum += static_cast<Kep64s>(m) * m - after * after;  // before: the whole of m
+    }
+    __attribute__((always_inline)) void refined(Kep32u m, int bp) {
+        if (!exact) {
+            dist += distortionDrop(m, bp, true);
+            return;
+        }
+        const Kep64s before = errorAt(m, bp + 1), after = errorAt(m, bp);
+        sum += before * before - after * after;
+    }
+    double total() const { return exact ? static_cast<double>(sum) : dist; }
+};
+
+// Whether FastDist may sum in integers for a w x h block of the given number of planes.
+bool exactDistortion(int w, int h, int planes) {
+    return planes <= 26 && static_cast<Kep64u>(w) * static_cast<Kep64u>(h) <= (1ull << (53 - 2 * planes));
+}
+
 struct EncMQ : EncBase {
     static constexpr bool kRaw = false;
     OwnMQEncoder* e;
@@ -279,7 +316,7 @@ struct EncRaw : EncBase {
 
 // The MQ encoder of the segment in locals while a fast pass (pj2fastpasses.h) runs, so that A,
 // C and CT live in registers; the same arithmetic as ownMQEncode and its BYTEOUT.
-struct FastEncMQ : EncBase {
+struct FastEncMQ : FastDist {
     static constexpr bool kRaw = false;
     Kep32u B, skipFirst, A, C, CT;
     Kep8u* out;
@@ -342,30 +379,34 @@ struct FastEncMQ : EncBase {
         C <<= n;
         CT -= n;
     }
-    // T.800 CODEMPS / CODELPS, as ownMQEncode: one branch for an MPS that leaves bit 15 of A
-    // set; past it the conditional exchange is selected without branching: C gains Qe and A
-    // keeps A - Qe when (MPS) != (A - Qe < Qe), else A becomes Qe.
+    // T.800 CODEMPS / CODELPS, as ownMQEncode, without a branch outside byte-out: the encoder's
+    // decisions are known to the pass, whose own branches never wait for A or C, so the MQ
+    // arithmetic runs alongside them instead of costing a mispredicted branch whenever an MPS
+    // and an LPS or renormalisation alternate. An MPS that leaves bit 15 of A set keeps its
+    // context (fast); otherwise the successor is taken. The conditional exchange: C gains Qe and
+    // A keeps A - Qe when (MPS) != (A - Qe < Qe), else A becomes Qe; renormalisation shifts by
+    // the leading zeros of A, none in the fast case.
     __attribute__((always_inline)) int code(int k, int d) {
         const Kep32u p = cx[k];
         const Kep32u qe = p & 0xFFFF;
-        const bool mps = static_cast<Kep32u>(d) == ((p >> 16) & 1);
+        const Kep32u mps = ~(static_cast<Kep32u>(d) ^ (p >> 16)) & 1u;
         A -= qe;
-        if (mps && (A & 0x8000)) {
-            C += qe;
-            return d;
-        }
-        const bool small = A < qe;
+        Kep32u fast = mps & (A >> 15);  // A - Qe is below 0x10000
+        Kep32u small = A < qe ? 1u : 0u;
+        asm("" : "+r"(fast), "+r"(small));  // opaque: kept as data, not turned into branches
         const ownfast::MqNext& e = ownfast::kMq.e[p >> 16];
-        cx[k] = mps ? e.nmps : e.nlps;
-        C += mps != small ? qe : 0u;
-        A = mps == small ? qe : A;
+        const Kep32u next = mps ? e.nmps : e.nlps;
+        cx[k] = fast ? p : next;
+        const Kep32u keep = 0u - (mps ^ small);  // all ones: C gains Qe, A stays
+        C += qe & keep;
+        A = (A & keep) | (qe & ~keep);
         renorm();
         return d;
     }
 };
 
 // The raw writer in locals for a fast pass, as ownRawWriteBit.
-struct FastEncRaw : EncBase {
+struct FastEncRaw : FastDist {
     static constexpr bool kRaw = true;
     Kep32u acc;
     Kep32s free;
@@ -451,16 +492,17 @@ namespace {
 // One pass with the coder record r (OwnMQEncoder or OwnRawWriter): the fast passes with the
 // record in locals (Fast), or (kRef) the generic passes with the plain coder calls (Plain).
 template <bool kRef, class Plain, class Fast, class Record>
-double codePass(const OwnCBPlane& b, Record* r, int kind, int bp, int flags) {
+double codePass(const OwnCBPlane& b, Record* r, int kind, int bp, int flags, bool exact) {
     if constexpr (kRef) {
         Plain c(r);
         return runPass(b, c, kind, bp, flags);
     } else {
         Fast c(r);
+        c.exact = exact;
         ownfast::runPass(c, b, kind == kPassCleanup ? ownfast::kCleanup : kind == kPassSigProp ? ownfast::kSigProp : ownfast::kRefine,
                          bp, flags);
         c.store(r);
-        return c.dist;
+        return c.total();
     }
 }
 
@@ -497,6 +539,7 @@ KepResult loadCodeBlock(const Kep32s* pSrc, int srcStep, KepiSize codeBlockSize,
     const OwnCBPlane b = {const_cast<Kep32s*>(pSrc), srcStep, codeBlockSize.width, codeBlockSize.height, s->stateBuf,
                           s->pitchE, ownZeroCodingLUT(subband)};
     const int passFlags = codeStyleFlags & (OWN_CB_VCAUSAL | OWN_CB_RESET | OWN_CB_SEGSYM);
+    const bool exact = exactDistortion(codeBlockSize.width, codeBlockSize.height, planes);
     ownMQResetContexts(s->mq.I, s->mq.MPS);
     s->total = 0;
     s->delivered = 0;
@@ -524,9 +567,9 @@ KepResult loadCodeBlock(const Kep32s* pSrc, int srcStep, KepiSize codeBlockSize,
             }
             double dist;
             if (raw) {
-                dist = codePass<kRef, EncRaw, FastEncRaw>(b, &s->raw, kind, bp, passFlags & OWN_CB_VCAUSAL);
+                dist = codePass<kRef, EncRaw, FastEncRaw>(b, &s->raw, kind, bp, passFlags & OWN_CB_VCAUSAL, exact);
             } else {
-                dist = codePass<kRef, EncMQ, FastEncMQ>(b, &s->mq, kind, bp, passFlags);
+                dist = codePass<kRef, EncMQ, FastEncMQ>(b, &s->mq, kind, bp, passFlags, exact);
             }
             s->passDist[pass] = static_cast<Kep32f>(dist);
             s->passSegment[pass] = s->nSegments;

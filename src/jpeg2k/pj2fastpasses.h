@@ -163,7 +163,9 @@ __attribute__((always_inline)) static inline void sigPropRow(Coder& c, const Own
                                                              int bp, Kep32u lastMask) {
     Kep16u* cur = rowHalf(c0, b.pitchE, j);
     const Kep32u w = seen(*cur, j, lastMask);
-    if ((w & OWN_ST_SIG) || !(w & 0xFF)) return;
+    // Not significant with a significant neighbour, in one test: bit 8 of (w & 0xFF) + 0xFF is
+    // set exactly when some neighbour bit is.
+    if (!(((w & 0xFF) + 0xFF) & ~w & OWN_ST_SIG)) return;
     const int bit = c.code(static_cast<int>(b.lut[w & 0xFF]), sourceBit<Coder>(coef, bp));
     *cur = static_cast<Kep16u>(*cur | OWN_ST_VISIT);
     if (bit) codeSignificance(c, cur, j, b.pitchE, coef, w, bp);
@@ -175,11 +177,14 @@ __attribute__((always_inline)) static inline void refineRow(Coder& c, const OwnC
     Kep16u* cur = rowHalf(c0, b.pitchE, j);
     const Kep32u w = seen(*cur, j, lastMask);
     if ((w & (OWN_ST_SIG | OWN_ST_VISIT)) != OWN_ST_SIG) return;
-    const int cx = (w & OWN_ST_REFINED) ? OWN_CX_REFINE + 2 : OWN_CX_REFINE + ((w & 0xFF) ? 1 : 0);
+    // Context 18 once refined, else 17 with a significant neighbour, 16 without; arithmetic,
+    // as a branch here would follow the data.
+    const Kep32u refined = (w / OWN_ST_REFINED) & 1, nb = (((w & 0xFF) + 0xFF) >> 8) & 1;
+    const int cx = OWN_CX_REFINE + static_cast<int>((refined << 1) | (nb & ~refined));
     const int bit = c.code(cx, sourceBit<Coder>(coef, bp));
     *cur = static_cast<Kep16u>(*cur | OWN_ST_REFINED);
     if constexpr (Coder::kEncode) c.refined(static_cast<Kep32u>(*coef) & 0x7FFFFFFFu, bp);
-    else if (bit) *coef = static_cast<Kep32s>(static_cast<Kep32u>(*coef) | (1u << bp));
+    else *coef = static_cast<Kep32s>(static_cast<Kep32u>(*coef) | (static_cast<Kep32u>(bit) << bp));
 }
 
 // found: the row became significant through the run-length mode (its sign comes next).

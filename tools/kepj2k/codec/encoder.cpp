@@ -2,6 +2,8 @@
 // (F) of the library, quantization (E.1), code-blocks coded by the library's encoder (D), post-
 // compression rate-distortion optimisation over the passes the encoder reports, packet headers
 // with tag trees (B.10) in the five progression orders (B.12), and the marker segments (A).
+#include <emmintrin.h>
+
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -380,6 +382,32 @@ void Encoder::buildTile(Tile& t, int index) {
     }
 }
 
+// Reversible coefficients to sign-magnitude in place, four at a time: the magnitude is
+// (v ^ s) - s with s the sign spread over the word (also for INT32_MIN, whose magnitude bit 31
+// the caller's mask drops), the sign bit OR-ed back on top. Returns the OR of the magnitudes.
+std::uint32_t signMagnitude(std::int32_t* row, int w) {
+    __m128i acc = _mm_setzero_si128();
+    const __m128i top = _mm_set1_epi32(std::int32_t(0x80000000u));
+    int x = 0;
+    for (; x + 4 <= w; x += 4) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(row + x));
+        const __m128i sign = _mm_srai_epi32(v, 31);
+        const __m128i m = _mm_sub_epi32(_mm_xor_si128(v, sign), sign);
+        acc = _mm_or_si128(acc, m);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(row + x), _mm_or_si128(m, _mm_and_si128(sign, top)));
+    }
+    acc = _mm_or_si128(acc, _mm_shuffle_epi32(acc, 0x4E));
+    acc = _mm_or_si128(acc, _mm_shuffle_epi32(acc, 0xB1));
+    std::uint32_t all = std::uint32_t(_mm_cvtsi128_si32(acc));
+    for (; x < w; ++x) {
+        const std::int32_t v = row[x];
+        const std::uint32_t m = v < 0 ? std::uint32_t(0) - std::uint32_t(v) : std::uint32_t(v);
+        all |= m;
+        row[x] = std::int32_t(m | (v < 0 ? 0x80000000u : 0));
+    }
+    return all;
+}
+
 // Samples of the tile, DC level shifted (T.800 G.1), then the forward component transform.
 void Encoder::transformComponent(Tile& t, int c) {
     TileComp& tc = t.comps[std::size_t(c)];
@@ -413,12 +441,7 @@ void Encoder::transformComponent(Tile& t, int c) {
                         row[x] = std::int32_t(m | (v < 0 && m ? 0x80000000u : 0));
                     }
                 } else {
-                    for (int x = 0; x < w; ++x) {
-                        const std::int32_t v = row[x];
-                        const std::uint32_t m = v < 0 ? std::uint32_t(0) - std::uint32_t(v) : std::uint32_t(v);
-                        all |= m;
-                        row[x] = std::int32_t(m | (v < 0 ? 0x80000000u : 0));
-                    }
+                    all |= signMagnitude(row, w);
                 }
             }
             b.bits = bitsOf(all & 0x7FFFFFFFu);
