@@ -288,6 +288,63 @@ TEST(HuffEquivalence, FastKernelsTakeTypicalBlocksAndDeclineTheRest) {
         });
 }
 
+// The fast encoder finds an AC value of -32768 (no symbol) for the whole block before it starts,
+// but still codes a DC of -32768; and it reads back the last data byte for the state, also when
+// the block ends with a stuffed 0xFF.
+TEST(HuffEquivalence, FastEncoderEdgesOfTheBlock) {
+    struct Run {
+        Kep8u dst[600];
+        int pos;
+        Kep16s lastDC;
+        KepiEncodeHuffmanState st;
+    };
+    Table dc;  // categories 0..16
+    dc.bits[4] = 17;
+    for (int i = 0; i < 17; ++i) dc.vals[i] = static_cast<Kep8u>(i);
+    const KepiEncodeHuffmanSpec dcSpec = hufftest::encSpec(dc), acSpec = hufftest::encSpec(hufftest::standardTable(2));
+    // Fast path when it takes the block, careful path alone, then the same results.
+    auto both = [&](const Kep16s* b, const KepiEncodeHuffmanState& st0, bool* taken) {
+        Run f = {}, c = {};
+        f.st = c.st = st0;
+        *taken = ownHuffEncodeBlock_fast(b, {f.dst, 600, &f.pos}, &f.lastDC, &dcSpec, &acSpec, &f.st);
+        const KepResult r = ownHuffEncodeBlock_careful(b, {c.dst, 600, &c.pos}, &c.lastDC, &dcSpec, &acSpec, &c.st);
+        if (*taken) {
+            EXPECT_EQ(kepOk, r);
+            EXPECT_EQ(0, memcmp(&f, &c, sizeof f));
+        } else {
+            EXPECT_EQ(0, f.pos);  // declined before touching anything
+            EXPECT_EQ(0, f.lastDC);
+            EXPECT_EQ(0, memcmp(&f.st, &st0, sizeof st0));
+        }
+        return c;
+    };
+    Kep16s b[64] = {};
+    b[0] = -32768;
+    b[1] = 5;
+    bool taken;
+    both(b, KepiEncodeHuffmanState{}, &taken);
+    EXPECT_TRUE(taken);
+    b[kepcheck::Rng(kepcheck::seed()).range(1, 63)] = -32768;
+    both(b, KepiEncodeHuffmanState{}, &taken);
+    EXPECT_FALSE(taken);
+
+    // Blocks until one ends with a stuffed 0xFF, after a state whose last byte is different.
+    Rng rng(kepcheck::seed());
+    KepiEncodeHuffmanState st0 = {};
+    st0.bitBuffer = 0x12u << 24;
+    int endsStuffed = 0;
+    for (int n = 0; n < 20000 && endsStuffed < 3; ++n) {
+        for (int i = 0; i < 64; ++i) b[i] = static_cast<Kep16s>(rng.chance(30) ? rng.range(-40, 40) : 0);
+        const Run c = both(b, st0, &taken);
+        ASSERT_TRUE(taken);
+        if (c.pos >= 2 && c.dst[c.pos - 1] == 0 && c.dst[c.pos - 2] == 0xFF) {
+            ++endsStuffed;
+            EXPECT_EQ(0xFFu, static_cast<Kep32u>(c.st.bitBuffer) >> 24);
+        }
+    }
+    EXPECT_EQ(3, endsStuffed);
+}
+
 // Real scans block by block: the fast decoder (careful path where it declines) and the careful
 // path alone stay in step, state for state, across stuffed 0xFF bytes and up to the end of the scan,
 // and the fast decoder takes nearly every block, stuffed bytes included.

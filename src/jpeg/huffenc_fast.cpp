@@ -1,10 +1,12 @@
 // Fast whole-block baseline encoder. SSSE3 puts the block in zigzag order up front (byte
 // shuffles of the eight rows) and derives, for all 64 coefficients at once, the mask of the
 // nonzero ones, their categories (from the exponent of |v| converted to float) and their extra
-// bits (v, or v - 1 when negative). The run-length loop then visits only the nonzero
-// coefficients, with two loads each, so the chain from one symbol to the next is short. The bits
-// collect in a 64-bit register from which eight bytes at a time go out when none of them is
-// 0xFF. It produces the same bytes and the same final state as the bit writer of pjenchuff.cpp.
+// bits (v, or v - 1 when negative); an AC value of -32768, which has no symbol, is found there
+// once for the block. The run-length loop then visits only the nonzero coefficients, with two
+// loads each, so the chain from one symbol to the next is short, and it keeps nothing in
+// registers that it does not use (the last byte stored is read back at the end). The bits collect
+// in a 64-bit register from which eight bytes at a time go out when none of them is 0xFF. It
+// produces the same bytes and the same final state as the bit writer of pjenchuff.cpp.
 
 #include <tmmintrin.h>
 
@@ -16,15 +18,13 @@ using namespace ownhuffzz;
 namespace {
 
 struct Writer {
-    Kep64u acc;    // pending bits, most significant first, in the low 64 - free bits
-    int free;      // 64 - number of pending bits
-    Kep8u* out;    // next byte to store
-    Kep32u last;   // last data byte stored (bits 24..31 of the careful path's word)
+    Kep64u acc;  // pending bits, most significant first, in the low 64 - free bits
+    int free;    // 64 - number of pending bits
+    Kep8u* out;  // next byte to store
 
     void byte(Kep32u b) {
         *out++ = static_cast<Kep8u>(b);
         if (b == 0xFF) *out++ = 0;
-        last = b;
     }
     // Stores the eight bytes of a full accumulator.
     void flush8(Kep64u w) {
@@ -34,7 +34,6 @@ struct Writer {
             const Kep64u be = __builtin_bswap64(w);
             memcpy(out, &be, 8);
             out += 8;
-            last = static_cast<Kep32u>(w & 0xFF);
         } else {
             for (int sh = 56; sh >= 0; sh -= 8) byte(static_cast<Kep32u>(w >> sh) & 0xFF);
         }
@@ -70,7 +69,6 @@ struct Writer {
             const Kep64u merged = (be & mine) | (old & ~mine);
             memcpy(out, &merged, 8);
             out += n;
-            last = static_cast<Kep32u>(top >> (64 - 8 * n)) & 0xFF;
             return bits & 7;
         }
         return finishBytewise(bits);
@@ -79,11 +77,24 @@ struct Writer {
         for (; bits >= 8; bits -= 8) byte(static_cast<Kep32u>(acc >> (bits - 8)) & 0xFF);
         return bits;
     }
+    // The last data byte stored since `start` (a stuffed zero stands for the 0xFF before it), or
+    // `before` when nothing was stored; read back at the end rather than kept in a register
+    // through the loop. Every 0xFF this writer stores is followed by its zero, so a zero after an
+    // 0xFF is always a stuffed one.
+    Kep32u lastData(const Kep8u* start, Kep32u before) const {
+        if (out == start) return before;
+        if (out - start >= 2 && out[-1] == 0 && out[-2] == 0xFF) return 0xFF;
+        return out[-1];
+    }
 };
 
-inline int category(Kep32s v) {
-    const Kep32u a = static_cast<Kep32u>(v < 0 ? -v : v);
-    return a ? 32 - __builtin_clz(a) : 0;
+// Index of the lowest set bit of m (nonzero) as a 64-bit value, so that no sign or zero
+// extension follows before it indexes a table. REP BSF is TZCNT where that exists and BSF
+// elsewhere; both give the same index for a nonzero m.
+inline size_t lowestSet(Kep64u m) {
+    size_t k;
+    __asm__("rep bsf %1, %0" : "=r"(k) : "rm"(m) : "cc");
+    return k;
 }
 
 // Tables of the run-length loop, in one object so that one base register reaches both.
@@ -116,9 +127,10 @@ inline __m128i exponents(__m128i a) {
 }
 
 // Fills pr and returns the mask with bit k set when zigzag coefficient k is nonzero (category
-// above 0).
-__attribute__((always_inline)) inline Kep64u prepare(const Kep16s* p, Prepared* pr) {
+// above 0); *big is set when an AC coefficient is -32768 (category 16, the only one with bit 4).
+__attribute__((always_inline)) inline Kep64u prepare(const Kep16s* p, Prepared* pr, bool* big) {
     __m128i cat[4];
+#pragma GCC unroll 4  // unrolled, the four groups of 16 overlap
     for (int i = 0; i < 4; ++i) {
         const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * i));
         const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * i + 8));
@@ -133,6 +145,10 @@ __attribute__((always_inline)) inline Kep64u prepare(const Kep16s* p, Prepared* 
     _mm_store_si128(reinterpret_cast<__m128i*>(pr->category + 16), c1);
     _mm_store_si128(reinterpret_cast<__m128i*>(pr->category + 32), c2);
     _mm_store_si128(reinterpret_cast<__m128i*>(pr->category + 48), c3);
+    // Bit 4 of the categories of positions 1..63, moved to the top bit of each byte.
+    const __m128i ac0 = _mm_and_si128(c0, _mm_setr_epi8(0, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1));
+    const __m128i any = _mm_or_si128(_mm_or_si128(ac0, c1), _mm_or_si128(c2, c3));
+    *big = _mm_movemask_epi8(_mm_slli_epi16(any, 3)) != 0;
     zero |= static_cast<Kep64u>(static_cast<Kep16u>(_mm_movemask_epi8(_mm_cmpeq_epi8(c0, z))));
     zero |= static_cast<Kep64u>(static_cast<Kep16u>(_mm_movemask_epi8(_mm_cmpeq_epi8(c1, z)))) << 16;
     zero |= static_cast<Kep64u>(static_cast<Kep16u>(_mm_movemask_epi8(_mm_cmpeq_epi8(c2, z)))) << 32;
@@ -147,43 +163,46 @@ __attribute__((always_inline)) inline bool encodeFast(const Kep16s* pSrc, const 
     if (pos0 < 0 || dst.len - pos0 < kOwnHuffFastEncodeRoom) return false;
 
     Prepared pr;
-    const Kep64u nonzero = prepare(pSrc, &pr);
+    bool big;
+    const Kep64u nonzero = prepare(pSrc, &pr, &big);
+    // Category 16 (-32768) has no AC symbol: the careful path.
+    if (__builtin_expect(big, 0)) return false;
 
+    const int count0 = st->bitCount;
+    const Kep32u word0 = static_cast<Kep32u>(st->bitBuffer);
     Writer w;
-    w.free = 64 - st->bitCount;
-    w.acc = (static_cast<Kep32u>(st->bitBuffer) >> (24 - st->bitCount)) & ((1u << st->bitCount) - 1);
+    w.free = 64 - count0;
+    w.acc = (word0 >> (24 - count0)) & ((1u << count0) - 1);
     w.out = dst.p + pos0;
-    w.last = static_cast<Kep32u>(st->bitBuffer) >> 24;
 
     const Kep32s diff = static_cast<Kep32s>(pSrc[0]) - *pLastDC;
-    int s = category(diff);
+    const unsigned s = static_cast<unsigned>(ownHuffCategory(diff));  // a table: BSR is slow on some processors
     Kep32u e = dc->entry[s];
     if ((e >> 16) == 0) return false;
-    w.put(((e & 0xFFFF) << s) | ownHuffExtraBits(diff, s), static_cast<int>(e >> 16) + s);  // up to 16 + 16 bits
+    w.put(((e & 0xFFFF) << s) | ownHuffExtraBits(diff, static_cast<int>(s)), static_cast<int>((e >> 16) + s));  // up to 16 + 16 bits
 
-    const Kep32u zrl = ac->entry[0xF0];
-    unsigned prev = 0;
-    for (Kep64u m = nonzero >> 1 << 1; m; m &= m - 1) {
-        const unsigned k = static_cast<unsigned>(__builtin_ctzll(m));
-        unsigned run = k - prev - 1;
-        prev = k;
+    const Kep32u* __restrict acEntry = ac->entry;
+    size_t next = 1;  // zigzag position after the last coefficient coded
+    for (Kep64u m = nonzero & ~1ull; m; m &= m - 1) {
+        const size_t k = lowestSet(m);
+        size_t run = k - next;
+        next = k + 1;
         if (__builtin_expect(run > 15, 0)) {
+            const Kep32u zrl = acEntry[0xF0];
             if ((zrl >> 16) == 0) return false;
-            for (unsigned z = run >> 4; z; --z) w.put(zrl & 0xFFFF, static_cast<int>(zrl >> 16));
+            for (size_t z = run >> 4; z; --z) w.put(zrl & 0xFFFF, static_cast<int>(zrl >> 16));
             run &= 15;
         }
-        // Category 16 (-32768) has no AC symbol: the careful path.
-        const unsigned cat = pr.category[k];
-        if (__builtin_expect(cat > 15, 0)) return false;
-        e = ac->entry[run * 16 + cat];
+        const size_t cat = pr.category[k];
+        e = acEntry[run * 16 + cat];
         const unsigned len = e >> 16;
         if (__builtin_expect(len == 0, 0)) return false;
         // Code and extra bits together, at most 16 + 15 bits.
         const Kep32u extra = static_cast<Kep32u>(pr.extra[kLoop.natural[k]]) & kLoop.lowBits[cat];
         w.put(((e & 0xFFFF) << cat) | extra, static_cast<int>(len + cat));
     }
-    if (prev != 63) {
-        e = ac->entry[0x00];
+    if (next != 64) {
+        e = acEntry[0x00];
         if ((e >> 16) == 0) return false;
         w.put(e & 0xFFFF, static_cast<int>(e >> 16));
     }
@@ -191,7 +210,7 @@ __attribute__((always_inline)) inline bool encodeFast(const Kep16s* pSrc, const 
     // Whole bytes left, then the remaining 0..7 bits back into the careful path's word layout.
     const int bits = w.finish(roomKnown);
     const Kep32u pending = static_cast<Kep32u>(w.acc) & ((1u << bits) - 1);
-    st->bitBuffer = (w.last << 24) | (pending << (24 - bits));
+    st->bitBuffer = (w.lastData(dst.p + pos0, word0 >> 24) << 24) | (pending << (24 - bits));
     st->bitCount = bits;
     *pLastDC = pSrc[0];
     *dst.pos = static_cast<int>(w.out - dst.p);
