@@ -8,6 +8,8 @@
 
 #include <tmmintrin.h>
 
+#include <type_traits>
+
 #include "dct.h"
 
 namespace {
@@ -114,8 +116,62 @@ inline void inverse(const Kep16s* pSrc, const Kep16u* pTable, __m128i* R) {
     columns<N>(R);
 }
 
+// A block whose AC coefficients are all zero, w its dequantized DC (the low 16 bits of DC * Q).
+// The row pass gives row 0 the value a = (16384 w + 65536) >> 11 = 8w + 32, saturated, in every
+// column, and rows 1..7 their rounding constants >> 11: 1, 1, 0, 0, 0, 0, 0. In the column pass
+// every M(1, c) is 0 except M(1, C4m) = -1, which cancels the 1 in g and h, so the even part is
+// E0 = a + 1, E1 = E2 = a, E3 = a - 1 and the odd part is p = 1, g = h = t = 0: output rows
+// (E0 + 1, a, a, E3, E3, a, a, E0 - 1) >> 6, each constant along the row. The saturating adds
+// are done in the same order as in the full pass, so even the clamped ends agree bit for bit.
+inline void dcOnlyLS(Kep32s w, Kep8u* pDst, int dstStep) {
+    const Kep32s a = 8 * w + 32;
+    __m128i v = _mm_set1_epi16(static_cast<Kep16s>(a > 32767 ? 32767 : a < -32768 ? -32768 : a));
+    v = _mm_adds_epi16(v, _mm_setr_epi16(1, 0, 0, -1, -1, 0, 0, 1));   // E0 in lanes 0 and 7, E3 in 3 and 4
+    v = _mm_adds_epi16(v, _mm_setr_epi16(1, 0, 0, 0, 0, 0, 0, -1));   // E0 + p, E0 - p
+    v = _mm_add_epi16(_mm_srai_epi16(v, 6), _mm_set1_epi16(128));
+    // Byte r of the packed row values spread over the eight bytes of row r.
+    const __m128i b = _mm_packus_epi16(v, v);
+    const __m128i pairs = _mm_unpacklo_epi8(b, b);
+    const __m128i lo = _mm_unpacklo_epi16(pairs, pairs), hi = _mm_unpackhi_epi16(pairs, pairs);
+    const auto store = [&](int r, __m128i x) {
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(pDst + static_cast<ptrdiff_t>(r) * dstStep), x);
+    };
+    store(0, _mm_shuffle_epi32(lo, 0x00));
+    store(1, _mm_shuffle_epi32(lo, 0x55));
+    store(2, _mm_shuffle_epi32(lo, 0xAA));
+    store(3, _mm_shuffle_epi32(lo, 0xFF));
+    store(4, _mm_shuffle_epi32(hi, 0x00));
+    store(5, _mm_shuffle_epi32(hi, 0x55));
+    store(6, _mm_shuffle_epi32(hi, 0xAA));
+    store(7, _mm_shuffle_epi32(hi, 0xFF));
+}
+
+// Whether the AC coefficients of the top-left N x N corner (which holds every nonzero one) are
+// all zero.
+template <int N>
+inline bool acZero(const Kep16s* pSrc) {
+    if constexpr (N == 8) {
+        __m128i any = _mm_and_si128(_mm_loadu_si128(reinterpret_cast<const __m128i*>(pSrc)), _mm_setr_epi16(0, -1, -1, -1, -1, -1, -1, -1));
+        for (int r = 1; r < 8; ++r) any = _mm_or_si128(any, _mm_loadu_si128(reinterpret_cast<const __m128i*>(pSrc + 8 * r)));
+        return _mm_movemask_epi8(_mm_cmpeq_epi8(any, _mm_setzero_si128())) == 0xFFFF;
+    } else {
+        using Row = std::conditional_t<N == 4, Kep64u, Kep32u>;
+        Row r[N];
+        memcpy(r, pSrc, sizeof(Row));
+        for (int i = 1; i < N; ++i) memcpy(&r[i], pSrc + 8 * i, sizeof(Row));
+        Row any = r[0] & ~static_cast<Row>(0xFFFF);  // little-endian: the DC is the low 16 bits
+        for (int i = 1; i < N; ++i) any |= r[i];
+        return any == 0;
+    }
+}
+
 template <int N>
 inline void inverseLS(const Kep16s* pSrc, Kep8u* pDst, int dstStep, const Kep16u* pTable) {
+    if (acZero<N>(pSrc)) {
+        const Kep32s w = static_cast<Kep16s>(static_cast<Kep16u>(ownLoad16s(pSrc) * ownLoad16u(pTable)));
+        dcOnlyLS(w, pDst, dstStep);
+        return;
+    }
     __m128i R[8];
     inverse<N, false>(pSrc, pTable, R);
     const __m128i shift = _mm_set1_epi16(128);
