@@ -161,7 +161,28 @@ private:
     // Blocks whose nonzero coefficients all lie in the top-left 2x2 or 4x4 corner (most blocks of
     // a photograph at usual qualities) take the shortcut forms, which give exactly the full
     // transform's result.
-    static void inverseTransform8(const Plane& pl, const Kep16s* blk, Kep8u* dst, int step) {
+    // The blockPos of a baseline decoder state: its fields are the 64-bit bits read ahead, the
+    // 32-bit bit count and end-of-band run, then blockPos.
+    static unsigned blockPos(const unsigned char* state) {
+        std::uint32_t v;
+        std::memcpy(&v, state + 16, sizeof v);
+        return v;
+    }
+
+    // reach, when known, is the decoder's blockPos for the block: one more than the zigzag position
+    // of its last coefficient, so at most 3 keeps every coefficient in the 2x2 corner (zigzag 0..2
+    // are natural 0, 1, 8) and at most 10 in the 4x4 corner (zigzag 0..9 lie in rows and columns
+    // 0..3); otherwise the coefficients themselves are looked at. (The kernels spot DC-only blocks
+    // themselves.)
+    static void inverseTransform8(const Plane& pl, const Kep16s* blk, Kep8u* dst, int step, unsigned reach = 64) {
+        if (reach <= 3) {
+            kepiDCTQuantInv8x8LS_2x2_JPEG_16s8u_C1R(blk, dst, step, pl.inv16);
+            return;
+        }
+        if (reach <= 10) {
+            kepiDCTQuantInv8x8LS_4x4_JPEG_16s8u_C1R(blk, dst, step, pl.inv16);
+            return;
+        }
         // Four coefficients per word: w[2v] holds columns 0..3 of row v, w[2v + 1] columns 4..7.
         std::uint64_t w[16];
         std::memcpy(w, blk, sizeof w);
@@ -509,6 +530,7 @@ private:
         auto edge = [&](int k, int which, int c) { return &edges[(std::size_t(k) * 2 + which) * edgeOff[nc] + edgeOff[c]]; };
         RingPool rings;
 
+        const bool reportProgress = bool(opt_.progress);
         std::atomic<long> done{0};
         std::mutex progressLock;
         auto progress = [&](long m) {
@@ -552,7 +574,9 @@ private:
             // (into run, or into the stored coefficients), then the inverse DCT of them all, so
             // that each loop keeps its own code and tables in cache.
             std::vector<Kep16s> ownRun;
+            std::vector<Kep8u> ownReach;
             std::vector<Kep16s>& run = stream ? ring->run : ownRun;
+            std::vector<Kep8u>& reach = stream ? ring->reach : ownReach;
             for (long ma = m0; ma < m1;) {
                 row = int(ma / mcusX);
                 const long mb = std::min(m1, long(row + 1) * mcusX);
@@ -572,7 +596,9 @@ private:
                     continue;
                 }
                 run.resize(std::size_t(mb - ma) * slots.size() * 64);
+                reach.resize(std::size_t(mb - ma) * slots.size());
                 Kep16s* blk = run.data();
+                Kep8u* rch = reach.data();
                 for (long m = ma; m < mb; ++m) {
                     for (const BlockSlot& b : slots) {
                         if (ok) {
@@ -581,24 +607,27 @@ private:
                             if (r != kepOk) errors_.set(entropyError(m, r));
                             ok = r == kepOk;
                         }
+                        *rch++ = ok ? Kep8u(blockPos(stateBuf)) : 1;
                         // The rest of a failed interval is left flat.
                         if (!ok) std::memset(blk, 0, 64 * sizeof(Kep16s));
                         blk += 64;
                     }
-                    progress(m);
+                    if (reportProgress) progress(m);
                 }
                 blk = run.data();
+                rch = reach.data();
                 for (long mx = ma - long(row) * mcusX; mx < mb - long(row) * mcusX; ++mx)
                     for (const BlockSlot& b : slots) {
                         const long bx = mx * b.across + b.dx;
                         if (stream) {
                             const Plane& pl = planes_[b.c];
                             Kep8u* dst = ring->buf[b.c].data() + std::size_t((row & 1) * rowsPer[b.c] + 8 * b.dy) * pl.stride;
-                            inverseTransform8(pl, blk, dst + bx * 8, pl.stride);
+                            inverseTransform8(pl, blk, dst + bx * 8, pl.stride, *rch);
                         } else {
                             inverseTransform(b.c, bx, long(row) * b.down + b.dy, blk);
                         }
                         blk += 64;
+                        ++rch;
                     }
                 ma = mb;
                 if (stream) {
@@ -724,6 +753,7 @@ private:
     struct Ring {
         std::vector<Kep8u> buf[4];
         std::vector<Kep16s> run;
+        std::vector<Kep8u> reach;   // blockPos of each block in run
         RowScratch scratch;
         explicit Ring(const JpegInfo& fi) : scratch(fi) {}
     };
