@@ -96,20 +96,21 @@ void run(const char* family, int cases, const std::function<void(Rng&, DctCase&)
 // ---- Inputs --------------------------------------------------------------------------------------
 
 // Blocks: level-shifted 8-bit samples, small values, sparse blocks, the whole 16-bit range with its
-// limits (these saturate the 16-bit passes), constant blocks, and DC-only blocks (the kernels'
-// shortcut), half of them with noise outside the top-left 4x4 corner that the 2x2 and 4x4 forms
-// must ignore.
+// limits (these saturate the 16-bit passes), constant blocks, and the shapes the inverse kernels
+// take shortcuts on: DC-only blocks, half of them with noise outside the top-left 4x4 corner that
+// the 2x2 and 4x4 forms must ignore, and blocks in the top or the left half.
 void block16s(Rng& rng, Kep8u* bytes) {
     Kep16s b[64];
-    const int kind = static_cast<int>(rng.range(0, 5));
+    const int kind = static_cast<int>(rng.range(0, 6));
     const Kep16s constant = rng.value<Kep16s>({-128, 127});
-    const bool noise = rng.chance(50);
+    const bool noise = rng.chance(50), top = rng.chance(50);
     for (int i = 0; i < 64; ++i)
         b[i] = kind == 0   ? static_cast<Kep16s>(rng.range(-128, 127))
                : kind == 1 ? static_cast<Kep16s>(rng.chance(70) ? 0 : rng.range(-1024, 1023))
                : kind == 2 ? rng.value<Kep16s>({-4096, 4095, 16384, -16384})
                : kind == 3 ? constant
                : kind == 5 ? (i == 0 ? rng.value<Kep16s>({-4096, 4095}) : noise && ((i >> 3) >= 4 || (i & 7) >= 4) ? rng.value<Kep16s>() : 0)
+               : kind == 6 ? static_cast<Kep16s>(((top ? i >> 3 : i & 7) < 4 && rng.chance(60)) ? rng.range(-2048, 2047) : 0)
                            : static_cast<Kep16s>(rng.chance(50) ? rng.range(-2048, 2047) : rng.value<Kep16s>());
     std::memcpy(bytes, b, sizeof b);
 }

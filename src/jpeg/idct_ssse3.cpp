@@ -106,14 +106,21 @@ inline void columns(__m128i* R) {
     R[4] = _mm_srai_epi16(_mm_subs_epi16(E3, t), 6);
 }
 
-// The transformed block in R[0..7], rows of 16-bit samples (not level-shifted).
-template <int N, bool Saturate>
+// The transformed block in R[0..7], rows of 16-bit samples (not level-shifted), when the nonzero
+// coefficients lie in rows 0..Rows-1 and columns 0..Cols-1.
+template <int Rows, int Cols, bool Saturate>
 inline void inverse(const Kep16s* pSrc, const Kep16u* pTable, __m128i* R) {
 #pragma GCC unroll 8
-    for (int r = 0; r < N; ++r) R[r] = row<N>(dequantize<Saturate>(loadRow<N>(pSrc + 8 * r), loadRow<N>(pTable + 8 * r)), r);
-    // An all-zero row r gives (0 + R_r + 0) >> 11 everywhere: 1 for row 2 (2260), 0 for rows 3..7.
-    for (int r = N; r < 8; ++r) R[r] = _mm_set1_epi16(static_cast<Kep16s>(kIdctRowRound[r] >> 11));
-    columns<N>(R);
+    for (int r = 0; r < Rows; ++r)
+        R[r] = row<Cols>(dequantize<Saturate>(loadRow<Cols>(pSrc + 8 * r), loadRow<Cols>(pTable + 8 * r)), r);
+    // An all-zero row r gives (0 + R_r + 0) >> 11 everywhere: 1 for rows 1 and 2 (2901, 2260), 0 for
+    // rows 3..7.
+    for (int r = Rows; r < 8; ++r) R[r] = _mm_set1_epi16(static_cast<Kep16s>(kIdctRowRound[r] >> 11));
+    columns<Rows>(R);
+}
+template <int N, bool Saturate>
+inline void inverse(const Kep16s* pSrc, const Kep16u* pTable, __m128i* R) {
+    inverse<N, N, Saturate>(pSrc, pTable, R);
 }
 
 // A block whose AC coefficients are all zero, w its dequantized DC (the low 16 bits of DC * Q).
@@ -146,40 +153,60 @@ inline void dcOnlyLS(Kep32s w, Kep8u* pDst, int dstStep) {
     store(7, _mm_shuffle_epi32(hi, 0xFF));
 }
 
-// Whether the AC coefficients of the top-left N x N corner (which holds every nonzero one) are
-// all zero.
+// Whether the AC coefficients of the top-left N x N corner (N = 2 or 4: the only ones the corner
+// forms read) are all zero.
 template <int N>
 inline bool acZero(const Kep16s* pSrc) {
-    if constexpr (N == 8) {
-        __m128i any = _mm_and_si128(_mm_loadu_si128(reinterpret_cast<const __m128i*>(pSrc)), _mm_setr_epi16(0, -1, -1, -1, -1, -1, -1, -1));
-        for (int r = 1; r < 8; ++r) any = _mm_or_si128(any, _mm_loadu_si128(reinterpret_cast<const __m128i*>(pSrc + 8 * r)));
-        return _mm_movemask_epi8(_mm_cmpeq_epi8(any, _mm_setzero_si128())) == 0xFFFF;
-    } else {
-        using Row = std::conditional_t<N == 4, Kep64u, Kep32u>;
-        Row r[N];
-        memcpy(r, pSrc, sizeof(Row));
-        for (int i = 1; i < N; ++i) memcpy(&r[i], pSrc + 8 * i, sizeof(Row));
-        Row any = r[0] & ~static_cast<Row>(0xFFFF);  // little-endian: the DC is the low 16 bits
-        for (int i = 1; i < N; ++i) any |= r[i];
-        return any == 0;
-    }
+    using Row = std::conditional_t<N == 4, Kep64u, Kep32u>;
+    Row r[N];
+    for (int i = 0; i < N; ++i) memcpy(&r[i], pSrc + 8 * i, sizeof(Row));
+    Row any = r[0] & ~static_cast<Row>(0xFFFF);  // little-endian: the DC is the low 16 bits
+    for (int i = 1; i < N; ++i) any |= r[i];
+    return any == 0;
 }
 
-template <int N>
-inline void inverseLS(const Kep16s* pSrc, Kep8u* pDst, int dstStep, const Kep16u* pTable) {
-    if (acZero<N>(pSrc)) {
-        const Kep32s w = static_cast<Kep16s>(static_cast<Kep16u>(ownLoad16s(pSrc) * ownLoad16u(pTable)));
-        dcOnlyLS(w, pDst, dstStep);
-        return;
-    }
-    __m128i R[8];
-    inverse<N, false>(pSrc, pTable, R);
+inline void storeLS(const __m128i* R, Kep8u* pDst, int dstStep) {
     const __m128i shift = _mm_set1_epi16(128);
 #pragma GCC unroll 8
     for (int r = 0; r < 8; ++r) {
         const __m128i v = _mm_packus_epi16(_mm_add_epi16(R[r], shift), R[r]);
         _mm_storel_epi64(reinterpret_cast<__m128i*>(pDst + static_cast<ptrdiff_t>(r) * dstStep), v);
     }
+}
+
+template <int Rows, int Cols>
+inline void inverseLS(const Kep16s* pSrc, Kep8u* pDst, int dstStep, const Kep16u* pTable) {
+    __m128i R[8];
+    inverse<Rows, Cols, false>(pSrc, pTable, R);
+    storeLS(R, pDst, dstStep);
+}
+
+inline void dcOnlyLS(const Kep16s* pSrc, Kep8u* pDst, int dstStep, const Kep16u* pTable) {
+    dcOnlyLS(static_cast<Kep16s>(static_cast<Kep16u>(ownLoad16s(pSrc) * ownLoad16u(pTable))), pDst, dstStep);
+}
+
+// The whole block: besides DC-only blocks, blocks with rows 4..7 or columns 4..7 all zero (most
+// of those that are not in the 4x4 corner) leave the row passes of the zero rows, or the terms of
+// the zero columns, out: the same arithmetic, as in the corner forms.
+inline void inverseLS8(const Kep16s* pSrc, Kep8u* pDst, int dstStep, const Kep16u* pTable) {
+    __m128i x[8];
+    for (int r = 0; r < 8; ++r) x[r] = _mm_loadu_si128(reinterpret_cast<const __m128i*>(pSrc + 8 * r));
+    const __m128i top = _mm_or_si128(_mm_or_si128(x[0], x[1]), _mm_or_si128(x[2], x[3]));
+    const __m128i bottom = _mm_or_si128(_mm_or_si128(x[4], x[5]), _mm_or_si128(x[6], x[7]));
+    const __m128i zero = _mm_setzero_si128();
+    // Bit pairs 0..7 of each mask: lanes 0..7 of the rows 0..3 (with the DC lane cleared) and 4..7.
+    const int topZero = _mm_movemask_epi8(_mm_cmpeq_epi16(_mm_and_si128(top, _mm_setr_epi16(0, -1, -1, -1, -1, -1, -1, -1)), zero));
+    const int bottomZero = _mm_movemask_epi8(_mm_cmpeq_epi16(bottom, zero));
+    const bool lowerZero = bottomZero == 0xFFFF, rightZero = ((topZero & bottomZero) >> 8) == 0xFF;
+    if (lowerZero && topZero == 0xFFFF) dcOnlyLS(pSrc, pDst, dstStep, pTable);
+    else if (lowerZero) rightZero ? inverseLS<4, 4>(pSrc, pDst, dstStep, pTable) : inverseLS<4, 8>(pSrc, pDst, dstStep, pTable);
+    else rightZero ? inverseLS<8, 4>(pSrc, pDst, dstStep, pTable) : inverseLS<8, 8>(pSrc, pDst, dstStep, pTable);
+}
+
+template <int N>
+inline void inverseLS(const Kep16s* pSrc, Kep8u* pDst, int dstStep, const Kep16u* pTable) {
+    if (acZero<N>(pSrc)) dcOnlyLS(pSrc, pDst, dstStep, pTable);
+    else inverseLS<N, N>(pSrc, pDst, dstStep, pTable);
 }
 
 }  // namespace
@@ -192,7 +219,7 @@ void ownDCTQuantInv8x8_ssse3(const Kep16s* pSrc, Kep16s* pDst, const Kep16u* pTa
 }
 
 void ownDCTQuantInv8x8LS_ssse3(const Kep16s* pSrc, Kep8u* pDst, int dstStep, const Kep16u* pTable) {
-    inverseLS<8>(pSrc, pDst, dstStep, pTable);
+    inverseLS8(pSrc, pDst, dstStep, pTable);
 }
 void ownDCTQuantInv8x8LS_4x4_ssse3(const Kep16s* pSrc, Kep8u* pDst, int dstStep, const Kep16u* pTable) {
     inverseLS<4>(pSrc, pDst, dstStep, pTable);
