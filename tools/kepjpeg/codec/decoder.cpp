@@ -157,10 +157,6 @@ private:
             inverseTransform8(pl, blk, &pl.p8[off], pl.stride);
     }
 
-    // Dequantization and inverse DCT of one block to 8-bit samples at dst, rows step apart.
-    // Blocks whose nonzero coefficients all lie in the top-left 2x2 or 4x4 corner (most blocks of
-    // a photograph at usual qualities) take the shortcut forms, which give exactly the full
-    // transform's result.
     // The blockPos of a baseline decoder state: its fields are the 64-bit bits read ahead, the
     // 32-bit bit count and end-of-band run, then blockPos.
     static unsigned blockPos(const unsigned char* state) {
@@ -169,29 +165,31 @@ private:
         return v;
     }
 
-    // reach, when known, is the decoder's blockPos for the block: one more than the zigzag position
-    // of its last coefficient, so at most 3 keeps every coefficient in the 2x2 corner (zigzag 0..2
-    // are natural 0, 1, 8) and at most 10 in the 4x4 corner (zigzag 0..9 lie in rows and columns
-    // 0..3); otherwise the coefficients themselves are looked at. (The kernels spot DC-only blocks
-    // themselves.)
-    static void inverseTransform8(const Plane& pl, const Kep16s* blk, Kep8u* dst, int step, unsigned reach = 64) {
-        if (reach <= 3) {
-            kepiDCTQuantInv8x8LS_2x2_JPEG_16s8u_C1R(blk, dst, step, pl.inv16);
-            return;
-        }
-        if (reach <= 10) {
-            kepiDCTQuantInv8x8LS_4x4_JPEG_16s8u_C1R(blk, dst, step, pl.inv16);
-            return;
-        }
+    // How far a block reaches, from its coefficients: 3 when they all lie in the top-left 2x2
+    // corner, 10 in the 4x4 corner, else 64.
+    static unsigned reachOf(const Kep16s* blk) {
         // Four coefficients per word: w[2v] holds columns 0..3 of row v, w[2v + 1] columns 4..7.
         std::uint64_t w[16];
         std::memcpy(w, blk, sizeof w);
         const std::uint64_t outside4 = w[1] | w[3] | w[5] | w[7] | w[8] | w[9] | w[10] | w[11] | w[12] | w[13] |
                                        w[14] | w[15];
         const std::uint64_t outside2 = outside4 | w[4] | w[6] | (w[0] >> 32) | (w[2] >> 32);
-        if (!outside2)
+        return !outside2 ? 3 : !outside4 ? 10 : 64;
+    }
+
+    // Dequantization and inverse DCT of one block to 8-bit samples at dst, rows step apart.
+    // Blocks whose nonzero coefficients all lie in the top-left 2x2 or 4x4 corner (most blocks of
+    // a photograph at usual qualities) take the shortcut forms, which give exactly the full
+    // transform's result. reach is the decoder's blockPos for the block when known (0 when not):
+    // one more than the zigzag position of its last coefficient, so at most 3 keeps every
+    // coefficient in the 2x2 corner (zigzag 0..2 are natural 0, 1, 8) and at most 10 in the 4x4
+    // corner (zigzag 0..9 lie in rows and columns 0..3). Past that the full form sorts out the
+    // blocks with a zero half itself, and every form spots DC-only blocks.
+    static void inverseTransform8(const Plane& pl, const Kep16s* blk, Kep8u* dst, int step, unsigned reach = 0) {
+        if (reach == 0) reach = reachOf(blk);
+        if (reach <= 3)
             kepiDCTQuantInv8x8LS_2x2_JPEG_16s8u_C1R(blk, dst, step, pl.inv16);
-        else if (!outside4)
+        else if (reach <= 10)
             kepiDCTQuantInv8x8LS_4x4_JPEG_16s8u_C1R(blk, dst, step, pl.inv16);
         else
             kepiDCTQuantInv8x8LS_JPEG_16s8u_C1R(blk, dst, step, pl.inv16);
