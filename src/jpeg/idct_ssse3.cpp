@@ -115,6 +115,8 @@ inline void inverse(const Kep16s* pSrc, const Kep16u* pTable, __m128i* R) {
         R[r] = row<Cols>(dequantize<Saturate>(loadRow<Cols>(pSrc + 8 * r), loadRow<Cols>(pTable + 8 * r)), r);
     // An all-zero row r gives (0 + R_r + 0) >> 11 everywhere: 1 for rows 1 and 2 (2901, 2260), 0 for
     // rows 3..7.
+    // (Unrolled, so that the constants fold into the column pass instead of going through memory.)
+#pragma GCC unroll 8
     for (int r = Rows; r < 8; ++r) R[r] = _mm_set1_epi16(static_cast<Kep16s>(kIdctRowRound[r] >> 11));
     columns<Rows>(R);
 }
