@@ -336,6 +336,8 @@ void luma(const void* const* src, Kep8u* const* dst, int width) {
 // Sixteen 3-byte pixels from the channels c0, c1, c2 (16 bytes each), in three 16-byte stores.
 inline void store48(Kep8u* p, __m128i c0, __m128i c1, __m128i c2) {
     const auto& m = kMasks.out48;
+    // Unrolled so that the nine masks stay in registers across the caller's loop.
+#pragma GCC unroll 3
     for (int h = 0; h < 3; ++h)
         store16(p + 16 * h, _mm_or_si128(_mm_or_si128(_mm_shuffle_epi8(c0, mask(m[h][0])), _mm_shuffle_epi8(c1, mask(m[h][1]))),
                                          _mm_shuffle_epi8(c2, mask(m[h][2]))));
@@ -348,14 +350,17 @@ void inv(const Kep8u* const* src, void* const* dst, int width, Kep8u alpha) {
     // 3-byte pixels: sixteen per step, one pack per channel and whole 16-byte stores.
     if (D == kCcDstRGB || D == kCcDstBGR) {
         const __m128i zero = _mm_setzero_si128();
+        // The plane pointers in locals: the stores could alias the pointer arrays otherwise.
+        const Kep8u *const s0 = src[0], *const s1 = src[1], *const s2 = src[2];
+        Kep8u* const d0 = static_cast<Kep8u*>(dst[0]);
         for (; x + 16 <= width; x += 16) {
-            const __m128i y = load16(src[0] + x), cb = load16(src[1] + x), cr = load16(src[2] + x);
+            const __m128i y = load16(s0 + x), cb = load16(s1 + x), cr = load16(s2 + x);
             __m128i r0, g0, b0, r1, g1, b1;
             rgb8(widen(y), widen(cb), widen(cr), _mm_unpacklo_epi8(cb, cr), &r0, &g0, &b0);
             rgb8(_mm_unpackhi_epi8(y, zero), _mm_unpackhi_epi8(cb, zero), _mm_unpackhi_epi8(cr, zero), _mm_unpackhi_epi8(cb, cr), &r1,
                  &g1, &b1);
             const __m128i r = _mm_packus_epi16(r0, r1), g = _mm_packus_epi16(g0, g1), b = _mm_packus_epi16(b0, b1);
-            store48(static_cast<Kep8u*>(dst[0]) + 3 * x, D == kCcDstBGR ? b : r, g, D == kCcDstBGR ? r : b);
+            store48(d0 + 3 * x, D == kCcDstBGR ? b : r, g, D == kCcDstBGR ? r : b);
         }
     }
     for (; x + 8 <= width; x += 8) {
