@@ -299,9 +299,12 @@ template <int S>
 void fwd(const void* const* src, Kep8u* const* dst, int width) {
     const bool four = S == kCcSrcCMYK || S == kCcSrcCMYKP4;
     int x = 0;
-    if (S == kCcSrcRGB || S == kCcSrcBGR)
-        for (; x + 16 <= width; x += 16)
-            fwd3x16<S == kCcSrcBGR>(static_cast<const Kep8u*>(src[0]) + 3 * x, dst[0] + x, dst[1] + x, dst[2] + x);
+    if (S == kCcSrcRGB || S == kCcSrcBGR) {
+        // The pointers in locals: the stores could alias the pointer arrays otherwise.
+        const Kep8u* const s0 = static_cast<const Kep8u*>(src[0]);
+        Kep8u *const d0 = dst[0], *const d1 = dst[1], *const d2 = dst[2];
+        for (; x + 16 <= width; x += 16) fwd3x16<S == kCcSrcBGR>(s0 + 3 * x, d0 + x, d1 + x, d2 + x);
+    }
     for (; x + 16 <= width; x += 16) {
         __m128i y0, cb0, cr0, k0, y1, cb1, cr1, k1;
         ycc8At<S>(src, x, &y0, &cb0, &cr0, &k0);
