@@ -23,15 +23,19 @@ struct Pool {
     std::vector<Kep16u> planes16;  // the same as 12-bit samples
     std::vector<Kep16s> coefs, out;
     std::vector<Kep8u> pixels;
+    std::vector<Kep16s> dcOnly;    // the DC coefficients of coefs, every AC coefficient zero
+    std::vector<Kep16s> topHalf;   // coefs with rows 4..7 zero
     alignas(16) Kep16u fwd[64], inv[64];
     alignas(16) Kep16u fwdUnit[64];  // Q = 1 everywhere (quality 100): reciprocals of 32768
     alignas(16) Kep32f ffwd[64], finv[64];
-    Pool() : planes(64 * kBlocks), planes16(64 * kBlocks), coefs(64 * kBlocks), out(64 * kBlocks), pixels(64 * kBlocks) {
+    Pool() : planes(64 * kBlocks), planes16(64 * kBlocks), coefs(64 * kBlocks), out(64 * kBlocks), pixels(64 * kBlocks), dcOnly(64 * kBlocks), topHalf(64 * kBlocks) {
         kepcheck::Rng rng(1);
         for (size_t i = 0; i < planes.size(); ++i) {
             planes[i] = static_cast<Kep8u>(rng.range(0, 255));
             planes16[i] = static_cast<Kep16u>(rng.range(0, 4095));
             coefs[i] = static_cast<Kep16s>((i & 63) < 10 || rng.chance(10) ? rng.range(-60, 60) : 0);
+            if ((i & 63) == 0) dcOnly[i] = coefs[i];
+            if ((i & 63) < 32) topHalf[i] = coefs[i];
         }
         Kep8u raw[64];
         for (Kep8u& q : raw) q = static_cast<Kep8u>(rng.range(2, 40));
@@ -88,6 +92,14 @@ template <void (*K)(const Kep16s*, Kep8u*, int, const Kep16u*)>
 void InvLS(benchmark::State& s) {
     run(s, [](Pool& p, int b) { K(&p.coefs[64 * b], &p.pixels[64 * b], 8, p.inv); });
 }
+// Blocks with only a DC coefficient (most chroma blocks of a photograph at usual qualities).
+template <void (*K)(const Kep16s*, Kep8u*, int, const Kep16u*)>
+void InvLS_dcOnly(benchmark::State& s) {
+    run(s, [](Pool& p, int b) { K(&p.dcOnly[64 * b], &p.pixels[64 * b], 8, p.inv); });
+}
+void DCTQuantInv8x8LS_8u_ssse3_topHalf(benchmark::State& s) {
+    run(s, [](Pool& p, int b) { ownDCTQuantInv8x8LS_ssse3(&p.topHalf[64 * b], &p.pixels[64 * b], 8, p.inv); });
+}
 void DCTQuantInv8x8LS_8u_export(benchmark::State& s) {
     run(s, [](Pool& p, int b) { kepiDCTQuantInv8x8LS_JPEG_16s8u_C1R(&p.coefs[64 * b], &p.pixels[64 * b], 8, p.inv); });
 }
@@ -119,6 +131,9 @@ BENCHMARK(InvLS_c<ownDCTQuantInv8x8LS_c, 4>)->Name("DCTQuantInv8x8LS_4x4_c");
 BENCHMARK(InvLS<ownDCTQuantInv8x8LS_4x4_ssse3>)->Name("DCTQuantInv8x8LS_4x4_ssse3");
 BENCHMARK(InvLS_c<ownDCTQuantInv8x8LS_c, 2>)->Name("DCTQuantInv8x8LS_2x2_c");
 BENCHMARK(InvLS<ownDCTQuantInv8x8LS_2x2_ssse3>)->Name("DCTQuantInv8x8LS_2x2_ssse3");
+BENCHMARK(InvLS_dcOnly<ownDCTQuantInv8x8LS_ssse3>)->Name("DCTQuantInv8x8LS_8u_ssse3_dcOnly");
+BENCHMARK(DCTQuantInv8x8LS_8u_ssse3_topHalf);
+BENCHMARK(InvLS_dcOnly<ownDCTQuantInv8x8LS_2x2_ssse3>)->Name("DCTQuantInv8x8LS_2x2_ssse3_dcOnly");
 BENCHMARK(InvLS<ownDCTQuantInv8x8LS_1x1_c>)->Name("DCTQuantInv8x8LS_1x1_c");
 BENCHMARK(InvLS<ownDCTQuantInv8x8LS_1x1_ssse3>)->Name("DCTQuantInv8x8LS_1x1_ssse3");
 BENCHMARK(DCTQuantInv8x8To4x4LS_c);

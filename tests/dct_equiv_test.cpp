@@ -96,16 +96,21 @@ void run(const char* family, int cases, const std::function<void(Rng&, DctCase&)
 // ---- Inputs --------------------------------------------------------------------------------------
 
 // Blocks: level-shifted 8-bit samples, small values, sparse blocks, the whole 16-bit range with its
-// limits (these saturate the 16-bit passes), and constant blocks.
+// limits (these saturate the 16-bit passes), constant blocks, and the shapes the inverse kernels
+// take shortcuts on: DC-only blocks, half of them with noise outside the top-left 4x4 corner that
+// the 2x2 and 4x4 forms must ignore, and blocks in the top or the left half.
 void block16s(Rng& rng, Kep8u* bytes) {
     Kep16s b[64];
-    const int kind = static_cast<int>(rng.range(0, 4));
+    const int kind = static_cast<int>(rng.range(0, 6));
     const Kep16s constant = rng.value<Kep16s>({-128, 127});
+    const bool noise = rng.chance(50), top = rng.chance(50);
     for (int i = 0; i < 64; ++i)
         b[i] = kind == 0   ? static_cast<Kep16s>(rng.range(-128, 127))
                : kind == 1 ? static_cast<Kep16s>(rng.chance(70) ? 0 : rng.range(-1024, 1023))
                : kind == 2 ? rng.value<Kep16s>({-4096, 4095, 16384, -16384})
                : kind == 3 ? constant
+               : kind == 5 ? (i == 0 ? rng.value<Kep16s>({-4096, 4095}) : noise && ((i >> 3) >= 4 || (i & 7) >= 4) ? rng.value<Kep16s>() : 0)
+               : kind == 6 ? static_cast<Kep16s>(((top ? i >> 3 : i & 7) < 4 && rng.chance(60)) ? rng.range(-2048, 2047) : 0)
                            : static_cast<Kep16s>(rng.chance(50) ? rng.range(-2048, 2047) : rng.value<Kep16s>());
     std::memcpy(bytes, b, sizeof b);
 }
@@ -255,6 +260,33 @@ TEST(DctEquivalence, InverseLevelShift8u) {
              kepiDCTQuantInv8x8To2x2LS_JPEG_16s8u_C1R);
     runInvLS("dct inv to 4x4", reducedC(4), nullptr, ownTbl_kepiDCTQuantInv8x8To4x4LS_JPEG_16s8u_C1R,
              kepiDCTQuantInv8x8To4x4LS_JPEG_16s8u_C1R);
+}
+
+// Blocks with only a DC coefficient take a shortcut in the 8x8, 4x4 and 2x2 kernels. The transform
+// sees only the dequantized DC, the low 16 bits of DC * Q: all 65536 of them (DC itself, Q = 1),
+// then every quantizer with a DC that drives the product past 16 bits, against the full C transform.
+TEST(DctEquivalence, DcOnlyBlocksEveryDequantizedValue) {
+    Rng rng(kepcheck::seed());
+    using Kernel = void (*)(const Kep16s*, Kep8u*, int, const Kep16u*);
+    const Kernel kernels[] = {ownDCTQuantInv8x8LS_ssse3, ownDCTQuantInv8x8LS_4x4_ssse3, ownDCTQuantInv8x8LS_2x2_ssse3};
+    alignas(16) Kep16s b[64] = {};
+    alignas(16) Kep16u t[64];
+    for (Kep16u& q : t) q = static_cast<Kep16u>(rng.range(1, 65535));  // never read: the AC terms are zero
+    Kep8u want[64], got[64];
+    for (Kep32s i = 0; i < 2 * 65536; ++i) {
+        if (i < 65536) {
+            b[0] = static_cast<Kep16s>(i);
+            t[0] = 1;
+        } else {
+            t[0] = static_cast<Kep16u>(i - 65536);
+            b[0] = rng.value<Kep16s>();
+        }
+        ownDCTQuantInv8x8LS_c(b, want, 8, t, 8);
+        for (int k = 0; k < 3; ++k) {
+            kernels[k](b, got, 8, t);
+            ASSERT_EQ(0, std::memcmp(want, got, 64)) << "kernel " << k << " DC " << b[0] << " Q " << t[0];
+        }
+    }
 }
 
 TEST(DctEquivalence, InverseLevelShift16u) {

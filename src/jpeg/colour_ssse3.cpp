@@ -226,17 +226,23 @@ inline void ycc8(__m128i r, __m128i g, __m128i b, __m128i* y, __m128i* cb, __m12
 //   cb_b = (116130 c + 32768) >> 16 = 2c + ((-14942 c + 32768) >> 16)    (116130 = 131072 - 14942)
 //        = 2c + ((-7471 c + 16384) >> 15)                                 (-14942 even: exact)
 //   (cb_g + cr_g) >> 16 = -cr + ((-22554 cb + 18734 cr + 32768) >> 16)   (-46802 = -65536 + 18734)
-// R, G, B as 16-bit lanes, not yet clamped.
-inline void rgb8(__m128i y, __m128i cb, __m128i cr, __m128i* r, __m128i* g, __m128i* b) {
+// The last sum in 16 bits, from the chroma bytes u = cb + 128, v = cr + 128: with
+// -22554 = 256 (-88) - 26 and 18734 = 256 * 73 + 46,
+//   -22554 cb + 18734 cr + 32768 = 256 (A + 2038) + B,  A = -88 u + 73 v,  B = -26 u + 46 v
+// (128 (22554 - 18734) + 32768 = 2038 * 256), and as A is whole, floor(x / 65536) =
+// floor(floor(x / 256) / 256) makes the term (A + 2038 + (B >> 8)) >> 8. A and B are one pmaddubsw
+// each of the (u, v) byte pairs; |A| <= 22440 and |B| <= 11730 do not saturate.
+// R, G, B as 16-bit lanes, not yet clamped; uv holds the (Cb, Cr) byte pairs.
+inline void rgb8(__m128i y, __m128i cb, __m128i cr, __m128i uv, __m128i* r, __m128i* g, __m128i* b) {
+    const __m128i A = _mm_maddubs_epi16(uv, _mm_set1_epi16(static_cast<short>((73 << 8) | (-88 & 0xFF))));
+    const __m128i B = _mm_maddubs_epi16(uv, _mm_set1_epi16(static_cast<short>((46 << 8) | (-26 & 0xFF))));
+    const __m128i gTerm = _mm_srai_epi16(_mm_add_epi16(_mm_add_epi16(A, _mm_srai_epi16(B, 8)), _mm_set1_epi16(2038)), 8);
     const __m128i c128 = _mm_set1_epi16(128);
     cb = _mm_sub_epi16(cb, c128);
     cr = _mm_sub_epi16(cr, c128);
     *r = _mm_add_epi16(y, _mm_add_epi16(cr, _mm_mulhrs_epi16(cr, _mm_set1_epi16(13173))));
     *b = _mm_add_epi16(y, _mm_add_epi16(_mm_add_epi16(cb, cb), _mm_mulhrs_epi16(cb, _mm_set1_epi16(-7471))));
-    const __m128i m = pair(-22554, 18734), half = _mm_set1_epi32(32768);
-    const __m128i lo = _mm_srai_epi32(_mm_add_epi32(_mm_madd_epi16(_mm_unpacklo_epi16(cb, cr), m), half), 16);
-    const __m128i hi = _mm_srai_epi32(_mm_add_epi32(_mm_madd_epi16(_mm_unpackhi_epi16(cb, cr), m), half), 16);
-    *g = _mm_add_epi16(y, _mm_sub_epi16(_mm_packs_epi32(lo, hi), cr));
+    *g = _mm_add_epi16(y, _mm_sub_epi16(gTerm, cr));
 }
 
 // ---- Row kernels --------------------------------------------------------------------------------
@@ -293,9 +299,12 @@ template <int S>
 void fwd(const void* const* src, Kep8u* const* dst, int width) {
     const bool four = S == kCcSrcCMYK || S == kCcSrcCMYKP4;
     int x = 0;
-    if (S == kCcSrcRGB || S == kCcSrcBGR)
-        for (; x + 16 <= width; x += 16)
-            fwd3x16<S == kCcSrcBGR>(static_cast<const Kep8u*>(src[0]) + 3 * x, dst[0] + x, dst[1] + x, dst[2] + x);
+    if (S == kCcSrcRGB || S == kCcSrcBGR) {
+        // The pointers in locals: the stores could alias the pointer arrays otherwise.
+        const Kep8u* const s0 = static_cast<const Kep8u*>(src[0]);
+        Kep8u *const d0 = dst[0], *const d1 = dst[1], *const d2 = dst[2];
+        for (; x + 16 <= width; x += 16) fwd3x16<S == kCcSrcBGR>(s0 + 3 * x, d0 + x, d1 + x, d2 + x);
+    }
     for (; x + 16 <= width; x += 16) {
         __m128i y0, cb0, cr0, k0, y1, cb1, cr1, k1;
         ycc8At<S>(src, x, &y0, &cb0, &cr0, &k0);
@@ -330,6 +339,8 @@ void luma(const void* const* src, Kep8u* const* dst, int width) {
 // Sixteen 3-byte pixels from the channels c0, c1, c2 (16 bytes each), in three 16-byte stores.
 inline void store48(Kep8u* p, __m128i c0, __m128i c1, __m128i c2) {
     const auto& m = kMasks.out48;
+    // Unrolled so that the nine masks stay in registers across the caller's loop.
+#pragma GCC unroll 3
     for (int h = 0; h < 3; ++h)
         store16(p + 16 * h, _mm_or_si128(_mm_or_si128(_mm_shuffle_epi8(c0, mask(m[h][0])), _mm_shuffle_epi8(c1, mask(m[h][1]))),
                                          _mm_shuffle_epi8(c2, mask(m[h][2]))));
@@ -342,18 +353,22 @@ void inv(const Kep8u* const* src, void* const* dst, int width, Kep8u alpha) {
     // 3-byte pixels: sixteen per step, one pack per channel and whole 16-byte stores.
     if (D == kCcDstRGB || D == kCcDstBGR) {
         const __m128i zero = _mm_setzero_si128();
+        // The plane pointers in locals: the stores could alias the pointer arrays otherwise.
+        const Kep8u *const s0 = src[0], *const s1 = src[1], *const s2 = src[2];
+        Kep8u* const d0 = static_cast<Kep8u*>(dst[0]);
         for (; x + 16 <= width; x += 16) {
-            const __m128i y = load16(src[0] + x), cb = load16(src[1] + x), cr = load16(src[2] + x);
+            const __m128i y = load16(s0 + x), cb = load16(s1 + x), cr = load16(s2 + x);
             __m128i r0, g0, b0, r1, g1, b1;
-            rgb8(widen(y), widen(cb), widen(cr), &r0, &g0, &b0);
-            rgb8(_mm_unpackhi_epi8(y, zero), _mm_unpackhi_epi8(cb, zero), _mm_unpackhi_epi8(cr, zero), &r1, &g1, &b1);
+            rgb8(widen(y), widen(cb), widen(cr), _mm_unpacklo_epi8(cb, cr), &r0, &g0, &b0);
+            rgb8(_mm_unpackhi_epi8(y, zero), _mm_unpackhi_epi8(cb, zero), _mm_unpackhi_epi8(cr, zero), _mm_unpackhi_epi8(cb, cr), &r1,
+                 &g1, &b1);
             const __m128i r = _mm_packus_epi16(r0, r1), g = _mm_packus_epi16(g0, g1), b = _mm_packus_epi16(b0, b1);
-            store48(static_cast<Kep8u*>(dst[0]) + 3 * x, D == kCcDstBGR ? b : r, g, D == kCcDstBGR ? r : b);
+            store48(d0 + 3 * x, D == kCcDstBGR ? b : r, g, D == kCcDstBGR ? r : b);
         }
     }
     for (; x + 8 <= width; x += 8) {
         __m128i r = widen(load8(src[0] + x)), g = widen(load8(src[1] + x)), b = widen(load8(src[2] + x));
-        if (D != kCcDstYCC) rgb8(r, g, b, &r, &g, &b);
+        if (D != kCcDstYCC) rgb8(r, g, b, _mm_or_si128(g, _mm_slli_epi16(b, 8)), &r, &g, &b);
         const __m128i k = (D == kCcDstCMYK || D == kCcDstCMYKP4) ? load8(src[3] + x) : _mm_setzero_si128();
         storePixels<D>(dst, x, narrow(r), narrow(g), narrow(b), k, a);
     }

@@ -107,6 +107,7 @@ __attribute__((always_inline)) inline void rowsQuantize(const __m128i* r, Kep16s
 template <bool Unshifted>
 __attribute__((always_inline)) inline void transformQuantize(__m128i* r, Kep16s* pDst, const Kep16u* pTable) {
     __m128i any = ld(pTable);
+#pragma GCC unroll 8
     for (int k = 1; k < 8; ++k) any = _mm_or_si128(any, ld(pTable + 8 * k));
     columns<Unshifted>(r);
     if (_mm_movemask_epi8(any) & 0xAAAA) rowsQuantize<false>(r, pDst, pTable);
@@ -117,6 +118,7 @@ __attribute__((always_inline)) inline void transformQuantize(__m128i* r, Kep16s*
 
 void ownDCTQuantFwd8x8_ssse3(const Kep16s* pSrc, Kep16s* pDst, const Kep16u* pTable) {
     __m128i r[8];
+#pragma GCC unroll 8
     for (int k = 0; k < 8; ++k) r[k] = ld(pSrc + 8 * k);
     transformQuantize<false>(r, pDst, pTable);
 }
@@ -124,6 +126,8 @@ void ownDCTQuantFwd8x8_ssse3(const Kep16s* pSrc, Kep16s* pDst, const Kep16u* pTa
 void ownDCTQuantFwd8x8LS_ssse3(const Kep8u* pSrc, int srcStep, Kep16s* pDst, const Kep16u* pTable) {
     const __m128i zero = _mm_setzero_si128();
     __m128i r[8];
+    // The loops of this file unrolled: rolled, the compiler keeps r[] on the stack.
+#pragma GCC unroll 8
     for (int k = 0; k < 8; ++k) {
         const __m128i s = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(pSrc + static_cast<ptrdiff_t>(k) * srcStep));
         r[k] = _mm_unpacklo_epi8(s, zero);

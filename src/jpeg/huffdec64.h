@@ -96,7 +96,9 @@ __attribute__((always_inline)) inline bool ensure32(Bits64& r, const Kep8u* p, i
         Kep64u w;
         memcpy(&w, p + r.sp, 8);
         const Kep64u inv = ~w;
-        if (((inv - 0x0101010101010101ull) & ~inv & 0x8080808080808080ull) == 0) {
+        // High bit of byte i set where byte i is the first 0xFF (later flags may be false).
+        const Kep64u ff = (inv - 0x0101010101010101ull) & ~inv & 0x8080808080808080ull;
+        if (ff == 0) {
             // The bits past the whole bytes taken are those of the bytes the next load brings.
             r.acc |= __builtin_bswap64(w) >> r.bits;
             const int n = (63 - r.bits) >> 3;
@@ -104,6 +106,17 @@ __attribute__((always_inline)) inline bool ensure32(Bits64& r, const Kep8u* p, i
             r.loaded += n;
             r.bits += 8 * n;
             return true;
+        }
+        // An 0xFF in the window: the bytes before it go in at once (zeros below them, as the
+        // byte-wise loads expect), and only the rest, if still needed, byte by byte.
+        const int before = __builtin_ctzll(ff) >> 3, room = (63 - r.bits) >> 3;
+        const int n = before < room ? before : room;
+        if (n > 0) {
+            r.acc |= (__builtin_bswap64(w) & ~(~0ull >> (8 * n))) >> r.bits;
+            r.sp += n;
+            r.loaded += n;
+            r.bits += 8 * n;
+            if (r.bits >= 32) return true;
         }
     }
     r = slowLoad(r, p, len, vet);

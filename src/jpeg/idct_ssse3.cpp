@@ -8,6 +8,8 @@
 
 #include <tmmintrin.h>
 
+#include <type_traits>
+
 #include "dct.h"
 
 namespace {
@@ -104,26 +106,109 @@ inline void columns(__m128i* R) {
     R[4] = _mm_srai_epi16(_mm_subs_epi16(E3, t), 6);
 }
 
-// The transformed block in R[0..7], rows of 16-bit samples (not level-shifted).
-template <int N, bool Saturate>
+// The transformed block in R[0..7], rows of 16-bit samples (not level-shifted), when the nonzero
+// coefficients lie in rows 0..Rows-1 and columns 0..Cols-1.
+template <int Rows, int Cols, bool Saturate>
 inline void inverse(const Kep16s* pSrc, const Kep16u* pTable, __m128i* R) {
 #pragma GCC unroll 8
-    for (int r = 0; r < N; ++r) R[r] = row<N>(dequantize<Saturate>(loadRow<N>(pSrc + 8 * r), loadRow<N>(pTable + 8 * r)), r);
-    // An all-zero row r gives (0 + R_r + 0) >> 11 everywhere: 1 for row 2 (2260), 0 for rows 3..7.
-    for (int r = N; r < 8; ++r) R[r] = _mm_set1_epi16(static_cast<Kep16s>(kIdctRowRound[r] >> 11));
-    columns<N>(R);
+    for (int r = 0; r < Rows; ++r)
+        R[r] = row<Cols>(dequantize<Saturate>(loadRow<Cols>(pSrc + 8 * r), loadRow<Cols>(pTable + 8 * r)), r);
+    // An all-zero row r gives (0 + R_r + 0) >> 11 everywhere: 1 for rows 1 and 2 (2901, 2260), 0 for
+    // rows 3..7.
+    // (Unrolled, so that the constants fold into the column pass instead of going through memory.)
+#pragma GCC unroll 8
+    for (int r = Rows; r < 8; ++r) R[r] = _mm_set1_epi16(static_cast<Kep16s>(kIdctRowRound[r] >> 11));
+    columns<Rows>(R);
+}
+template <int N, bool Saturate>
+inline void inverse(const Kep16s* pSrc, const Kep16u* pTable, __m128i* R) {
+    inverse<N, N, Saturate>(pSrc, pTable, R);
 }
 
+// A block whose AC coefficients are all zero, w its dequantized DC (the low 16 bits of DC * Q).
+// The row pass gives row 0 the value a = (16384 w + 65536) >> 11 = 8w + 32, saturated, in every
+// column, and rows 1..7 their rounding constants >> 11: 1, 1, 0, 0, 0, 0, 0. In the column pass
+// every M(1, c) is 0 except M(1, C4m) = -1, which cancels the 1 in g and h, so the even part is
+// E0 = a + 1, E1 = E2 = a, E3 = a - 1 and the odd part is p = 1, g = h = t = 0: output rows
+// (E0 + 1, a, a, E3, E3, a, a, E0 - 1) >> 6, each constant along the row. The saturating adds
+// are done in the same order as in the full pass, so even the clamped ends agree bit for bit.
+inline void dcOnlyLS(Kep32s w, Kep8u* pDst, int dstStep) {
+    const Kep32s a = 8 * w + 32;
+    __m128i v = _mm_set1_epi16(static_cast<Kep16s>(a > 32767 ? 32767 : a < -32768 ? -32768 : a));
+    v = _mm_adds_epi16(v, _mm_setr_epi16(1, 0, 0, -1, -1, 0, 0, 1));   // E0 in lanes 0 and 7, E3 in 3 and 4
+    v = _mm_adds_epi16(v, _mm_setr_epi16(1, 0, 0, 0, 0, 0, 0, -1));   // E0 + p, E0 - p
+    v = _mm_add_epi16(_mm_srai_epi16(v, 6), _mm_set1_epi16(128));
+    // Byte r of the packed row values spread over the eight bytes of row r.
+    const __m128i b = _mm_packus_epi16(v, v);
+    const __m128i pairs = _mm_unpacklo_epi8(b, b);
+    const __m128i lo = _mm_unpacklo_epi16(pairs, pairs), hi = _mm_unpackhi_epi16(pairs, pairs);
+    const auto store = [&](int r, __m128i x) {
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(pDst + static_cast<ptrdiff_t>(r) * dstStep), x);
+    };
+    store(0, _mm_shuffle_epi32(lo, 0x00));
+    store(1, _mm_shuffle_epi32(lo, 0x55));
+    store(2, _mm_shuffle_epi32(lo, 0xAA));
+    store(3, _mm_shuffle_epi32(lo, 0xFF));
+    store(4, _mm_shuffle_epi32(hi, 0x00));
+    store(5, _mm_shuffle_epi32(hi, 0x55));
+    store(6, _mm_shuffle_epi32(hi, 0xAA));
+    store(7, _mm_shuffle_epi32(hi, 0xFF));
+}
+
+// Whether the AC coefficients of the top-left N x N corner (N = 2 or 4: the only ones the corner
+// forms read) are all zero.
 template <int N>
-inline void inverseLS(const Kep16s* pSrc, Kep8u* pDst, int dstStep, const Kep16u* pTable) {
-    __m128i R[8];
-    inverse<N, false>(pSrc, pTable, R);
+inline bool acZero(const Kep16s* pSrc) {
+    using Row = std::conditional_t<N == 4, Kep64u, Kep32u>;
+    Row r[N];
+    for (int i = 0; i < N; ++i) memcpy(&r[i], pSrc + 8 * i, sizeof(Row));
+    Row any = r[0] & ~static_cast<Row>(0xFFFF);  // little-endian: the DC is the low 16 bits
+    for (int i = 1; i < N; ++i) any |= r[i];
+    return any == 0;
+}
+
+inline void storeLS(const __m128i* R, Kep8u* pDst, int dstStep) {
     const __m128i shift = _mm_set1_epi16(128);
 #pragma GCC unroll 8
     for (int r = 0; r < 8; ++r) {
         const __m128i v = _mm_packus_epi16(_mm_add_epi16(R[r], shift), R[r]);
         _mm_storel_epi64(reinterpret_cast<__m128i*>(pDst + static_cast<ptrdiff_t>(r) * dstStep), v);
     }
+}
+
+template <int Rows, int Cols>
+inline void inverseLS(const Kep16s* pSrc, Kep8u* pDst, int dstStep, const Kep16u* pTable) {
+    __m128i R[8];
+    inverse<Rows, Cols, false>(pSrc, pTable, R);
+    storeLS(R, pDst, dstStep);
+}
+
+inline void dcOnlyLS(const Kep16s* pSrc, Kep8u* pDst, int dstStep, const Kep16u* pTable) {
+    dcOnlyLS(static_cast<Kep16s>(static_cast<Kep16u>(ownLoad16s(pSrc) * ownLoad16u(pTable))), pDst, dstStep);
+}
+
+// The whole block: besides DC-only blocks, blocks with rows 4..7 or columns 4..7 all zero (most
+// of those that are not in the 4x4 corner) leave the row passes of the zero rows, or the terms of
+// the zero columns, out: the same arithmetic, as in the corner forms.
+inline void inverseLS8(const Kep16s* pSrc, Kep8u* pDst, int dstStep, const Kep16u* pTable) {
+    __m128i x[8];
+    for (int r = 0; r < 8; ++r) x[r] = _mm_loadu_si128(reinterpret_cast<const __m128i*>(pSrc + 8 * r));
+    const __m128i top = _mm_or_si128(_mm_or_si128(x[0], x[1]), _mm_or_si128(x[2], x[3]));
+    const __m128i bottom = _mm_or_si128(_mm_or_si128(x[4], x[5]), _mm_or_si128(x[6], x[7]));
+    const __m128i zero = _mm_setzero_si128();
+    // Bit pairs 0..7 of each mask: lanes 0..7 of the rows 0..3 (with the DC lane cleared) and 4..7.
+    const int topZero = _mm_movemask_epi8(_mm_cmpeq_epi16(_mm_and_si128(top, _mm_setr_epi16(0, -1, -1, -1, -1, -1, -1, -1)), zero));
+    const int bottomZero = _mm_movemask_epi8(_mm_cmpeq_epi16(bottom, zero));
+    const bool lowerZero = bottomZero == 0xFFFF, rightZero = ((topZero & bottomZero) >> 8) == 0xFF;
+    if (lowerZero && topZero == 0xFFFF) dcOnlyLS(pSrc, pDst, dstStep, pTable);
+    else if (lowerZero) rightZero ? inverseLS<4, 4>(pSrc, pDst, dstStep, pTable) : inverseLS<4, 8>(pSrc, pDst, dstStep, pTable);
+    else rightZero ? inverseLS<8, 4>(pSrc, pDst, dstStep, pTable) : inverseLS<8, 8>(pSrc, pDst, dstStep, pTable);
+}
+
+template <int N>
+inline void inverseLS(const Kep16s* pSrc, Kep8u* pDst, int dstStep, const Kep16u* pTable) {
+    if (acZero<N>(pSrc)) dcOnlyLS(pSrc, pDst, dstStep, pTable);
+    else inverseLS<N, N>(pSrc, pDst, dstStep, pTable);
 }
 
 }  // namespace
@@ -136,7 +221,7 @@ void ownDCTQuantInv8x8_ssse3(const Kep16s* pSrc, Kep16s* pDst, const Kep16u* pTa
 }
 
 void ownDCTQuantInv8x8LS_ssse3(const Kep16s* pSrc, Kep8u* pDst, int dstStep, const Kep16u* pTable) {
-    inverseLS<8>(pSrc, pDst, dstStep, pTable);
+    inverseLS8(pSrc, pDst, dstStep, pTable);
 }
 void ownDCTQuantInv8x8LS_4x4_ssse3(const Kep16s* pSrc, Kep8u* pDst, int dstStep, const Kep16u* pTable) {
     inverseLS<4>(pSrc, pDst, dstStep, pTable);

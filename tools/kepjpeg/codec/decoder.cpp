@@ -157,20 +157,39 @@ private:
             inverseTransform8(pl, blk, &pl.p8[off], pl.stride);
     }
 
-    // Dequantization and inverse DCT of one block to 8-bit samples at dst, rows step apart.
-    // Blocks whose nonzero coefficients all lie in the top-left 2x2 or 4x4 corner (most blocks of
-    // a photograph at usual qualities) take the shortcut forms, which give exactly the full
-    // transform's result.
-    static void inverseTransform8(const Plane& pl, const Kep16s* blk, Kep8u* dst, int step) {
+    // The blockPos of a baseline decoder state: its fields are the 64-bit bits read ahead, the
+    // 32-bit bit count and end-of-band run, then blockPos.
+    static unsigned blockPos(const unsigned char* state) {
+        std::uint32_t v;
+        std::memcpy(&v, state + 16, sizeof v);
+        return v;
+    }
+
+    // How far a block reaches, from its coefficients: 3 when they all lie in the top-left 2x2
+    // corner, 10 in the 4x4 corner, else 64.
+    static unsigned reachOf(const Kep16s* blk) {
         // Four coefficients per word: w[2v] holds columns 0..3 of row v, w[2v + 1] columns 4..7.
         std::uint64_t w[16];
         std::memcpy(w, blk, sizeof w);
         const std::uint64_t outside4 = w[1] | w[3] | w[5] | w[7] | w[8] | w[9] | w[10] | w[11] | w[12] | w[13] |
                                        w[14] | w[15];
         const std::uint64_t outside2 = outside4 | w[4] | w[6] | (w[0] >> 32) | (w[2] >> 32);
-        if (!outside2)
+        return !outside2 ? 3 : !outside4 ? 10 : 64;
+    }
+
+    // Dequantization and inverse DCT of one block to 8-bit samples at dst, rows step apart.
+    // Blocks whose nonzero coefficients all lie in the top-left 2x2 or 4x4 corner (most blocks of
+    // a photograph at usual qualities) take the shortcut forms, which give exactly the full
+    // transform's result. reach is the decoder's blockPos for the block when known (0 when not):
+    // one more than the zigzag position of its last coefficient, so at most 3 keeps every
+    // coefficient in the 2x2 corner (zigzag 0..2 are natural 0, 1, 8) and at most 10 in the 4x4
+    // corner (zigzag 0..9 lie in rows and columns 0..3). Past that the full form sorts out the
+    // blocks with a zero half itself, and every form spots DC-only blocks.
+    static void inverseTransform8(const Plane& pl, const Kep16s* blk, Kep8u* dst, int step, unsigned reach = 0) {
+        if (reach == 0) reach = reachOf(blk);
+        if (reach <= 3)
             kepiDCTQuantInv8x8LS_2x2_JPEG_16s8u_C1R(blk, dst, step, pl.inv16);
-        else if (!outside4)
+        else if (reach <= 10)
             kepiDCTQuantInv8x8LS_4x4_JPEG_16s8u_C1R(blk, dst, step, pl.inv16);
         else
             kepiDCTQuantInv8x8LS_JPEG_16s8u_C1R(blk, dst, step, pl.inv16);
@@ -509,6 +528,7 @@ private:
         auto edge = [&](int k, int which, int c) { return &edges[(std::size_t(k) * 2 + which) * edgeOff[nc] + edgeOff[c]]; };
         RingPool rings;
 
+        const bool reportProgress = bool(opt_.progress);
         std::atomic<long> done{0};
         std::mutex progressLock;
         auto progress = [&](long m) {
@@ -552,7 +572,9 @@ private:
             // (into run, or into the stored coefficients), then the inverse DCT of them all, so
             // that each loop keeps its own code and tables in cache.
             std::vector<Kep16s> ownRun;
+            std::vector<Kep8u> ownReach;
             std::vector<Kep16s>& run = stream ? ring->run : ownRun;
+            std::vector<Kep8u>& reach = stream ? ring->reach : ownReach;
             for (long ma = m0; ma < m1;) {
                 row = int(ma / mcusX);
                 const long mb = std::min(m1, long(row + 1) * mcusX);
@@ -572,7 +594,9 @@ private:
                     continue;
                 }
                 run.resize(std::size_t(mb - ma) * slots.size() * 64);
+                reach.resize(std::size_t(mb - ma) * slots.size());
                 Kep16s* blk = run.data();
+                Kep8u* rch = reach.data();
                 for (long m = ma; m < mb; ++m) {
                     for (const BlockSlot& b : slots) {
                         if (ok) {
@@ -581,24 +605,27 @@ private:
                             if (r != kepOk) errors_.set(entropyError(m, r));
                             ok = r == kepOk;
                         }
+                        *rch++ = ok ? Kep8u(blockPos(stateBuf)) : 1;
                         // The rest of a failed interval is left flat.
                         if (!ok) std::memset(blk, 0, 64 * sizeof(Kep16s));
                         blk += 64;
                     }
-                    progress(m);
+                    if (reportProgress) progress(m);
                 }
                 blk = run.data();
+                rch = reach.data();
                 for (long mx = ma - long(row) * mcusX; mx < mb - long(row) * mcusX; ++mx)
                     for (const BlockSlot& b : slots) {
                         const long bx = mx * b.across + b.dx;
                         if (stream) {
                             const Plane& pl = planes_[b.c];
                             Kep8u* dst = ring->buf[b.c].data() + std::size_t((row & 1) * rowsPer[b.c] + 8 * b.dy) * pl.stride;
-                            inverseTransform8(pl, blk, dst + bx * 8, pl.stride);
+                            inverseTransform8(pl, blk, dst + bx * 8, pl.stride, *rch);
                         } else {
                             inverseTransform(b.c, bx, long(row) * b.down + b.dy, blk);
                         }
                         blk += 64;
+                        ++rch;
                     }
                 ma = mb;
                 if (stream) {
@@ -724,6 +751,7 @@ private:
     struct Ring {
         std::vector<Kep8u> buf[4];
         std::vector<Kep16s> run;
+        std::vector<Kep8u> reach;   // blockPos of each block in run
         RowScratch scratch;
         explicit Ring(const JpegInfo& fi) : scratch(fi) {}
     };
