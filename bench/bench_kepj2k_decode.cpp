@@ -2,7 +2,7 @@
 // RGB image, encoded losslessly once by OpenJPEG's encoder (RCT + 5/3, 64x64 code-blocks, 6
 // resolutions, one tile, one layer), single-threaded and with two threads; and the opj_decompress
 // command on the same file (its time includes reading the file and writing a PPM). At exit the
-// ratios (ours / OpenJPEG) are printed, of wall-clock time and of the CPU time of every thread
+// ratios (ours / OpenJPEG) of the medians over the repetitions are printed, of wall-clock time and of the CPU time of every thread
 // (the second is the steadier figure on a shared machine).
 #include <benchmark/benchmark.h>
 #include <openjpeg.h>
@@ -19,13 +19,14 @@
 #include <map>
 #include <string>
 
+#include "bench_median.h"
 #include "codec.h"
 #include "j2k.h"
 
 namespace {
 
 struct Summary {
-    std::map<std::string, double> t, cpu;
+    MedianMap t, cpu;
     ~Summary() {
         auto line = [this](const char* what, const std::string& ours, const std::string& peer) {
             if (!t.count(ours) || !t.count(peer)) return;
@@ -53,8 +54,8 @@ double cpuSeconds(bool children = false) {
 }
 
 void record(benchmark::State& state, const std::string& key, double seconds, double cpu) {
-    summary.t[key] = seconds / double(state.iterations());
-    summary.cpu[key] = cpu / double(state.iterations());
+    summary.t.add(key, seconds / double(state.iterations()));
+    summary.cpu.add(key, cpu / double(state.iterations()));
     state.counters["CPU_ms"] = 1e3 * cpu / double(state.iterations());
     state.counters["MP/s"] = benchmark::Counter(12.0 * double(state.iterations()) / seconds);
 }

@@ -1,7 +1,7 @@
 // The kepjpeg codec beside TurboJPEG (tjCompress2 / tjDecompress2) on the same 12-megapixel
 // image at quality 85, 4:2:0 and 4:4:4, single-threaded; then kepjpeg with two threads on a file
 // with a restart marker after every MCU row, and kepjpeg's lossless mode alone. At exit the
-// ratios (ours / TurboJPEG) are printed.
+// ratios (ours / TurboJPEG) of the median times over the repetitions are printed.
 #include <benchmark/benchmark.h>
 #include <turbojpeg.h>
 
@@ -10,6 +10,7 @@
 #include <map>
 #include <string>
 
+#include "bench_median.h"
 #include "codec.h"
 
 namespace {
@@ -19,9 +20,9 @@ const kepjpeg::Image& bigImage() {
     return img;
 }
 
-// Seconds per iteration of each benchmark, printed as ratios when the program ends.
+// Seconds per iteration of each benchmark run, printed as ratios of their medians when the program ends.
 struct Summary {
-    std::map<std::string, double> t;
+    MedianMap t;
     ~Summary() {
         auto line = [this](const char* what, const std::string& ours, const std::string& peer) {
             if (!t.count(ours) || !t.count(peer)) return;
@@ -41,7 +42,7 @@ struct Summary {
 } summary;
 
 void record(benchmark::State& state, const std::string& key, double seconds) {
-    summary.t[key] = seconds / double(state.iterations());
+    summary.t.add(key, seconds / double(state.iterations()));
     state.counters["MP/s"] = benchmark::Counter(12.0 * double(state.iterations()) / seconds);
 }
 

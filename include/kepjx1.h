@@ -201,9 +201,12 @@ KEPAPI KepResult kepiEncodeHuffmanRawTableInit_JPEG_8u(const int pStatistics[257
                                                        Kep8u* pListVals);
 
 /* Bit-stream states. Encoder (1048 bytes): pending bits, end-of-band run and correction bits;
- * decoder (24 bytes): bits read ahead, end-of-band run and blockPos, the number of zigzag
- * positions the last block decoded reached (1 + position of its last coefficient; 64 for a block
- * without end-of-block; written also when decoding fails). Init zeroes the state. InitAlloc
+ * decoder (24 bytes): bits read ahead (64-bit, byte offset 0), bit count (signed 32-bit, offset
+ * 8), end-of-band run (unsigned 32-bit, offset 12) and blockPos (unsigned 32-bit, offset 16), the
+ * number of zigzag positions the last block decoded reached (1 + position of its last
+ * coefficient; 64 for a block without end-of-block; written also when decoding fails). No
+ * function reads blockPos back: a caller reads it at offset 16 to pick a reduced inverse
+ * transform for the block. Init zeroes the state. InitAlloc
  * allocates with kepMalloc and zeroes; a null argument or a failed allocation gives -8.
  * Every other function: null pointer (-8). */
 KEPAPI KepResult kepiEncodeHuffmanStateGetBufSize_JPEG_8u(int* pSize);
