@@ -99,12 +99,12 @@ inline size_t lowestSet(Kep64u m) {
 
 // Tables of the run-length loop, in one object so that one base register reaches both.
 struct LoopTables {
-    Kep32u lowBits[16];  // low s bits
+    Kep32u lowBits[17];  // low s bits (16 for a DC difference of category 16)
     Kep8u natural[64];   // natural index of each zigzag position
 };
 constexpr LoopTables makeLoopTables() {
     LoopTables t{};
-    for (int s = 0; s < 16; ++s) t.lowBits[s] = (1u << s) - 1;
+    for (int s = 0; s <= 16; ++s) t.lowBits[s] = (1u << s) - 1;
     for (int k = 0; k < 64; ++k) t.natural[k] = static_cast<Kep8u>(ownZigzagNaturalExt[k]);
     return t;
 }
@@ -179,7 +179,9 @@ __attribute__((always_inline)) inline bool encodeFast(const Kep16s* pSrc, const 
     const unsigned s = static_cast<unsigned>(ownHuffCategory(diff));  // a table: BSR is slow on some processors
     Kep32u e = dc->entry[s];
     if ((e >> 16) == 0) return false;
-    w.put(((e & 0xFFFF) << s) | ownHuffExtraBits(diff, static_cast<int>(s)), static_cast<int>((e >> 16) + s));  // up to 16 + 16 bits
+    // Extra bits through the mask table: no branch for category 0, frequent in flat areas.
+    const Kep32u dcExtra = static_cast<Kep32u>(diff + (diff >> 31)) & kLoop.lowBits[s];
+    w.put(((e & 0xFFFF) << s) | dcExtra, static_cast<int>((e >> 16) + s));  // up to 16 + 16 bits
 
     const Kep32u* __restrict acEntry = ac->entry;
     size_t next = 1;  // zigzag position after the last coefficient coded
