@@ -2,11 +2,12 @@
 // shuffles of the eight rows) and derives, for all 64 coefficients at once, the mask of the
 // nonzero ones, their categories (two nibble lookups when every |AC| fits in a byte, else the
 // exponent of |v| converted to float) and their extra bits (v, or v - 1 when negative); an AC
-// value of -32768, which has no symbol, is found there once for the block. The run-length loop then visits only the nonzero coefficients, with two
-// loads each, so the chain from one symbol to the next is short, and it keeps nothing in
-// registers that it does not use (the last byte stored is read back at the end). The bits collect
-// in a 64-bit register from which eight bytes at a time go out when none of them is 0xFF. It
-// produces the same bytes and the same final state as the bit writer of pjenchuff.cpp.
+// value of -32768, which has no symbol, is found there once for the block. The run-length loop
+// then visits only the nonzero coefficients, with two loads each, so the chain from one symbol
+// to the next is short, and it keeps nothing in registers that it does not use (the last byte
+// stored is read back at the end). The bits collect in a 64-bit register from which eight bytes
+// at a time go out when none of them is 0xFF. It produces the same bytes and the same final
+// state as the bit writer of pjenchuff.cpp.
 
 #include <tmmintrin.h>
 
