@@ -9,6 +9,7 @@
 #include "huff_jpeg.h"
 #include "kepcheck.h"
 #include "pjdispatch.h"
+#include "pjzigzag.h"
 
 namespace {
 
@@ -327,6 +328,29 @@ TEST(HuffEquivalence, FastEncoderEdgesOfTheBlock) {
     b[kepcheck::Rng(kepcheck::seed()).range(1, 63)] = -32768;
     both(b, KepiEncodeHuffmanState{}, &taken);
     EXPECT_FALSE(taken);
+
+    // Every AC magnitude up to 300 and the largest of the table, beside small ones and a DC of any size: the
+    // categories of magnitudes that fit in a byte and of those that do not, the switch between
+    // the two at 256 (from the ACs alone), and -32768 only as an AC.
+    for (int v = -300; v <= 300; ++v) {
+        for (const int dcValue : {3, 2047, -32768}) {
+            Kep16s blk[64] = {};
+            blk[0] = static_cast<Kep16s>(dcValue);
+            blk[ownZigzagNaturalExt[1 + (v & 31)]] = static_cast<Kep16s>(v);
+            blk[ownZigzagNaturalExt[40 + (v & 15)]] = static_cast<Kep16s>(v & 7);
+            both(blk, KepiEncodeHuffmanState{}, &taken);
+            ASSERT_TRUE(taken) << v << " " << dcValue;
+        }
+    }
+    for (const Kep16s v : {Kep16s(1023), Kep16s(-1023), Kep16s(255), Kep16s(-255)}) {
+        std::fill(b, b + 64, Kep16s(0));
+        b[9] = v;
+        both(b, KepiEncodeHuffmanState{}, &taken);
+        EXPECT_TRUE(taken);
+        b[20] = -32768;
+        both(b, KepiEncodeHuffmanState{}, &taken);
+        EXPECT_FALSE(taken);
+    }
 
     // Blocks until one ends with a stuffed 0xFF, after a state whose last byte is different.
     Rng rng(kepcheck::seed());

@@ -1,12 +1,13 @@
 // Fast whole-block baseline encoder. SSSE3 puts the block in zigzag order up front (byte
 // shuffles of the eight rows) and derives, for all 64 coefficients at once, the mask of the
-// nonzero ones, their categories (from the exponent of |v| converted to float) and their extra
-// bits (v, or v - 1 when negative); an AC value of -32768, which has no symbol, is found there
-// once for the block. The run-length loop then visits only the nonzero coefficients, with two
-// loads each, so the chain from one symbol to the next is short, and it keeps nothing in
-// registers that it does not use (the last byte stored is read back at the end). The bits collect
-// in a 64-bit register from which eight bytes at a time go out when none of them is 0xFF. It
-// produces the same bytes and the same final state as the bit writer of pjenchuff.cpp.
+// nonzero ones, their categories (two nibble lookups when every |AC| fits in a byte, else the
+// exponent of |v| converted to float) and their extra bits (v, or v - 1 when negative); an AC
+// value of -32768, which has no symbol, is found there once for the block. The run-length loop
+// then visits only the nonzero coefficients, with two loads each, so the chain from one symbol
+// to the next is short, and it keeps nothing in registers that it does not use (the last byte
+// stored is read back at the end). The bits collect in a 64-bit register from which eight bytes
+// at a time go out when none of them is 0xFF. It produces the same bytes and the same final
+// state as the bit writer of pjenchuff.cpp.
 
 #include <tmmintrin.h>
 
@@ -99,12 +100,12 @@ inline size_t lowestSet(Kep64u m) {
 
 // Tables of the run-length loop, in one object so that one base register reaches both.
 struct LoopTables {
-    Kep32u lowBits[16];  // low s bits
+    Kep32u lowBits[17];  // low s bits (16 for a DC difference of category 16)
     Kep8u natural[64];   // natural index of each zigzag position
 };
 constexpr LoopTables makeLoopTables() {
     LoopTables t{};
-    for (int s = 0; s < 16; ++s) t.lowBits[s] = (1u << s) - 1;
+    for (int s = 0; s <= 16; ++s) t.lowBits[s] = (1u << s) - 1;
     for (int k = 0; k < 64; ++k) t.natural[k] = static_cast<Kep8u>(ownZigzagNaturalExt[k]);
     return t;
 }
@@ -126,29 +127,52 @@ inline __m128i exponents(__m128i a) {
     return _mm_packs_epi32(lo, hi);
 }
 
+// Categories of sixteen bytes: the number of bits of the high nibble plus 4 when it is nonzero
+// (then at least 5), else the number of bits of the low nibble (at most 4), so the larger of two
+// nibble lookups.
+inline __m128i byteCategories(__m128i b) {
+    const __m128i low = _mm_setr_epi8(0, 1, 2, 2, 3, 3, 3, 3, 4, 4, 4, 4, 4, 4, 4, 4);
+    const __m128i high = _mm_setr_epi8(0, 5, 6, 6, 7, 7, 7, 7, 8, 8, 8, 8, 8, 8, 8, 8);
+    const __m128i nibble = _mm_set1_epi8(15);
+    return _mm_max_epu8(_mm_shuffle_epi8(low, _mm_and_si128(b, nibble)),
+                        _mm_shuffle_epi8(high, _mm_and_si128(_mm_srli_epi16(b, 4), nibble)));
+}
+
 // Fills pr and returns the mask with bit k set when zigzag coefficient k is nonzero (category
-// above 0); *big is set when an AC coefficient is -32768 (category 16, the only one with bit 4).
+// above 0); *big is set when an AC coefficient is -32768 (category 16, no symbol).
+// When every |AC| is below 256 (most blocks of typical images), the magnitudes fit in bytes and
+// two nibble lookups per sixteen give the categories; otherwise the float exponents do. The DC
+// lane is left out of that test: its category here is never used.
 __attribute__((always_inline)) inline Kep64u prepare(const Kep16s* p, Prepared* pr, bool* big) {
-    __m128i cat[4];
-#pragma GCC unroll 4  // unrolled, the four groups of 16 overlap
-    for (int i = 0; i < 4; ++i) {
-        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * i));
-        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * i + 8));
-        _mm_store_si128(reinterpret_cast<__m128i*>(pr->extra + 16 * i), _mm_add_epi16(a, _mm_srai_epi16(a, 15)));
-        _mm_store_si128(reinterpret_cast<__m128i*>(pr->extra + 16 * i + 8), _mm_add_epi16(b, _mm_srai_epi16(b, 15)));
-        cat[i] = _mm_subs_epu8(_mm_packus_epi16(exponents(_mm_abs_epi16(a)), exponents(_mm_abs_epi16(b))), _mm_set1_epi8(126));
+    __m128i mag[8];
+#pragma GCC unroll 8  // the magnitudes stay in registers
+    for (int i = 0; i < 8; ++i) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 8 * i));
+        _mm_store_si128(reinterpret_cast<__m128i*>(pr->extra + 8 * i), _mm_add_epi16(v, _mm_srai_epi16(v, 15)));
+        mag[i] = _mm_abs_epi16(v);  // 0x8000 for -32768
     }
+    // Any bit from 8 up in the OR of the AC magnitudes means one of them is 256 or more; bit 15
+    // (the top bit of the odd bytes) that one is -32768, as every other |v| is below 0x8000.
+    const __m128i ac0 = _mm_and_si128(mag[0], _mm_setr_epi16(0, -1, -1, -1, -1, -1, -1, -1));
+    const __m128i any = _mm_or_si128(_mm_or_si128(_mm_or_si128(ac0, mag[1]), _mm_or_si128(mag[2], mag[3])),
+                                     _mm_or_si128(_mm_or_si128(mag[4], mag[5]), _mm_or_si128(mag[6], mag[7])));
+    *big = (_mm_movemask_epi8(any) & 0xAAAA) != 0;
     const __m128i z = _mm_setzero_si128();
+    __m128i cat[4];
+    if (_mm_movemask_epi8(_mm_cmpeq_epi16(_mm_srli_epi16(any, 8), z)) == 0xFFFF) {
+#pragma GCC unroll 4
+        for (int i = 0; i < 4; ++i) cat[i] = byteCategories(_mm_packus_epi16(mag[2 * i], mag[2 * i + 1]));
+    } else {
+#pragma GCC unroll 4  // unrolled, the four groups of 16 overlap
+        for (int i = 0; i < 4; ++i)
+            cat[i] = _mm_subs_epu8(_mm_packus_epi16(exponents(mag[2 * i]), exponents(mag[2 * i + 1])), _mm_set1_epi8(126));
+    }
     Kep64u zero = 0;
     const __m128i c0 = zigzagBytes<0>(cat), c1 = zigzagBytes<1>(cat), c2 = zigzagBytes<2>(cat), c3 = zigzagBytes<3>(cat);
     _mm_store_si128(reinterpret_cast<__m128i*>(pr->category), c0);
     _mm_store_si128(reinterpret_cast<__m128i*>(pr->category + 16), c1);
     _mm_store_si128(reinterpret_cast<__m128i*>(pr->category + 32), c2);
     _mm_store_si128(reinterpret_cast<__m128i*>(pr->category + 48), c3);
-    // Bit 4 of the categories of positions 1..63, moved to the top bit of each byte.
-    const __m128i ac0 = _mm_and_si128(c0, _mm_setr_epi8(0, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1));
-    const __m128i any = _mm_or_si128(_mm_or_si128(ac0, c1), _mm_or_si128(c2, c3));
-    *big = _mm_movemask_epi8(_mm_slli_epi16(any, 3)) != 0;
     zero |= static_cast<Kep64u>(static_cast<Kep16u>(_mm_movemask_epi8(_mm_cmpeq_epi8(c0, z))));
     zero |= static_cast<Kep64u>(static_cast<Kep16u>(_mm_movemask_epi8(_mm_cmpeq_epi8(c1, z)))) << 16;
     zero |= static_cast<Kep64u>(static_cast<Kep16u>(_mm_movemask_epi8(_mm_cmpeq_epi8(c2, z)))) << 32;
@@ -179,7 +203,9 @@ __attribute__((always_inline)) inline bool encodeFast(const Kep16s* pSrc, const 
     const unsigned s = static_cast<unsigned>(ownHuffCategory(diff));  // a table: BSR is slow on some processors
     Kep32u e = dc->entry[s];
     if ((e >> 16) == 0) return false;
-    w.put(((e & 0xFFFF) << s) | ownHuffExtraBits(diff, static_cast<int>(s)), static_cast<int>((e >> 16) + s));  // up to 16 + 16 bits
+    // Extra bits through the mask table: no branch for category 0, frequent in flat areas.
+    const Kep32u dcExtra = static_cast<Kep32u>(diff + (diff >> 31)) & kLoop.lowBits[s];
+    w.put(((e & 0xFFFF) << s) | dcExtra, static_cast<int>((e >> 16) + s));  // up to 16 + 16 bits
 
     const Kep32u* __restrict acEntry = ac->entry;
     size_t next = 1;  // zigzag position after the last coefficient coded
