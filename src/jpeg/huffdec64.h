@@ -138,6 +138,7 @@ struct BlockTables {
     Kep8u afterExtra[16][64];
     Kep32s extendOffset[16];  // 1 - 2^s: what EXTEND adds to s bits whose leading bit is 0
     Kep8u natural[80];        // ownZigzagNaturalExt
+    Kep8u naturalSink[80];    // the same up to 63, then 0 (the baseline loop's sink)
 };
 constexpr BlockTables makeBlockTables() {
     BlockTables t{};
@@ -152,7 +153,10 @@ constexpr BlockTables makeBlockTables() {
         }
     }
     for (int s = 0; s < 16; ++s) t.extendOffset[s] = s ? 1 - (1 << s) : 0;
-    for (int k = 0; k < 80; ++k) t.natural[k] = static_cast<Kep8u>(ownZigzagNaturalExt[k]);
+    for (int k = 0; k < 80; ++k) {
+        t.natural[k] = static_cast<Kep8u>(ownZigzagNaturalExt[k]);
+        t.naturalSink[k] = static_cast<Kep8u>(k < 64 ? ownZigzagNaturalExt[k] : 0);
+    }
     return t;
 }
 alignas(64) constexpr BlockTables kTables = makeBlockTables();
