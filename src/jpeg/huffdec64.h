@@ -131,13 +131,18 @@ constexpr void countCareful(unsigned& vc, unsigned need, unsigned n) {
 // Constant tables of the block loop, in one object so that one base register reaches them all.
 // Whether the careful reader fills follows the data, so a branch would be mispredicted often:
 // its count steps by lookup. beforeSymbol[vc] is its count after the fill it makes before a
-// symbol (8 bits needed); afterExtra[s][vc] its count after it needs and takes s extra bits.
+// symbol (8 bits needed); extra[s].after[vc] its count after it needs and takes s extra bits.
+// What else s extra bits need sits in the same 64-byte row, reached from one address.
+struct ExtraRow {
+    Kep8u after[48];  // indexed by the count before, 0..32
+    Kep64u mask;      // 2^s - 1: the extra bits once rotated to the bottom of the register
+    Kep8u pad[8];
+};
 struct BlockTables {
     Kep8u beforeSymbol[64];
-    Kep8u afterExtra[16][64];
-    Kep32s extendOffset[16];  // 1 - 2^s: what EXTEND adds to s bits whose leading bit is 0
-    Kep8u natural[80];        // ownZigzagNaturalExt
-    Kep8u naturalSink[80];    // the same up to 63, then 0 (the baseline loop's sink)
+    ExtraRow extra[16];
+    Kep8u natural[80];      // ownZigzagNaturalExt
+    Kep8u naturalSink[80];  // the same up to 63, then 0 (the baseline loop's sink)
 };
 constexpr BlockTables makeBlockTables() {
     BlockTables t{};
@@ -148,10 +153,10 @@ constexpr BlockTables makeBlockTables() {
         for (unsigned s = 1; s < 16; ++s) {
             unsigned after = vc;
             countCareful(after, s, s);
-            t.afterExtra[s][vc] = static_cast<Kep8u>(after);
+            t.extra[s].after[vc] = static_cast<Kep8u>(after);
         }
     }
-    for (int s = 0; s < 16; ++s) t.extendOffset[s] = s ? 1 - (1 << s) : 0;
+    for (unsigned s = 0; s < 16; ++s) t.extra[s].mask = (1ull << s) - 1;
     for (int k = 0; k < 80; ++k) {
         t.natural[k] = static_cast<Kep8u>(ownZigzagNaturalExt[k]);
         t.naturalSink[k] = static_cast<Kep8u>(k < 64 ? ownZigzagNaturalExt[k] : 0);
@@ -183,15 +188,19 @@ __attribute__((always_inline)) inline unsigned symbol64(const Bits64& r, unsigne
 }
 
 // Advances past a code of l bits and its s (1..15) extra bits, and returns those EXTENDed
-// (T.81 F.2.2.1) without a branch.
+// (T.81 F.2.2.1) without a branch: the register is rotated by s so that the extra bits land at the
+// bottom, where the mask takes them out and leaves the rest as the register; a leading 0 bit
+// means a negative value, the bits minus 2^s - 1.
 __attribute__((always_inline)) inline Kep32s extend64(Bits64& r, unsigned& vc, unsigned l, unsigned s) {
-    vc = kTables.afterExtra[s][vc];
+    const ExtraRow& e = kTables.extra[s];
+    vc = e.after[vc];
     const Kep64u lead = r.acc << l;  // the extra bits at the top
-    const Kep32s v = static_cast<Kep32s>(lead >> (64 - s));
-    r.acc = lead << s;
+    const Kep64u rotated = (lead << s) | (lead >> (64 - s));
+    const Kep64u v = rotated & e.mask;
+    r.acc = rotated ^ v;
     r.bits -= static_cast<int>(l + s);
-    const Kep32s positive = static_cast<Kep32s>(static_cast<Kep64s>(lead) >> 63);  // leading bit 1
-    return v + (kTables.extendOffset[s] & ~positive);
+    const Kep64u negative = ~static_cast<Kep64u>(static_cast<Kep64s>(lead) >> 63);
+    return static_cast<Kep32s>(v - (e.mask & negative));
 }
 
 __attribute__((always_inline)) inline void skip64(Bits64& r, unsigned l) {
@@ -202,7 +211,7 @@ __attribute__((always_inline)) inline void skip64(Bits64& r, unsigned l) {
 // Bits read as a plain number (no EXTEND): n (1..16) of them, the careful reader's count after
 // it needs and takes them.
 __attribute__((always_inline)) inline Kep32u bits64(Bits64& r, unsigned& vc, unsigned n) {
-    vc = kTables.afterExtra[n][vc];
+    vc = kTables.extra[n].after[vc];
     const Kep32u v = static_cast<Kep32u>(r.acc >> (64 - n));
     r.acc <<= n;
     r.bits -= static_cast<int>(n);
