@@ -235,8 +235,9 @@ __attribute__((always_inline)) inline bool commit64(Bits64& r, unsigned vc, cons
         loaded = r.sp - pos0 - vet->nstuffed;
         if (taken > loaded) return false;  // it would have met what stopped the loads
     }
-    if (vet->nstuffed == 0 && taken >= 4) {
-        // No stuffing: the last four data bytes are the four source bytes before the position.
+    if (taken >= 4 && (vet->nstuffed == 0 || vet->stuffed[0] >= taken)) {
+        // No stuffing among the bytes taken (an 0xFF loaded ahead does not count): the last four
+        // data bytes are the four source bytes before the position.
         Kep32u last;
         memcpy(&last, p + pos0 + taken - 4, 4);
         st->bitBuffer = __builtin_bswap32(last);
