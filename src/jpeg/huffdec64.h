@@ -131,21 +131,13 @@ constexpr void countCareful(unsigned& vc, unsigned need, unsigned n) {
 // Constant tables of the block loop, in one object so that one base register reaches them all.
 // Whether the careful reader fills follows the data, so a branch would be mispredicted often:
 // its count steps by lookup. beforeSymbol[vc] is its count after the fill it makes before a
-// symbol (8 bits needed); extra[s].after[vc] its count after it needs and takes s extra bits, and
-// extra[s].next[vc] the count after that and the fill before the next symbol, so that a loop
-// over coefficients steps the count with one lookup per coefficient. Row 0 (no extra bits) has
-// after[vc] = vc. What else s extra bits need sits in the same row, reached from one address.
-struct ExtraRow {
-    Kep8u after[40];  // indexed by the count before, 0..32
-    Kep64u mask;      // 2^s - 1
-    Kep8u next[40];
-    Kep8u pad[40];
-};
+// symbol (8 bits needed); afterExtra[s][vc] its count after it needs and takes s extra bits.
 struct BlockTables {
     Kep8u beforeSymbol[64];
-    ExtraRow extra[16];
-    Kep8u natural[80];      // ownZigzagNaturalExt
-    Kep8u naturalSink[80];  // the same up to 63, then 0 (the baseline loop's sink)
+    Kep8u afterExtra[16][64];
+    Kep32s extendOffset[16];  // 1 - 2^s: what EXTEND adds to s bits whose leading bit is 0
+    Kep8u natural[80];        // ownZigzagNaturalExt
+    Kep8u naturalSink[80];    // the same up to 63, then 0 (the baseline loop's sink)
 };
 constexpr BlockTables makeBlockTables() {
     BlockTables t{};
@@ -153,15 +145,13 @@ constexpr BlockTables makeBlockTables() {
         unsigned before = vc;
         countCareful(before, 8, 0);
         t.beforeSymbol[vc] = static_cast<Kep8u>(before);
-        for (unsigned s = 0; s < 16; ++s) {
+        for (unsigned s = 1; s < 16; ++s) {
             unsigned after = vc;
-            if (s) countCareful(after, s, s);
-            t.extra[s].after[vc] = static_cast<Kep8u>(after);
-            countCareful(after, 8, 0);
-            t.extra[s].next[vc] = static_cast<Kep8u>(after);
+            countCareful(after, s, s);
+            t.afterExtra[s][vc] = static_cast<Kep8u>(after);
         }
     }
-    for (unsigned s = 0; s < 16; ++s) t.extra[s].mask = (1ull << s) - 1;
+    for (int s = 0; s < 16; ++s) t.extendOffset[s] = s ? 1 - (1 << s) : 0;
     for (int k = 0; k < 80; ++k) {
         t.natural[k] = static_cast<Kep8u>(ownZigzagNaturalExt[k]);
         t.naturalSink[k] = static_cast<Kep8u>(k < 64 ? ownZigzagNaturalExt[k] : 0);
@@ -171,56 +161,37 @@ constexpr BlockTables makeBlockTables() {
 alignas(64) constexpr BlockTables kTables = makeBlockTables();
 
 // With at least 32 bits held: the next symbol and the length of its code, or 0 when no code of
-// up to 16 bits matches. cb is the careful reader's count once it has made the fill it makes
-// before a symbol (8 bits needed), and becomes its count after the code. A code longer than 8
-// bits needs 9: a count of 8 fills again (the same fill the reader makes from the count before
-// the first, as a fill does not depend on what is needed), then each bit past the ninth fills
-// when none is held. The register is not advanced.
-__attribute__((always_inline)) inline unsigned symbolFilled(const Bits64& r, unsigned& cb,
-                                                            const KepiDecodeHuffmanSpec* spec, unsigned* sym) {
+// up to 16 bits matches; the careful reader's count before its extra bits. The register is not
+// advanced.
+__attribute__((always_inline)) inline unsigned symbol64(const Bits64& r, unsigned& vc,
+                                                        const KepiDecodeHuffmanSpec* spec, unsigned* sym) {
     const Kep32u look = spec->lookahead[r.acc >> 56];
     unsigned l = look >> 16;
     if (__builtin_expect(l != 0, 1)) {
         *sym = look & 0xFFFF;
-        cb -= l;
+        vc = kTables.beforeSymbol[vc] - l;
         return l;
     }
     int symbol;
     l = static_cast<unsigned>(longCode(spec, static_cast<Kep32u>(r.acc >> 48), &symbol));
     if (l == 0) return 0;
     *sym = static_cast<unsigned>(symbol);
-    countCareful(cb, 9, 9);
+    countCareful(vc, 9, 9);
     const unsigned rest = l - 9;  // bits taken one at a time, filling when none is held
-    cb = cb >= rest ? cb - rest : 32 - (rest - cb);
-    return l;
-}
-
-// As symbolFilled, with vc the count before the fill.
-__attribute__((always_inline)) inline unsigned symbol64(const Bits64& r, unsigned& vc,
-                                                        const KepiDecodeHuffmanSpec* spec, unsigned* sym) {
-    unsigned cb = kTables.beforeSymbol[vc];
-    const unsigned l = symbolFilled(r, cb, spec, sym);
-    if (l) vc = cb;
+    vc = vc >= rest ? vc - rest : 32 - (rest - vc);
     return l;
 }
 
 // Advances past a code of l bits and its s (1..15) extra bits, and returns those EXTENDed
-// (T.81 F.2.2.1) without a branch: a leading 0 bit means a negative value, the bits minus
-// 2^s - 1. The register's own steps are two shifts, so that its chain from one symbol to the next
-// waits for no table (the mask is needed only for the value). The careful count is the caller's.
-__attribute__((always_inline)) inline Kep32s extendBits(Bits64& r, unsigned l, unsigned s) {
+// (T.81 F.2.2.1) without a branch.
+__attribute__((always_inline)) inline Kep32s extend64(Bits64& r, unsigned& vc, unsigned l, unsigned s) {
+    vc = kTables.afterExtra[s][vc];
     const Kep64u lead = r.acc << l;  // the extra bits at the top
-    const Kep64u v = lead >> (64 - s);
+    const Kep32s v = static_cast<Kep32s>(lead >> (64 - s));
     r.acc = lead << s;
     r.bits -= static_cast<int>(l + s);
-    const Kep64u negative = ~static_cast<Kep64u>(static_cast<Kep64s>(lead) >> 63);
-    return static_cast<Kep32s>(v - (kTables.extra[s].mask & negative));
-}
-
-// The same, stepping vc, the careful reader's count, past its need of s bits.
-__attribute__((always_inline)) inline Kep32s extend64(Bits64& r, unsigned& vc, unsigned l, unsigned s) {
-    vc = kTables.extra[s].after[vc];
-    return extendBits(r, l, s);
+    const Kep32s positive = static_cast<Kep32s>(static_cast<Kep64s>(lead) >> 63);  // leading bit 1
+    return v + (kTables.extendOffset[s] & ~positive);
 }
 
 __attribute__((always_inline)) inline void skip64(Bits64& r, unsigned l) {
@@ -231,7 +202,7 @@ __attribute__((always_inline)) inline void skip64(Bits64& r, unsigned l) {
 // Bits read as a plain number (no EXTEND): n (1..16) of them, the careful reader's count after
 // it needs and takes them.
 __attribute__((always_inline)) inline Kep32u bits64(Bits64& r, unsigned& vc, unsigned n) {
-    vc = kTables.extra[n].after[vc];
+    vc = kTables.afterExtra[n][vc];
     const Kep32u v = static_cast<Kep32u>(r.acc >> (64 - n));
     r.acc <<= n;
     r.bits -= static_cast<int>(n);
@@ -255,9 +226,8 @@ __attribute__((always_inline)) inline bool commit64(Bits64& r, unsigned vc, cons
         loaded = r.sp - pos0 - vet->nstuffed;
         if (taken > loaded) return false;  // it would have met what stopped the loads
     }
-    if (taken >= 4 && (vet->nstuffed == 0 || vet->stuffed[0] >= taken)) {
-        // No stuffing among the bytes taken (an 0xFF loaded ahead does not count): the last four
-        // data bytes are the four source bytes before the position.
+    if (vet->nstuffed == 0 && taken >= 4) {
+        // No stuffing: the last four data bytes are the four source bytes before the position.
         Kep32u last;
         memcpy(&last, p + pos0 + taken - 4, 4);
         st->bitBuffer = __builtin_bswap32(last);

@@ -45,16 +45,13 @@ __attribute__((always_inline)) inline bool decodeFast(const Kep8u* p, int len, i
     if (!start64(src, st, &r, &vet, &vc)) return false;
 
     clearBlock(pDst);
-    // c steps as the careful reader's count: after the fill before a symbol, then after its code;
-    // s is the number of extra bits last taken. Every symbol with its extra bits takes at most
-    // 16 + 15 bits.
-    unsigned c = kTables.beforeSymbol[vc];
+    // Every symbol with its extra bits takes at most 16 + 15 bits.
     unsigned sym, l;
-    if (!ensure32(r, p, len, &vet) || (l = symbolFilled(r, c, dc, &sym)) == 0) return false;
-    unsigned s = sym & 0x0F;
+    if (!ensure32(r, p, len, &vet) || (l = symbol64(r, vc, dc, &sym)) == 0) return false;
+    const unsigned sdc = sym & 0x0F;
     Kep32s diff = 0;
-    if (s)
-        diff = extendBits(r, l, s);
+    if (sdc)
+        diff = extend64(r, vc, l, sdc);
     else
         skip64(r, l);
     const Kep16s lastDC = static_cast<Kep16s>(*pLastDC + diff);
@@ -63,34 +60,23 @@ __attribute__((always_inline)) inline bool decodeFast(const Kep8u* p, int len, i
     // k + the coefficients remaining = 64 throughout, so k is also the block position. A
     // coefficient whose run takes it past 63 is stored to the DC slot (natural order entries 64
     // and up are 0 here) and leaves k above 64: the block is then declined after the loop, and the
-    // careful path decodes it again from the state before it, block cleared. A ZRL that takes k
-    // past 64 is declined at once, so that k > 64 after the loop always means a coefficient out of
-    // range. vc becomes the careful count at the end of the block.
-    c = kTables.extra[s].next[c];
+    // careful path decodes it again from the state before it, block cleared. A ZRL ends the block
+    // with k above 64 only where this test declines it at once, so that k > 64 after the loop
+    // always means a coefficient out of range.
     unsigned k = 1;
-    for (;;) {
-        if (!ensure32(r, p, len, &vet) || (l = symbolFilled(r, c, ac, &sym)) == 0) return false;
-        const unsigned run = sym >> 4;
-        s = sym & 0x0F;
+    while (k < 64) {
+        if (!ensure32(r, p, len, &vet) || (l = symbol64(r, vc, ac, &sym)) == 0) return false;
+        const unsigned run = sym >> 4, s = sym & 0x0F;
         if (__builtin_expect(s != 0, 1)) {
             k += run;
-            const Kep32s v = extendBits(r, l, s);
+            const Kep32s v = extend64(r, vc, l, s);
             pDst[kTables.naturalSink[k]] = static_cast<Kep16s>(v);
-            if (++k >= 64) {
-                vc = kTables.extra[s].after[c];
-                break;
-            }
-            c = kTables.extra[s].next[c];
+            ++k;
         } else {
             skip64(r, l);
-            vc = c;
             if (run != 15) break;
             k += 16;
-            if (k >= 64) {
-                if (k > 64) return false;
-                break;
-            }
-            c = kTables.beforeSymbol[c];
+            if (k > 64) return false;
         }
     }
     if (k > 64) return false;
