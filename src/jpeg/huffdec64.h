@@ -52,10 +52,11 @@ struct Bits64 {
     Kep64u acc;  // the next `bits` bits, most significant first; below them zeros or the next bytes
     int bits;
     int sp;      // next source byte to load
-    int loaded;  // data bytes loaded since the start position
 };
 
-// What the byte-wise loads have met: rarely touched.
+// What the byte-wise loads have met: rarely touched. The data bytes loaded since the start are
+// sp - pos0 - nstuffed (a stuffed 0xFF takes two source bytes), so the block loop need not count
+// them in a register of its own.
 struct Vetted {
     int pos0;      // the position and the low 32 bits of bitBuffer before the block
     Kep32u buf0;
@@ -77,14 +78,14 @@ __attribute__((noinline)) inline Bits64 slowLoad(Bits64 r, const Kep8u* p, int l
                 vet->stopped = true;
                 break;
             }
-            vet->stuffed[vet->nstuffed++] = r.loaded;
+            vet->stuffed[vet->nstuffed] = r.sp - vet->pos0 - vet->nstuffed;
+            ++vet->nstuffed;
             r.sp += 2;
         } else {
             r.sp += 1;
         }
         r.acc |= static_cast<Kep64u>(b) << (56 - r.bits);
         r.bits += 8;
-        r.loaded += 1;
     }
     return r;
 }
@@ -103,7 +104,6 @@ __attribute__((always_inline)) inline bool ensure32(Bits64& r, const Kep8u* p, i
             r.acc |= __builtin_bswap64(w) >> r.bits;
             const int n = (63 - r.bits) >> 3;
             r.sp += n;
-            r.loaded += n;
             r.bits += 8 * n;
             return true;
         }
@@ -114,7 +114,6 @@ __attribute__((always_inline)) inline bool ensure32(Bits64& r, const Kep8u* p, i
         if (n > 0) {
             r.acc |= (__builtin_bswap64(w) & ~(~0ull >> (8 * n))) >> r.bits;
             r.sp += n;
-            r.loaded += n;
             r.bits += 8 * n;
             if (r.bits >= 32) return true;
         }
@@ -138,6 +137,7 @@ struct BlockTables {
     Kep8u afterExtra[16][64];
     Kep32s extendOffset[16];  // 1 - 2^s: what EXTEND adds to s bits whose leading bit is 0
     Kep8u natural[80];        // ownZigzagNaturalExt
+    Kep8u naturalSink[80];    // the same up to 63, then 0 (the baseline loop's sink)
 };
 constexpr BlockTables makeBlockTables() {
     BlockTables t{};
@@ -152,7 +152,10 @@ constexpr BlockTables makeBlockTables() {
         }
     }
     for (int s = 0; s < 16; ++s) t.extendOffset[s] = s ? 1 - (1 << s) : 0;
-    for (int k = 0; k < 80; ++k) t.natural[k] = static_cast<Kep8u>(ownZigzagNaturalExt[k]);
+    for (int k = 0; k < 80; ++k) {
+        t.natural[k] = static_cast<Kep8u>(ownZigzagNaturalExt[k]);
+        t.naturalSink[k] = static_cast<Kep8u>(k < 64 ? ownZigzagNaturalExt[k] : 0);
+    }
     return t;
 }
 alignas(64) constexpr BlockTables kTables = makeBlockTables();
@@ -216,10 +219,12 @@ __attribute__((always_inline)) inline bool commit64(Bits64& r, unsigned vc, cons
     const int pos0 = vet->pos0;
     const Kep32u buf0 = vet->buf0;
     // Data bytes the careful reader has taken: the bits decoded and the bits it holds.
-    const int taken = (8 * r.loaded - r.bits + static_cast<int>(vc)) >> 3;
-    if (taken > r.loaded) {
+    int loaded = r.sp - pos0 - vet->nstuffed;
+    const int taken = (8 * loaded - r.bits + static_cast<int>(vc)) >> 3;
+    if (taken > loaded) {
         r = slowLoad(r, p, len, vet);
-        if (taken > r.loaded) return false;  // it would have met what stopped the loads
+        loaded = r.sp - pos0 - vet->nstuffed;
+        if (taken > loaded) return false;  // it would have met what stopped the loads
     }
     if (vet->nstuffed == 0 && taken >= 4) {
         // No stuffing: the last four data bytes are the four source bytes before the position.
@@ -256,7 +261,7 @@ __attribute__((always_inline)) inline bool start64(const OwnHuffSrc& src, const 
     const int pos0 = *src.pos, cnt0 = st->bitCount;
     if (*src.marker != 0 || pos0 < 0 || pos0 > src.len || cnt0 < 0 || cnt0 > 32) return false;
     const Kep32u buf0 = static_cast<Kep32u>(st->bitBuffer);
-    *r = {cnt0 ? static_cast<Kep64u>(buf0) << (64 - cnt0) : 0, cnt0, pos0, 0};
+    *r = {cnt0 ? static_cast<Kep64u>(buf0) << (64 - cnt0) : 0, cnt0, pos0};
     vet->pos0 = pos0;
     vet->buf0 = buf0;
     vet->stopped = false;

@@ -12,6 +12,7 @@
 #include <emmintrin.h>
 
 #include "huffdec64.h"
+#include "pjdispatch.h"
 
 using namespace ownhuff64;
 
@@ -31,15 +32,17 @@ inline void clearBlock(Kep16s* pDst) {
     _mm_storeu_si128(out + 7, zero);
 }
 
-__attribute__((always_inline)) inline bool decodeFast(const OwnHuffSrc& src, Kep16s* pDst, Kep16s* pLastDC,
-                                                      const KepiDecodeHuffmanSpec* dc, const KepiDecodeHuffmanSpec* ac,
-                                                      KepiDecodeHuffmanState* st) {
+// Decodes one block, or declines (false) having written nothing but coefficients. The source is
+// taken as separate arguments rather than an OwnHuffSrc so that nothing of it is stored on the
+// stack on the way through.
+__attribute__((always_inline)) inline bool decodeFast(const Kep8u* p, int len, int* pPos, int* pMarker, Kep16s* pDst,
+                                                      Kep16s* pLastDC, const KepiDecodeHuffmanSpec* dc,
+                                                      const KepiDecodeHuffmanSpec* ac, KepiDecodeHuffmanState* st) {
+    const OwnHuffSrc src = {p, len, pPos, pMarker};
     Bits64 r;
     Vetted vet;
     unsigned vc;
     if (!start64(src, st, &r, &vet, &vc)) return false;
-    const Kep8u* const p = src.p;
-    const int len = src.len;
 
     clearBlock(pDst);
     // Every symbol with its extra bits takes at most 16 + 15 bits.
@@ -54,7 +57,12 @@ __attribute__((always_inline)) inline bool decodeFast(const OwnHuffSrc& src, Kep
     const Kep16s lastDC = static_cast<Kep16s>(*pLastDC + diff);
     pDst[0] = lastDC;
 
-    // k + the coefficients remaining = 64 throughout, so k is also the block position.
+    // k + the coefficients remaining = 64 throughout, so k is also the block position. A
+    // coefficient whose run takes it past 63 is stored to the DC slot (natural order entries 64
+    // and up are 0 here) and leaves k above 64: the block is then declined after the loop, and the
+    // careful path decodes it again from the state before it, block cleared. A ZRL ends the block
+    // with k above 64 only where this test declines it at once, so that k > 64 after the loop
+    // always means a coefficient out of range.
     unsigned k = 1;
     while (k < 64) {
         if (!ensure32(r, p, len, &vet) || (l = symbol64(r, vc, ac, &sym)) == 0) return false;
@@ -62,16 +70,16 @@ __attribute__((always_inline)) inline bool decodeFast(const OwnHuffSrc& src, Kep
         if (__builtin_expect(s != 0, 1)) {
             k += run;
             const Kep32s v = extend64(r, vc, l, s);
-            const unsigned natural = kTables.natural[k];
-            if (natural > 63) return false;
-            pDst[natural] = static_cast<Kep16s>(v);
+            pDst[kTables.naturalSink[k]] = static_cast<Kep16s>(v);
             ++k;
         } else {
             skip64(r, l);
             if (run != 15) break;
             k += 16;
+            if (k > 64) return false;
         }
     }
+    if (k > 64) return false;
 
     if (!commit64(r, vc, src, &vet, st)) return false;
     *pLastDC = lastDC;
@@ -79,20 +87,42 @@ __attribute__((always_inline)) inline bool decodeFast(const OwnHuffSrc& src, Kep
     return true;
 }
 
+// The careful path for the blocks the fast one declines, out of line so that the fast path
+// keeps its arguments in registers.
+__attribute__((noinline)) KepResult declined(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos, Kep16s* pDst,
+                                             Kep16s* pLastDC, int* pMarker, const KepiDecodeHuffmanSpec* dc,
+                                             const KepiDecodeHuffmanSpec* ac, KepiDecodeHuffmanState* st) {
+    const OwnHuffSrc src = {pSrc, srcLenBytes, pSrcCurrPos, pMarker};
+    return ownHuffDecodeBlock_careful(src, pDst, pLastDC, dc, ac, st);
+}
+
 }  // namespace
 
 bool ownHuffDecodeBlock_fast(const OwnHuffSrc& src, Kep16s* pDst, Kep16s* pLastDC, const KepiDecodeHuffmanSpec* dc,
                              const KepiDecodeHuffmanSpec* ac, KepiDecodeHuffmanState* st) {
-    return decodeFast(src, pDst, pLastDC, dc, ac, st);
+    return decodeFast(src.p, src.len, src.pos, src.marker, pDst, pLastDC, dc, ac, st);
 }
 
-// The kernel inlined here and the careful path as a tail call, so that an export pays one jump.
 KepResult ownHuffDecodeBlock(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos, Kep16s* pDst, Kep16s* pLastDC,
                              int* pMarker, const KepiDecodeHuffmanSpec* dc, const KepiDecodeHuffmanSpec* ac,
                              KepiDecodeHuffmanState* st) {
-    const OwnHuffSrc src = {pSrc, srcLenBytes, pSrcCurrPos, pMarker};
-    if (decodeFast(src, pDst, pLastDC, dc, ac, st)) return kepOk;
-    return ownHuffDecodeBlock_careful(src, pDst, pLastDC, dc, ac, st);
+    if (decodeFast(pSrc, srcLenBytes, pSrcCurrPos, pMarker, pDst, pLastDC, dc, ac, st)) return kepOk;
+    return declined(pSrc, srcLenBytes, pSrcCurrPos, pDst, pLastDC, pMarker, dc, ac, st);
+}
+
+// The export: its argument checks, then the kernel inlined, so that a call pays one jump from the
+// dispatch stub.
+KepResult own_kepiDecodeHuffman8x8_JPEG_1u16s_C1(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos, Kep16s* pDst,
+                                                 Kep16s* pLastDC, int* pMarker, const KepiDecodeHuffmanSpec* pDcTable,
+                                                 const KepiDecodeHuffmanSpec* pAcTable,
+                                                 KepiDecodeHuffmanState* pDecHuffState) {
+    if (!pSrc) return kepErrNullPtr;
+    if (srcLenBytes < 0) return kepErrArgRange;
+    if (!pSrcCurrPos || !pDst || !pLastDC || !pMarker || !pDcTable || !pAcTable || !pDecHuffState)
+        return kepErrNullPtr;
+    if (decodeFast(pSrc, srcLenBytes, pSrcCurrPos, pMarker, pDst, pLastDC, pDcTable, pAcTable, pDecHuffState))
+        return kepOk;
+    return declined(pSrc, srcLenBytes, pSrcCurrPos, pDst, pLastDC, pMarker, pDcTable, pAcTable, pDecHuffState);
 }
 
 namespace {

@@ -151,17 +151,7 @@ KepResult own_kepiDecodeHuffmanStateFree_JPEG_8u(KepiDecodeHuffmanState* pDecHuf
     return ownHuffFree(pDecHuffState);
 }
 
-KepResult own_kepiDecodeHuffman8x8_JPEG_1u16s_C1(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos, Kep16s* pDst,
-                                                 Kep16s* pLastDC, int* pMarker, const KepiDecodeHuffmanSpec* pDcTable,
-                                                 const KepiDecodeHuffmanSpec* pAcTable,
-                                                 KepiDecodeHuffmanState* pDecHuffState) {
-    if (!pSrc) return kepErrNullPtr;
-    if (srcLenBytes < 0) return kepErrArgRange;
-    if (!pSrcCurrPos || !pDst || !pLastDC || !pMarker || !pDcTable || !pAcTable || !pDecHuffState)
-        return kepErrNullPtr;
-
-    return ownHuffDecodeBlock(pSrc, srcLenBytes, pSrcCurrPos, pDst, pLastDC, pMarker, pDcTable, pAcTable, pDecHuffState);
-}
+// own_kepiDecodeHuffman8x8_JPEG_1u16s_C1 is with its kernel in huffdec_fast.cpp.
 
 // The Direct form keeps the reader's bits and position with the caller; it has no length, so the
 // fast path may only read bytes the careful path would read, and the source is bounded by the

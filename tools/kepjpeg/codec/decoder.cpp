@@ -218,7 +218,10 @@ private:
     int splitIntervals(const ScanInfo& s, int intervals, std::vector<std::size_t>& begins, std::vector<std::size_t>& ends) {
         begins.assign(1, s.dataBegin);
         ends.clear();
-        for (std::size_t p = s.dataBegin; p + 1 < s.dataEnd;) {
+        // The scan's end was found by a pass that counted the RSTn markers on its way (stuffed
+        // zeros and fill bytes skipped the same way as here): with none, there is nothing to split
+        // and the data need not be searched again.
+        for (std::size_t p = s.dataBegin; s.restartMarkers != 0 && p + 1 < s.dataEnd;) {
             const void* ff = std::memchr(d_ + p, 0xFF, s.dataEnd - p - 1);
             if (!ff) break;
             p = std::size_t(static_cast<const std::uint8_t*>(ff) - d_);
