@@ -200,10 +200,6 @@ KEP_HIDDEN KepResult ownHuffDecodeBlock_careful(const OwnHuffSrc& src, Kep16s* p
 KEP_HIDDEN bool ownHuffDecodeBlock_fast(const OwnHuffSrc& src, Kep16s* pDst, Kep16s* pLastDC,
                                         const KepiDecodeHuffmanSpec* dc, const KepiDecodeHuffmanSpec* ac,
                                         KepiDecodeHuffmanState* st);
-// Decodes one block: the fast kernel, or the careful path where it declines.
-KEP_HIDDEN KepResult ownHuffDecodeBlock(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos, Kep16s* pDst,
-                                        Kep16s* pLastDC, int* pMarker, const KepiDecodeHuffmanSpec* dc,
-                                        const KepiDecodeHuffmanSpec* ac, KepiDecodeHuffmanState* st);
 // The same for a source without a known length (the Direct form): it performs the careful path's
 // fills byte by byte and so never reads a byte the careful path would not read.
 KEP_HIDDEN bool ownHuffDecodeBlock_schedule(const OwnHuffSrc& src, Kep16s* pDst, Kep16s* pLastDC,

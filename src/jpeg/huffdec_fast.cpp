@@ -103,13 +103,6 @@ bool ownHuffDecodeBlock_fast(const OwnHuffSrc& src, Kep16s* pDst, Kep16s* pLastD
     return decodeFast(src.p, src.len, src.pos, src.marker, pDst, pLastDC, dc, ac, st);
 }
 
-KepResult ownHuffDecodeBlock(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos, Kep16s* pDst, Kep16s* pLastDC,
-                             int* pMarker, const KepiDecodeHuffmanSpec* dc, const KepiDecodeHuffmanSpec* ac,
-                             KepiDecodeHuffmanState* st) {
-    if (decodeFast(pSrc, srcLenBytes, pSrcCurrPos, pMarker, pDst, pLastDC, dc, ac, st)) return kepOk;
-    return declined(pSrc, srcLenBytes, pSrcCurrPos, pDst, pLastDC, pMarker, dc, ac, st);
-}
-
 // The export: its argument checks, then the kernel inlined, so that a call pays one jump from the
 // dispatch stub.
 KepResult own_kepiDecodeHuffman8x8_JPEG_1u16s_C1(const Kep8u* pSrc, int srcLenBytes, int* pSrcCurrPos, Kep16s* pDst,
