@@ -14,15 +14,22 @@ if [ ${#targets[@]} -eq 0 ]; then
   echo "fuzz: no targets"
   exit 0
 fi
-for t in "${targets[@]}"; do
+# One target: its log in build-fuzz/, the tail of it and a non-zero status when it fails.
+run_one() {
+  local t=$1 seconds=$2 dir=$3
+  local name
   name=$(basename "$t")
-  corpus=$dir/corpus/$name
-  mkdir -p "$corpus"
-  echo "fuzz: $name for ${seconds}s"
-  "$t" -max_total_time="$seconds" -print_final_stats=0 "$corpus" >"$dir/$name.log" 2>&1 || {
+  mkdir -p "$dir/corpus/$name"
+  if ! "$t" -max_total_time="$seconds" -print_final_stats=0 "$dir/corpus/$name" >"$dir/$name.log" 2>&1; then
     tail -n 60 "$dir/$name.log"
     echo "fuzz: $name FAILED"
-    exit 1
-  }
-  grep -E '^#[0-9]+ *DONE' "$dir/$name.log" | tail -n 1 || true
-done
+    return 1
+  fi
+  echo "fuzz: $name for ${seconds}s: $(grep -E '^Done' "$dir/$name.log" | tail -n 1)"
+}
+export -f run_one
+# As many targets at once as there are processors.
+printf '%s\n' "${targets[@]}" | xargs -P "$(nproc)" -I{} bash -c 'run_one "$@"' _ {} "$seconds" "$dir" || {
+  echo "fuzz: a target failed"
+  exit 1
+}
