@@ -42,7 +42,8 @@ struct Summary {
             if (t.count(k)) {
                 if (!pairs) std::printf("Paired (both codecs in every iteration): median of the per-iteration ratios\n");
                 pairs = true;
-                std::printf("%-34s ratio %.3f over %zu iterations\n", k, t[k], t.samples.at(k).size());
+                std::printf("%-34s kepjpeg %8.1f ms   TurboJPEG %8.1f ms   ratio %.3f over %zu iterations\n", k,
+                            1e3 * t[std::string(k) + "_ours"], 1e3 * t[std::string(k) + "_peer"], t[k], t.samples.at(k).size());
             }
         for (const char* k : {"lossless_enc", "lossless_dec"})
             if (t.count(k)) std::printf("%-34s kepjpeg %8.1f ms   %.1f MP/s\n", k, 1e3 * t[k], 12.0 / t[k]);
@@ -158,6 +159,8 @@ void paired(benchmark::State& state, Ours& ours, Peer& peer, const char* key) {
         double t[2];
         for (int j = 0; j < 2; ++j) t[(i + j) & 1] = ((i + j) & 1) ? timedRun(state, peer) : timedRun(state, ours);
         summary.t.add(key, t[0] / t[1]);
+        summary.t.add(std::string(key) + "_ours", t[0]);
+        summary.t.add(std::string(key) + "_peer", t[1]);
         ++i;
     }
 }
