@@ -4,7 +4,8 @@
 // grayscale, CMYK), whose markers up to the end of the first scan header stand in front of the
 // remaining bytes, so that the entropy decoders see hostile data behind valid tables; with bit
 // 0x80 the remaining bytes are the whole file instead. Bit 0x08 decodes with two threads, 0x10
-// keeps the colour space, 0x20 asks for the coefficients. Frames above 2^20 samples are skipped
+// keeps the colour space, 0x20 asks for the coefficients, 0x40 takes the first dispatch slot
+// rather than the one chosen for this processor. Frames above 2^20 samples are skipped
 // (a header alone can ask for gigabytes). The input lives in a heap block of exactly its size,
 // so that AddressSanitizer sees any read past the end.
 #include <algorithm>
@@ -14,6 +15,7 @@
 #include <vector>
 
 #include "codec.h"
+#include "pjdispatch.h"
 
 namespace {
 
@@ -94,6 +96,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         if (w * h * (exact[i + 9] ? exact[i + 9] : 1) > (1u << 20)) return 0;
     }
 
+    static const int native = ownDispatchIndex;
+    ownDispatchIndex = (mode & 0x40) ? 0 : native;
     kepjpeg::DecodeOptions opt;
     opt.threads = (mode & 0x08) ? 2 : 1;
     opt.keepColourSpace = (mode & 0x10) != 0;

@@ -354,11 +354,8 @@ private:
                 for (const Slot& b : slots) {
                     // Room for any block (at most 518 bytes with stuffing) before it is coded.
                     if (seg.size() - pos < 1024) seg.resize(seg.size() * 2);
-                    const Kep16s* blk = in;
-                    if (store)
-                        blk = stored(b.c, int(mx * b.across + b.dx), my * b.down + b.dy);
-                    else
-                        in += 64;   // (run is empty when the blocks are stored)
+                    const Kep16s* blk = store ? stored(b.c, int(mx * b.across + b.dx), my * b.down + b.dy) : in;
+                    if (!store) in += 64;   // run holds nothing when the blocks are stored
                     r = kepiEncodeHuffman8x8_JPEG_16s1u_C1(blk, seg.data(), int(seg.size()), &pos, &lastDC[b.c], b.dc, b.ac,
                                                            state, 0);
                     if (r != kepOk) break;
