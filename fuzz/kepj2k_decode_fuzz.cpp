@@ -1,14 +1,16 @@
 // libFuzzer target for the kepj2k tool's decoder: arbitrary bytes as a code stream or a JP2 file
 // (a JP2 signature in front of half the inputs), decoded under a 2^20-sample limit with reduced
-// resolution, fewer layers and two threads chosen by the first byte; the header description
-// and the box listing run on the same bytes. The input lives in a heap block of exactly its
-// size, so that AddressSanitizer sees any read past the end.
+// resolution, fewer layers, two threads and the first dispatch slot (rather than the one chosen
+// for this processor) chosen by the first byte; the header description and the box listing run
+// on the same bytes. The input lives in a heap block of exactly its size, so that
+// AddressSanitizer sees any read past the end.
 #include <cstdint>
 #include <cstring>
 #include <string>
 #include <vector>
 
 #include "j2k.h"
+#include "pjdispatch.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (size < 1) return 0;
@@ -24,6 +26,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     input.insert(input.end(), data, data + size);
     std::vector<std::uint8_t> exact(input);   // exactly sized heap block
+    static const int native = ownDispatchIndex;
+    ownDispatchIndex = (mode & 0x40) ? 0 : native;
     kepj2k::DecodeOptions opt;
     opt.reduce = mode & 3;
     opt.layers = (mode >> 2) & 3;
