@@ -89,6 +89,8 @@ struct TurboEncoder {
     std::vector<unsigned char> buf;
     unsigned long size = 0;
     explicit TurboEncoder(int s) : samp(s), buf(tjBufSize(bigImage().width, bigImage().height, s)) {}
+    TurboEncoder(const TurboEncoder&) = delete;
+    TurboEncoder& operator=(const TurboEncoder&) = delete;
     ~TurboEncoder() { tjDestroy(h); }
     const char* run() {
         const kepjpeg::Image& img = bigImage();
@@ -127,6 +129,8 @@ struct TurboDecoder {
     std::vector<unsigned char> out;
     tjhandle h = tjInitDecompress();
     explicit TurboDecoder(int samp) : jpg(turboEncode(samp)), out(bigImage().px8.size()) {}
+    TurboDecoder(const TurboDecoder&) = delete;
+    TurboDecoder& operator=(const TurboDecoder&) = delete;
     ~TurboDecoder() { tjDestroy(h); }
     const char* run() {
         const kepjpeg::Image& ref = bigImage();
