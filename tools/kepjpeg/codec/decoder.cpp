@@ -147,14 +147,15 @@ private:
         }
     }
 
-    // Dequantization and inverse DCT of one block into its place in the component's plane.
-    void inverseTransform(int c, long bx, long by, const Kep16s* blk) {
+    // Dequantization and inverse DCT of one block into its place in the component's plane (reach:
+    // as for inverseTransform8).
+    void inverseTransform(int c, long bx, long by, const Kep16s* blk, unsigned reach = 0) {
         Plane& pl = planes_[c];
         const std::size_t off = std::size_t(by) * 8 * pl.stride + std::size_t(bx) * 8;
         if (pl.p16)
             kepiDCTQuantInv8x8LS_JPEG_16s16u_C1R(blk, &pl.p16[off], pl.stride * 2, pl.inv32);
         else
-            inverseTransform8(pl, blk, &pl.p8[off], pl.stride);
+            inverseTransform8(pl, blk, &pl.p8[off], pl.stride, reach);
     }
 
     // The blockPos of a baseline decoder state: its fields are the 64-bit bits read ahead, the
@@ -625,7 +626,7 @@ private:
                             Kep8u* dst = ring->buf[b.c].data() + std::size_t((row & 1) * rowsPer[b.c] + 8 * b.dy) * pl.stride;
                             inverseTransform8(pl, blk, dst + bx * 8, pl.stride, *rch);
                         } else {
-                            inverseTransform(b.c, bx, long(row) * b.down + b.dy, blk);
+                            inverseTransform(b.c, bx, long(row) * b.down + b.dy, blk, *rch);
                         }
                         blk += 64;
                         ++rch;
