@@ -451,7 +451,7 @@ void generateDirect(Rng& rng, DirectCase& c) {
 
 Variant<DirectCase> directVariant(const char* name, bool direct) {
     return {name, [direct](DirectCase& c) {
-                KepiDecodeHuffmanState st = {static_cast<Kep32u>(c.bits), c.count, 0, 0};
+                KepiDecodeHuffmanState st = {static_cast<Kep32u>(c.bits), c.count, 0, 0, 0};
                 int bitsPos = c.pos * 8;
                 Kep32u word = static_cast<Kep32u>(c.bits);
                 for (int i = 0; i < kCalls; ++i) {

@@ -69,10 +69,10 @@ using TileExport = KepResult (*)(T*, int, const KepiRect*, Kep8u*);
 template <typename T>
 std::vector<Variant<TileCase<T>>> tileVariants(TileKernel<T> ref, TileKernel<T> simd, const TileExport<T> (&tbl)[2], TileExport<T> stub) {
     constexpr int step = kTileMax * sizeof(T);
-    auto kernel = [step](TileKernel<T> k) {
+    auto kernel = [](TileKernel<T> k) {
         return [=](TileCase<T>& c, Kep8u* m, Kep8u* s) { k(reinterpret_cast<T*>(m), step, c.w, c.h, c.px, c.py, s); return kepOk; };
     };
-    auto exported = [step](TileExport<T> e) {
+    auto exported = [](TileExport<T> e) {
         return [=](TileCase<T>& c, Kep8u* m, Kep8u* s) {
             const KepiRect r{c.px + 2, c.py + 4, c.w, c.h};
             return e(reinterpret_cast<T*>(m), step, &r, s);

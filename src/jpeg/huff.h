@@ -38,6 +38,8 @@ struct KepiDecodeHuffmanState {
     Kep32s bitCount;   // valid bits in bitBuffer: the next bit is bit bitCount - 1
     Kep32u eobRun;     // progressive AC: remaining end-of-band run
     Kep32u blockPos;   // 1 + zigzag position of the last coefficient of the last block decoded
+    Kep32u reserved;   // the last 4 of the 24 bytes: zeroed by Init and never written otherwise, a
+                       // member rather than padding so that a state's bytes are all defined
 };
 
 static_assert(sizeof(KepiEncodeHuffmanSpec) == KEPI_ENCODE_HUFFMAN_SPEC_SIZE, "encoder spec size");

@@ -167,7 +167,7 @@ KepResult own_kepiDecodeHuffman8x8_Direct_JPEG_1u16s_C1(const Kep8u* pSrc, int* 
     if (*pNumValidPrefetchedBits < 0 || *pNumValidPrefetchedBits > 32) return kepErrArgRange;
     if (!pDcTable || !pAcTable) return kepErrNullPtr;
 
-    KepiDecodeHuffmanState st = {*pPrefetchedBits, *pNumValidPrefetchedBits, 0, 0};
+    KepiDecodeHuffmanState st = {*pPrefetchedBits, *pNumValidPrefetchedBits, 0, 0, 0};
     int pos = *pSrcBitsLen >> 3;
     const OwnHuffSrc src = {pSrc, 0x7FFFFFFF, &pos, pMarker};
     KepResult r = kepOk;

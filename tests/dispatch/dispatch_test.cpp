@@ -10,18 +10,10 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "fake_kepcore_log.h"
 #include "kepjx1.h"
 
 namespace {
-
-struct KepFakeCoreCall {
-    int function;
-    bool maskPtrNull, regsPtrNull;
-};
-struct KepFakeCoreLog {
-    int count;
-    KepFakeCoreCall calls[16];
-};
 
 int expectedSlot() {
     const char* s = std::getenv("KEP_EXPECT_SLOT");

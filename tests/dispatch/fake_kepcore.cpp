@@ -4,18 +4,10 @@
 
 #include <stdlib.h>
 
+#include "fake_kepcore_log.h"
 #include "kepcore.h"
 
 extern "C" {
-
-struct KepFakeCoreCall {
-    int function;  // 1 kepGetCpuFeatures, 2 kepGetEnabledCpuFeatures
-    bool maskPtrNull, regsPtrNull;
-};
-struct KepFakeCoreLog {
-    int count;
-    KepFakeCoreCall calls[16];
-};
 
 static KepFakeCoreLog g_log;
 
