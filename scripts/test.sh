@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds and runs every test: the libFuzzer targets briefly (build-fuzz/), the optimised build
-# (build/), then the whole suite again built by clang with AddressSanitizer and UndefinedBehaviorSanitizer
-# (build-asan/). Extra arguments go to ctest.
+# (build/), then the whole suite again, built by clang with AddressSanitizer and
+# UndefinedBehaviorSanitizer (build-asan/). Extra arguments go to ctest.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 "$root/scripts/deps.sh"
