@@ -13,8 +13,12 @@
 
 #include <benchmark/benchmark.h>
 
+#include <chrono>
+#include <cstdio>
+#include <string>
 #include <vector>
 
+#include "bench_median.h"
 #include "kepcheck_data.h"
 #include "kepjx1.h"
 #include "pct.h"
@@ -114,13 +118,15 @@ std::vector<uint8_t> coded(const std::vector<uint8_t>& pixels) {
     return out;
 }
 
-// Row by row, as a reader that hands out scanlines calls it; or the whole strip in one call, as
-// libtiff's strip read decodes it (the rows' runs follow one another, so the strip is one run
-// sequence that one call with the strip's length decodes).
-void decodeOurs(benchmark::State& state, bool photographic, bool wholeStrip) {
-    const auto src = coded(strip(photographic));
-    std::vector<uint8_t> rows(static_cast<size_t>(kWidth) * kRows);
-    for (auto _ : state) {
+// One decode of the strip by the export: row by row, as a reader that hands out scanlines calls
+// it, or the whole strip in one call, as libtiff's strip read decodes it (the rows' runs follow
+// one another, so the strip is one run sequence that one call with the strip's length decodes).
+struct OurDecode {
+    std::vector<uint8_t> src, rows;
+    bool wholeStrip;
+    OurDecode(bool photographic, bool whole)
+        : src(coded(strip(photographic))), rows(static_cast<size_t>(kWidth) * kRows), wholeStrip(whole) {}
+    void run() {
         int pos = 0;
         if (wholeStrip) {
             kepiUnpackBitsRow_TIFF_8u_C1(src.data(), &pos, static_cast<int>(src.size()), rows.data(), kWidth * kRows);
@@ -130,6 +136,11 @@ void decodeOurs(benchmark::State& state, bool photographic, bool wholeStrip) {
         }
         benchmark::ClobberMemory();
     }
+};
+
+void decodeOurs(benchmark::State& state, bool photographic, bool wholeStrip) {
+    OurDecode d(photographic, wholeStrip);
+    for (auto _ : state) d.run();
     bytes(state);
 }
 
@@ -163,16 +174,25 @@ TIFF* openMapped(tiffmem::File& f) {
     return TIFFClientOpen("memory", "r", &f, read, write, seek, close, size, map, unmap);
 }
 
-// The strip through TIFFReadEncodedStrip, or row by row through TIFFReadScanline (libtiff then
-// decodes one row per call, as the row-by-row export does).
-void decodeLibtiff(benchmark::State& state, bool photographic, bool mapped, bool scanlines = false) {
-    const auto src = coded(strip(photographic));
+// One decode of the same coded strip by libtiff: the strip through TIFFReadEncodedStrip, or row
+// by row through TIFFReadScanline (libtiff then decodes one row per call, as the row-by-row
+// export does).
+struct LibtiffDecode {
     tiffmem::File f;
-    if (!tiffmem::write(f, kWidth, kRows, nullptr, &src)) state.SkipWithError("libtiff write");
-    TIFF* t = mapped ? openMapped(f) : tiffmem::open(f, "r");
-    if (!t) state.SkipWithError("libtiff open");
-    std::vector<uint8_t> rows(static_cast<size_t>(kWidth) * kRows);
-    for (auto _ : state) {
+    TIFF* t = nullptr;
+    std::vector<uint8_t> rows;
+    bool scanlines;
+    LibtiffDecode(bool photographic, bool mapped, bool byScanline)
+        : rows(static_cast<size_t>(kWidth) * kRows), scanlines(byScanline) {
+        const auto src = coded(strip(photographic));
+        if (tiffmem::write(f, kWidth, kRows, nullptr, &src)) t = mapped ? openMapped(f) : tiffmem::open(f, "r");
+    }
+    LibtiffDecode(const LibtiffDecode&) = delete;
+    LibtiffDecode& operator=(const LibtiffDecode&) = delete;
+    ~LibtiffDecode() {
+        if (t) TIFFClose(t);
+    }
+    void run() {
         if (scanlines) {
             for (int r = 0; r < kRows; ++r) benchmark::DoNotOptimize(TIFFReadScanline(t, rows.data() + r * kWidth, static_cast<uint32_t>(r), 0));
         } else {
@@ -180,8 +200,83 @@ void decodeLibtiff(benchmark::State& state, bool photographic, bool mapped, bool
         }
         benchmark::ClobberMemory();
     }
-    if (t) TIFFClose(t);
+};
+
+void decodeLibtiff(benchmark::State& state, bool photographic, bool mapped, bool scanlines = false) {
+    LibtiffDecode d(photographic, mapped, scanlines);
+    if (!d.t) {
+        state.SkipWithError("libtiff could not write or open the strip");
+        return;
+    }
+    for (auto _ : state) d.run();
     bytes(state);
+}
+
+// The four decoders in every iteration, in an order that rotates, each timed on its own: the
+// speed ratios libtiff time / our time of one iteration, whose medians are printed at the end.
+// On a shared machine whose speed drifts from minute to minute, this compares the contenders
+// under the same load, which separately timed runs do not. All four read the same coded bytes
+// (the strip where it lies in libtiff's mapped file) into the same rows, so that each finds the
+// caches as the one before it left them.
+struct PairedSummary {
+    MedianMap r;
+    ~PairedSummary() {
+        if (r.samples.empty()) return;
+        std::printf("\nPackBits decode, paired (speed ratio = libtiff time / our time, median over iterations)\n");
+        for (const char* rows : {"photo", "synthetic"}) {
+            const std::string k = rows;
+            if (!r.count(k + "_row_strip")) continue;
+            std::printf("%-10s ours row by row vs libtiff strip %.2f, vs libtiff row by row %.2f; ours strip vs libtiff strip %.2f (%zu iterations)\n",
+                        rows, r[k + "_row_strip"], r[k + "_row_row"], r[k + "_strip_strip"], r.samples.at(k + "_row_strip").size());
+        }
+    }
+} pairedSummary;
+
+void decodePaired(benchmark::State& state, bool photographic) {
+    const auto src = coded(strip(photographic));
+    tiffmem::File f;
+    TIFF* byStrip = tiffmem::write(f, kWidth, kRows, nullptr, &src) ? openMapped(f) : nullptr;
+    TIFF* byRow = byStrip ? openMapped(f) : nullptr;
+    uint64_t* offsets = nullptr;
+    if (!byStrip || !byRow || !TIFFGetField(byStrip, TIFFTAG_STRIPOFFSETS, &offsets)) {
+        state.SkipWithError("libtiff could not write or open the strip");
+        if (byStrip) TIFFClose(byStrip);
+        if (byRow) TIFFClose(byRow);
+        return;
+    }
+    const uint8_t* codedStrip = f.data.data() + offsets[0];
+    const int codedLen = static_cast<int>(src.size());
+    std::vector<uint8_t> rows(static_cast<size_t>(kWidth) * kRows);
+    auto run = [&](int which) {
+        int pos = 0;
+        if (which == 0) {
+            for (int r = 0; r < kRows; ++r) kepiUnpackBitsRow_TIFF_8u_C1(codedStrip, &pos, codedLen, rows.data() + r * kWidth, kWidth);
+        } else if (which == 1) {
+            kepiUnpackBitsRow_TIFF_8u_C1(codedStrip, &pos, codedLen, rows.data(), kWidth * kRows);
+        } else if (which == 2) {
+            benchmark::DoNotOptimize(TIFFReadEncodedStrip(byStrip, 0, rows.data(), static_cast<tmsize_t>(rows.size())));
+        } else {
+            for (int r = 0; r < kRows; ++r) benchmark::DoNotOptimize(TIFFReadScanline(byRow, rows.data() + r * kWidth, static_cast<uint32_t>(r), 0));
+        }
+        benchmark::ClobberMemory();
+    };
+    const std::string key = photographic ? "photo" : "synthetic";
+    int iteration = 0;
+    for (auto _ : state) {
+        double sec[4];
+        for (int k = 0; k < 4; ++k) {
+            const int which = (k + iteration) % 4;
+            const auto t0 = std::chrono::steady_clock::now();
+            run(which);
+            sec[which] = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+        }
+        ++iteration;
+        pairedSummary.r.add(key + "_row_strip", sec[2] / sec[0]);
+        pairedSummary.r.add(key + "_row_row", sec[3] / sec[0]);
+        pairedSummary.r.add(key + "_strip_strip", sec[2] / sec[1]);
+    }
+    TIFFClose(byStrip);
+    TIFFClose(byRow);
 }
 
 void PackBitsEncode_photo_kep(benchmark::State& s) { encodeOurs(s, true); }
@@ -198,6 +293,8 @@ void PackBitsDecode_synthetic_kep_strip(benchmark::State& s) { decodeOurs(s, fal
 void PackBitsDecode_synthetic_libtiff_scanline(benchmark::State& s) { decodeLibtiff(s, false, true, true); }
 void PackBitsDecode_synthetic_libtiff(benchmark::State& s) { decodeLibtiff(s, false, true); }
 void PackBitsDecode_synthetic_libtiff_copied(benchmark::State& s) { decodeLibtiff(s, false, false); }
+void PackBitsDecodePaired_photo(benchmark::State& s) { decodePaired(s, true); }
+void PackBitsDecodePaired_synthetic(benchmark::State& s) { decodePaired(s, false); }
 BENCHMARK(PackBitsEncode_photo_kep);
 BENCHMARK(PackBitsEncode_photo_libtiff);
 BENCHMARK(PackBitsEncode_synthetic_kep);
@@ -212,5 +309,7 @@ BENCHMARK(PackBitsDecode_synthetic_libtiff);
 BENCHMARK(PackBitsDecode_synthetic_libtiff_copied);
 BENCHMARK(PackBitsDecode_synthetic_kep_strip);
 BENCHMARK(PackBitsDecode_synthetic_libtiff_scanline);
+BENCHMARK(PackBitsDecodePaired_photo);
+BENCHMARK(PackBitsDecodePaired_synthetic);
 
 }  // namespace
