@@ -7,7 +7,10 @@
 // in-memory TIFF kept open (TIFFWriteEncodedStrip / TIFFReadEncodedStrip of strip 0), on the
 // same pixels and, for decoding, the same coded bytes; bytes_per_second counts uncompressed
 // bytes. libtiff decodes from a mapped file (no copy of the coded strip, as when it reads a file
-// from disk); the _copied variants read the strip through the client read procedure first.
+// from disk); the _copied variants read the strip through the client read procedure first. The
+// _strip variants decode the whole strip in one call of the export, the _scanline ones let
+// libtiff decode row by row. PackBitsDecodePaired runs all four decoders in every iteration and
+// prints the median speed ratios at the end.
 //
 //   build/bench/kep_bench --benchmark_filter='PCT|PackBits'
 
