@@ -121,24 +121,25 @@ std::vector<uint8_t> coded(const std::vector<uint8_t>& pixels) {
     return out;
 }
 
-// One decode of the strip by the export: row by row, as a reader that hands out scanlines calls
-// it, or the whole strip in one call, as libtiff's strip read decodes it (the rows' runs follow
-// one another, so the strip is one run sequence that one call with the strip's length decodes).
+// One decode of the coded strip by the export: row by row, as a reader that hands out scanlines
+// calls it, or the whole strip in one call, as libtiff's strip read decodes it (the rows' runs
+// follow one another, so the strip is one run sequence that one call with its length decodes).
+void exportDecode(const uint8_t* src, int len, uint8_t* rows, bool wholeStrip) {
+    int pos = 0;
+    if (wholeStrip) {
+        kepiUnpackBitsRow_TIFF_8u_C1(src, &pos, len, rows, kWidth * kRows);
+    } else {
+        for (int r = 0; r < kRows; ++r) kepiUnpackBitsRow_TIFF_8u_C1(src, &pos, len, rows + r * kWidth, kWidth);
+    }
+    benchmark::ClobberMemory();
+}
+
 struct OurDecode {
     std::vector<uint8_t> src, rows;
     bool wholeStrip;
     OurDecode(bool photographic, bool whole)
         : src(coded(strip(photographic))), rows(static_cast<size_t>(kWidth) * kRows), wholeStrip(whole) {}
-    void run() {
-        int pos = 0;
-        if (wholeStrip) {
-            kepiUnpackBitsRow_TIFF_8u_C1(src.data(), &pos, static_cast<int>(src.size()), rows.data(), kWidth * kRows);
-        } else {
-            for (int r = 0; r < kRows; ++r)
-                kepiUnpackBitsRow_TIFF_8u_C1(src.data(), &pos, static_cast<int>(src.size()), rows.data() + r * kWidth, kWidth);
-        }
-        benchmark::ClobberMemory();
-    }
+    void run() { exportDecode(src.data(), static_cast<int>(src.size()), rows.data(), wholeStrip); }
 };
 
 void decodeOurs(benchmark::State& state, bool photographic, bool wholeStrip) {
@@ -180,6 +181,15 @@ TIFF* openMapped(tiffmem::File& f) {
 // One decode of the same coded strip by libtiff: the strip through TIFFReadEncodedStrip, or row
 // by row through TIFFReadScanline (libtiff then decodes one row per call, as the row-by-row
 // export does).
+void libtiffDecode(TIFF* t, uint8_t* rows, bool scanlines) {
+    if (scanlines) {
+        for (int r = 0; r < kRows; ++r) benchmark::DoNotOptimize(TIFFReadScanline(t, rows + r * kWidth, static_cast<uint32_t>(r), 0));
+    } else {
+        benchmark::DoNotOptimize(TIFFReadEncodedStrip(t, 0, rows, static_cast<tmsize_t>(kWidth) * kRows));
+    }
+    benchmark::ClobberMemory();
+}
+
 struct LibtiffDecode {
     tiffmem::File f;
     TIFF* t = nullptr;
@@ -195,14 +205,7 @@ struct LibtiffDecode {
     ~LibtiffDecode() {
         if (t) TIFFClose(t);
     }
-    void run() {
-        if (scanlines) {
-            for (int r = 0; r < kRows; ++r) benchmark::DoNotOptimize(TIFFReadScanline(t, rows.data() + r * kWidth, static_cast<uint32_t>(r), 0));
-        } else {
-            benchmark::DoNotOptimize(TIFFReadEncodedStrip(t, 0, rows.data(), static_cast<tmsize_t>(rows.size())));
-        }
-        benchmark::ClobberMemory();
-    }
+    void run() { libtiffDecode(t, rows.data(), scanlines); }
 };
 
 void decodeLibtiff(benchmark::State& state, bool photographic, bool mapped, bool scanlines = false) {
@@ -251,17 +254,8 @@ void decodePaired(benchmark::State& state, bool photographic) {
     const int codedLen = static_cast<int>(src.size());
     std::vector<uint8_t> rows(static_cast<size_t>(kWidth) * kRows);
     auto run = [&](int which) {
-        int pos = 0;
-        if (which == 0) {
-            for (int r = 0; r < kRows; ++r) kepiUnpackBitsRow_TIFF_8u_C1(codedStrip, &pos, codedLen, rows.data() + r * kWidth, kWidth);
-        } else if (which == 1) {
-            kepiUnpackBitsRow_TIFF_8u_C1(codedStrip, &pos, codedLen, rows.data(), kWidth * kRows);
-        } else if (which == 2) {
-            benchmark::DoNotOptimize(TIFFReadEncodedStrip(byStrip, 0, rows.data(), static_cast<tmsize_t>(rows.size())));
-        } else {
-            for (int r = 0; r < kRows; ++r) benchmark::DoNotOptimize(TIFFReadScanline(byRow, rows.data() + r * kWidth, static_cast<uint32_t>(r), 0));
-        }
-        benchmark::ClobberMemory();
+        if (which < 2) exportDecode(codedStrip, codedLen, rows.data(), which == 1);
+        else libtiffDecode(which == 2 ? byStrip : byRow, rows.data(), which == 3);
     };
     const std::string key = photographic ? "photo" : "synthetic";
     int iteration = 0;
