@@ -1116,7 +1116,9 @@ KEPAPI KepResult kepiPackBitsRow_TIFF_8u_C1(const Kep8u* pSrc, int srcLen, Kep8u
  * Errors: pSrc, pSrcCurrPos or pDst null (-8); srcLen < 1 or dstLen < 1 (-6); the source ends
  * before the row is complete, a run that does not fit in the source or the row, or a negative
  * position (-124). The position is then stored just past the header of the failed run (or where
- * the source ran out; unchanged when nothing was read); bytes produced before stay in the row. */
+ * the source ran out; unchanged when nothing was read); bytes produced before stay in the row,
+ * and the row's bytes after them are unspecified (runs far from the row end are written in whole
+ * 16- and 32-byte pieces that the following runs overwrite). Nothing outside the row is written. */
 KEPAPI KepResult kepiUnpackBitsRow_TIFF_8u_C1(const Kep8u* pSrc, int* pSrcCurrPos, int srcLen, Kep8u* pDst,
                                               int dstLen);
 

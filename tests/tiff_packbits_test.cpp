@@ -136,7 +136,7 @@ TEST(PackBitsEncode, OverrunKeepsThePositionAtARunBoundary) {
 }
 
 // Decoding: source bytes (the first srcLen of them, or all), start position and row length, and
-// the result, the position after the call and the bytes produced (the rest of the row untouched).
+// the result, the position after the call and the bytes produced (the whole row on success).
 TEST(PackBitsDecode, ResultsPositionsAndRows) {
     struct Case { Bytes src; int srcLen, start, dstLen; KepResult want; int pos; Bytes produced; };
     const KepResult over = kepErrPackBitsOverrun;
@@ -162,9 +162,9 @@ TEST(PackBitsDecode, ResultsPositionsAndRows) {
         const int srcLen = c.srcLen < 0 ? static_cast<int>(c.src.size()) : c.srcLen;
         EXPECT_EQ(c.want, kepiUnpackBitsRow_TIFF_8u_C1(c.src.data(), &pos, srcLen, row.data(), c.dstLen));
         EXPECT_EQ(c.pos, pos);
-        Bytes expect = c.produced;
-        expect.resize(row.size(), 0xEE);
-        EXPECT_EQ(expect, row);
+        // After a failure only the bytes produced are defined.
+        if (c.want != kepOk) row.resize(c.produced.size());
+        EXPECT_EQ(c.produced, row);
     }
 }
 

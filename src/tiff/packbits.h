@@ -25,9 +25,10 @@ KEP_HIDDEN int ownPackBitsRepeat_ssse3(const Kep8u* s);
 KEP_HIDDEN int ownPackBitsLiteral_ssse3(const Kep8u* s);
 
 // Decodes one row (see kepiUnpackBitsRow_TIFF_8u_C1) once the pointers and lengths are checked:
-// srcLen >= 1, dstLen >= 1. The reference goes byte by byte; the SSSE3 decoder moves 16 bytes at
-// a time while no run can reach either end of the buffers, and otherwise runs the reference's
-// checks, with the same result, position and row bytes (nothing written past the bytes produced).
+// srcLen >= 1, dstLen >= 1. The reference goes byte by byte and writes nothing past the bytes it
+// produces; the SSSE3 decoder moves 16 bytes at a time while no run can reach either end of the
+// buffers, and otherwise runs the reference's checks, with the same result, position and bytes
+// produced. After a failure it may leave pieces of earlier runs in the row past those bytes.
 KEP_HIDDEN KepResult ownUnpackBitsRow_c(const Kep8u* pSrc, int* pSrcCurrPos, int srcLen, Kep8u* pDst, int dstLen);
 KEP_HIDDEN KepResult ownUnpackBitsRow_ssse3(const Kep8u* pSrc, int* pSrcCurrPos, int srcLen, Kep8u* pDst, int dstLen);
 
