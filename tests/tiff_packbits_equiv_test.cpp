@@ -1,8 +1,9 @@
 // Equivalence of the PackBits coders: the encoder's byte-by-byte path against its bulk path and
 // the export through both slots and the stub (code, position and result, including overruns into
 // short buffers at any start position); the decoder's byte-by-byte reference against its fast
-// path, both slots and the stub on hostile input (random headers, lengths and positions) and on
-// valid code that ends near the source or row length (result, position and every row byte).
+// paths, both slots and the stub on hostile input (random headers, lengths and positions) and on
+// valid code that ends near the source or row length (result, position, the bytes produced, and
+// every byte of the row after a success).
 
 #include <gtest/gtest.h>
 
